@@ -1,0 +1,18 @@
+# qx_module(NAME SOURCES files... [DEPS targets...])
+# One folder's code as a position-independent archive `qx_NAME`. The shared library takes every object
+# of it, a unit test only what it needs: both are made from the same objects.
+function(qx_module name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
+  add_library(qx_${name} STATIC ${ARG_SOURCES})
+  target_link_libraries(qx_${name} PUBLIC qx_compiler ${ARG_DEPS})
+endfunction()
+
+# qx_test(NAME SOURCES files... [DEPS targets...])
+# A GoogleTest program; each of its tests is known to CTest by its own name.
+function(qx_test name)
+  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS;ENVIRONMENT" ${ARGN})
+  add_executable(${name} ${ARG_SOURCES})
+  target_link_libraries(${name} PRIVATE qx_compiler ${ARG_DEPS} GTest::gmock GTest::gtest_main)
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 ENVIRONMENT
+                                                               "${ARG_ENVIRONMENT}")
+endfunction()
