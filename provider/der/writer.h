@@ -1,0 +1,98 @@
+#ifndef QX_PROVIDER_DER_WRITER_H_
+#define QX_PROVIDER_DER_WRITER_H_
+
+#include <cstddef>
+#include <cstdint>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "provider/der/tag.h"
+#include "provider/result.h"
+
+namespace qx::der {
+
+/// Encoding is bytes to be written, as a list of pieces: small ones are owned, large ones (content,
+/// certificates) stay where they are until writeTo copies them, once, to their final place.
+class Encoding {
+ public:
+  Encoding() = default;
+  ~Encoding() = default;
+  Encoding(Encoding&&) noexcept = default;
+  Encoding& operator=(Encoding&&) noexcept = default;
+  Encoding(const Encoding&) = delete;
+  Encoding& operator=(const Encoding&) = delete;
+
+  /// An Encoding of somebody else's bytes, which must outlive it.
+  static Encoding borrowed(Bytes bytes);
+
+  static Encoding owned(std::vector<std::uint8_t> bytes);
+
+  Encoding& append(Encoding other);
+
+  std::size_t size() const { return size_; }
+
+  bool empty() const { return size_ == 0; }
+
+  /// writeTo writes size() bytes.
+  void writeTo(std::uint8_t* out) const;
+
+  std::vector<std::uint8_t> bytes() const;
+
+  /// The pieces in order, for a reader that needs no copy (a hash).
+  template <class Visitor>
+  void visit(Visitor&& visitor) const {
+    for (const Piece& piece : pieces_) {
+      visitor(piece.bytes);
+    }
+  }
+
+ private:
+  // `bytes` points into `own` when there is one; moving a vector leaves its memory in place.
+  struct Piece {
+    std::vector<std::uint8_t> own;
+    Bytes bytes;
+  };
+
+  std::vector<Piece> pieces_;
+  std::size_t size_ = 0;
+};
+
+/// wrap puts identifier and definite length before the content.
+Encoding wrap(std::uint8_t identifier, Encoding content);
+
+/// sequence is a SEQUENCE of its arguments in order.
+template <class... Parts>
+Encoding sequence(Parts... parts) {
+  Encoding content;
+  (content.append(std::move(parts)), ...);
+  return wrap(kSequence, std::move(content));
+}
+
+/// setOf is a SET OF in DER order: sorted by the encoded bytes (X.690, 11.6), `identifier` kSet or
+/// the context tag that stands for it.
+Encoding setOf(const std::vector<Encoding>& elements, std::uint8_t identifier = kSet);
+
+Encoding null();
+
+Encoding integer(std::uint64_t value);
+
+/// An INTEGER from little-endian two's complement, as the published interface holds serial numbers;
+/// redundant sign octets are dropped. Empty counts as 0.
+Encoding integerFromLittleEndian(Bytes octets);
+
+/// OBJECT IDENTIFIER from dotted text: CRYPT_E_OID_FORMAT when it is none.
+Result<Encoding> oid(std::string_view dotted);
+
+/// AlgorithmIdentifier; `parameters` is one whole element, or empty for none.
+Result<Encoding> algorithm(std::string_view dotted, Bytes parameters);
+
+/// OCTET STRING over borrowed octets.
+Encoding octetString(Bytes octets);
+
+/// The bytes of NULL, for algorithm parameters.
+inline constexpr std::uint8_t kNullParameters[] = {kNull, 0};
+
+}  // namespace qx::der
+
+#endif
