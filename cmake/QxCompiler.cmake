@@ -27,6 +27,8 @@ target_compile_options(
             -Wformat=2
             -Wnull-dereference
             -fstack-protector-strong
+            # A designated initializer leaves the other members at their defaults on purpose.
+            $<$<COMPILE_LANGUAGE:CXX>:-Wno-missing-field-initializers>
             $<$<COMPILE_LANGUAGE:CXX>:-Wold-style-cast>
             $<$<COMPILE_LANGUAGE:CXX>:-Wnon-virtual-dtor>
             $<$<COMPILE_LANGUAGE:CXX>:-Woverloaded-virtual>
