@@ -26,18 +26,17 @@ QX_PLATFORM_API void SetLastError(DWORD dwErrCode);
  * Returns NULL; NULL is accepted. Leaves the last error alone. */
 QX_PLATFORM_API HLOCAL LocalFree(HLOCAL hMem);
 
-/** Finds or formats a text, in single-byte characters with a terminating NUL.
+/** Gives the text of an error code, in ASCII with a terminating NUL.
  *
- * dwFlags is FORMAT_MESSAGE_FROM_SYSTEM (the text of the error code dwMessageId) or
- * FORMAT_MESSAGE_FROM_STRING (lpSource is the text), with FORMAT_MESSAGE_ALLOCATE_BUFFER (lpBuffer
- * is then the address of a char*; nSize is the least number of characters to allocate; the caller
- * frees the result with LocalFree) and FORMAT_MESSAGE_IGNORE_INSERTS (%1 to %99 stay as they
- * stand; else they are replaced by the strings in Arguments). dwLanguageId is 0.
+ * dwFlags holds FORMAT_MESSAGE_FROM_SYSTEM (other sources are not offered) and may hold
+ * FORMAT_MESSAGE_ALLOCATE_BUFFER: lpBuffer is then the address of a char*, nSize the least number of
+ * characters to allocate, and the caller frees the result with LocalFree. FORMAT_MESSAGE_IGNORE_INSERTS
+ * makes no difference: the texts have no inserts, and Arguments is not read. dwLanguageId is 0.
  *
  * Returns the number of characters without the NUL. On failure 0, and an allocated buffer's pointer
  * is NULL: ERROR_MR_MID_NOT_FOUND for a code without text, ERROR_RESOURCE_LANG_NOT_FOUND for another
  * language, ERROR_INSUFFICIENT_BUFFER when the caller's buffer of nSize characters is too small,
- * ERROR_INVALID_PARAMETER. System texts end in a full stop, a blank, CR and LF. */
+ * ERROR_INVALID_PARAMETER, ERROR_NOT_ENOUGH_MEMORY. Texts end in a full stop, a blank, CR and LF. */
 QX_MUST_USE QX_PLATFORM_API DWORD FormatMessageA(DWORD dwFlags,
                                                  LPCVOID lpSource,
                                                  DWORD dwMessageId,

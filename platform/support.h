@@ -49,9 +49,11 @@ QX_PLATFORM_API size_t qxsup_cp1251_to_utf16le(const char* text, uint16_t* out, 
 QX_PLATFORM_API size_t qxsup_utf16le_to_charset(
     const uint16_t* text, size_t length, const char* charset, char* out, size_t capacity);
 
-/** mbsrtowcs of the C library, made safe: with out NULL nothing is stored and *text stays; a state of
- * NULL is a fresh one of its own; a sequence that the locale cannot convert ends it with (size_t)-1.
- * Returns the wide characters without the NUL; capacity counts wide characters. */
+/** mbsrtowcs of the C library, made safe: what it stores always ends in NUL, also when the text did
+ * not fit (*text then stands at the rest, else it is NULL); a NULL state is a fresh one; with out NULL
+ * nothing is stored, *text stays, and the characters needed are counted. capacity counts wide
+ * characters, the NUL among them; results do not count it. (size_t)-1 for a sequence that the locale
+ * cannot convert. */
 QX_PLATFORM_API size_t qxsup_mbsrtowcs(wchar_t* out,
                                        const char** text,
                                        size_t capacity,

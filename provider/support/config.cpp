@@ -1,0 +1,190 @@
+#include "provider/support/config.h"
+
+#include <unistd.h>
+
+#include <cctype>
+#include <charconv>
+#include <limits>
+#include <optional>
+#include <string_view>
+
+#include "provider/openssl/errors.h"
+#include "provider/openssl/owned.h"
+#include "provider/support/folders.h"
+
+namespace qx {
+namespace {
+
+constexpr const char* kMachineFile = "/etc/qxprovider/provider.conf";
+constexpr unsigned kDaySeconds = 86'400;
+constexpr unsigned kMaxKdfRounds = 100'000'000;
+
+struct Range {
+  unsigned least = 0;
+  unsigned most = std::numeric_limits<unsigned>::max();
+};
+
+template <class Value>
+struct Word {
+  std::string_view word;
+  Value value;
+};
+
+constexpr Word<bool> kBooleans[] = {{"yes", true},
+                                    {"no", false},
+                                    {"true", true},
+                                    {"false", false},
+                                    {"on", true},
+                                    {"off", false},
+                                    {"1", true},
+                                    {"0", false}};
+constexpr Word<Prompt> kPrompts[] = {
+    {"none", Prompt::None}, {"terminal", Prompt::Terminal}, {"program", Prompt::Program}};
+constexpr Word<TraceOutput> kOutputs[] = {{"none", TraceOutput::None},
+                                          {"stderr", TraceOutput::Stderr},
+                                          {"syslog", TraceOutput::Syslog},
+                                          {"file", TraceOutput::File}};
+
+std::string variableName(const std::string& section, const std::string& key) {
+  std::string name = "QXPROVIDER_" + section + "_" + key;
+  for (char& c : name) {
+    c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  }
+  return name;
+}
+
+// The settings as text, from the file and the environment, and the problems met on the way.
+class Settings {
+ public:
+  Settings() {
+    if (std::string file = environmentVariable("QXPROVIDER_CONF"); !file.empty()) {
+      load(file);
+    } else if (file = environmentVariable("XDG_CONFIG_HOME") + "/qxprovider/provider.conf";
+               file.starts_with("/") && isThere(file) && file != "/qxprovider/provider.conf") {
+      load(file);
+    } else if (isThere(kMachineFile)) {
+      load(kMachineFile);
+    }
+  }
+
+  std::optional<std::string> find(const std::string& section, const std::string& key) const {
+    if (std::string value = environmentVariable(variableName(section, key).c_str());
+        !value.empty()) {
+      return value;
+    }
+    const char* value =
+        file_ ? NCONF_get_string(file_.get(), section.c_str(), key.c_str()) : nullptr;
+    return value != nullptr ? std::optional<std::string>(value) : std::nullopt;
+  }
+
+  void read(const std::string& section, const std::string& key, std::string& out) const {
+    out = find(section, key).value_or(out);
+  }
+
+  void read(const std::string& section, const std::string& key, unsigned& out, Range range) {
+    const std::optional<std::string> text = find(section, key);
+    if (!text) {
+      return;
+    }
+    unsigned value = 0;
+    const char* end = text->data() + text->size();
+    const auto [stop, error] = std::from_chars(text->data(), end, value);
+    if (error != std::errc() || stop != end || value < range.least || value > range.most) {
+      complain(section, key, *text);
+      return;
+    }
+    out = value;
+  }
+
+  template <class Value, std::size_t kCount>
+  void read(const std::string& section,
+            const std::string& key,
+            Value& out,
+            const Word<Value> (&words)[kCount]) {
+    const std::optional<std::string> text = find(section, key);
+    if (!text) {
+      return;
+    }
+    for (const Word<Value>& word : words) {
+      if (word.word == *text) {
+        out = word.value;
+        return;
+      }
+    }
+    complain(section, key, *text);
+  }
+
+  void complain(const std::string& section, const std::string& key, const std::string& value) {
+    problems.push_back("configuration: " + section + "." + key + " has no valid value: '" + value +
+                       "'");
+  }
+
+  std::vector<std::string> problems;
+
+ private:
+  static bool isThere(const std::string& file) { return access(file.c_str(), F_OK) == 0; }
+
+  void load(const std::string& file) {
+    ConfPtr conf(NCONF_new(nullptr));
+    long line = 0;
+    if (!conf || NCONF_load(conf.get(), file.c_str(), &line) != 1) {
+      problems.push_back("configuration: cannot read " + file +
+                         (line > 0 ? ", line " + std::to_string(line) : std::string()));
+      return;
+    }
+    file_ = std::move(conf);
+  }
+
+  ConfPtr file_;
+};
+
+void readPin(Settings& settings, Configuration& out) {
+  settings.read("pin", "prompt", out.pin.prompt, kPrompts);
+  settings.read("pin", "program", out.pin.program);
+  settings.read("pin", "prompt_timeout_ms", out.pin.promptTimeoutMs, Range{.least = 1});
+  settings.read("pin", "cache_seconds", out.pin.cacheSeconds, Range{.most = kDaySeconds});
+  settings.read("pin", "cache_max_seconds", out.pin.cacheMaxSeconds, Range{.most = kDaySeconds});
+  settings.read(
+      "pin", "kdf_rounds", out.pin.kdfRounds, Range{.least = 1000, .most = kMaxKdfRounds});
+  // A relative program would be looked for where the host happens to stand.
+  if (out.pin.prompt == Prompt::Program && !out.pin.program.starts_with('/')) {
+    settings.complain("pin", "program", out.pin.program);
+    out.pin.prompt = Prompt::None;
+  }
+}
+
+void readTrace(Settings& settings, Configuration& out) {
+  settings.read("trace", "file", out.trace.file);
+  out.trace.output = out.trace.file.empty() ? TraceOutput::None : TraceOutput::File;
+  settings.read("trace", "output", out.trace.output, kOutputs);
+  settings.read("trace", "level", out.trace.level, Range{.most = 0xF});
+  if (out.trace.output == TraceOutput::File && !out.trace.file.starts_with('/')) {
+    settings.complain("trace", "file", out.trace.file);
+    out.trace.output = TraceOutput::None;
+  }
+}
+
+}  // namespace
+
+Configuration readConfiguration() {
+  const ErrorQueueGuard queue;
+  Settings settings;
+  Configuration out;
+  settings.read("tsp", "default_url", out.tsp.defaultUrl);
+  settings.read("tsp", "timeout_ms", out.tsp.timeoutMs, Range{.least = 1});
+  settings.read("revocation", "online", out.revocation.online, kBooleans);
+  settings.read("revocation", "timeout_ms", out.revocation.timeoutMs, Range{.least = 1});
+  settings.read("trust", "system_roots", out.trust.systemRoots, kBooleans);
+  settings.read("content", "cipher_set", out.content.cipherSet);
+  readPin(settings, out);
+  readTrace(settings, out);
+  out.problems = std::move(settings.problems);
+  return out;
+}
+
+const Configuration& configuration() {
+  static const Configuration kConfiguration = readConfiguration();
+  return kConfiguration;
+}
+
+}  // namespace qx

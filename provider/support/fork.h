@@ -1,0 +1,43 @@
+#ifndef QX_PROVIDER_SUPPORT_FORK_H_
+#define QX_PROVIDER_SUPPORT_FORK_H_
+
+#include <mutex>
+
+namespace qx {
+
+/// ForkSafeMutex is a mutex for process-wide state that a child goes on using after fork(): all live
+/// ones are taken before the fork and released on both sides, so the child never sees half a change
+/// nor a lock that nobody holds.
+///
+/// They are taken in the order of their construction: who holds one may only take one that was
+/// constructed later. Nobody forks while holding one; posix_spawn is allowed. Meets the Lockable
+/// requirements (std::scoped_lock, std::unique_lock).
+class ForkSafeMutex {
+ public:
+  ForkSafeMutex();
+  ~ForkSafeMutex();
+  ForkSafeMutex(const ForkSafeMutex&) = delete;
+  ForkSafeMutex& operator=(const ForkSafeMutex&) = delete;
+  ForkSafeMutex(ForkSafeMutex&&) = delete;
+  ForkSafeMutex& operator=(ForkSafeMutex&&) = delete;
+
+  void lock() { mutex_.lock(); }
+
+  void unlock() { mutex_.unlock(); }
+
+  bool try_lock() { return mutex_.try_lock(); }
+
+ private:
+  friend struct ForkRegistry;
+
+  std::mutex mutex_;
+  ForkSafeMutex* earlier_ = nullptr;
+  ForkSafeMutex* later_ = nullptr;
+};
+
+/// forkGeneration is a number that is another one in every child made by fork() after the first call.
+unsigned forkGeneration();
+
+}  // namespace qx
+
+#endif
