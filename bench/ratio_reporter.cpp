@@ -1,0 +1,59 @@
+#include "bench/ratio_reporter.h"
+
+#include <algorithm>
+#include <cstdio>
+
+namespace qx::bench {
+namespace {
+
+constexpr double kMicrosecondsASecond = 1e6;
+
+double median(std::vector<double> values) {
+  if (values.empty()) {
+    return 0;
+  }
+  const auto middle = values.begin() + static_cast<std::ptrdiff_t>(values.size() / 2);
+  std::nth_element(values.begin(), middle, values.end());
+  return *middle;
+}
+
+}  // namespace
+
+bool RatioReporter::ReportContext(const Context& /*context*/) {
+  return true;
+}
+
+void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
+  for (const Run& run : runs) {
+    const std::string& name = run.run_name.function_name;
+    const std::size_t bar = name.rfind('|');
+    if (run.run_type != Run::RT_Iteration || bar == std::string::npos) {
+      continue;
+    }
+    if (run.error_occurred) {
+      std::printf("%s: %s\n", name.c_str(), run.error_message.c_str());
+      continue;
+    }
+    const std::string work = name.substr(0, bar);
+    if (!pairs_.contains(work)) {
+      order_.push_back(work);
+    }
+    const double time =
+        run.real_accumulated_time / static_cast<double>(run.iterations) * kMicrosecondsASecond;
+    Pair& pair = pairs_[work];
+    (name.substr(bar + 1) == "ours" ? pair.ours : pair.peer).push_back(time);
+  }
+}
+
+void RatioReporter::Finalize() {
+  std::printf("%-44s %12s %12s %8s\n", "work", "ours us", "peer us", "ratio");
+  for (const std::string& work : order_) {
+    const Pair& pair = pairs_[work];
+    const double ours = median(pair.ours);
+    const double peer = median(pair.peer);
+    std::printf(
+        "%-44s %12.1f %12.1f %8.2f\n", work.c_str(), ours, peer, ours > 0 ? peer / ours : 0);
+  }
+}
+
+}  // namespace qx::bench

@@ -1,0 +1,65 @@
+#include "bench/world.h"
+
+#include <iterator>
+
+namespace qx::bench {
+namespace {
+
+constexpr lab::KeyKind kKinds[] = {lab::KeyKind::Gost2012_256,
+                                   lab::KeyKind::Gost2001,
+                                   lab::KeyKind::Rsa2048,
+                                   lab::KeyKind::EcP256};
+
+X509StorePtr trustIn(const lab::Authority& authority, X509_CRL* crl) {
+  X509StorePtr store(X509_STORE_new());
+  X509_STORE_add_cert(store.get(), authority.certificate());
+  X509_STORE_add_crl(store.get(), crl);
+  X509_STORE_set_flags(store.get(), X509_V_FLAG_CRL_CHECK | X509_V_FLAG_CRL_CHECK_ALL);
+  return store;
+}
+
+}  // namespace
+
+World::World(int storeSize) {
+  addFillers("My", storeSize - static_cast<int>(std::size(kKinds)));
+  for (const lab::KeyKind kind : kKinds) {
+    addSigner(kind);
+  }
+}
+
+void World::addFillers(const std::string& store, int count) const {
+  const EvpPkeyPtr key = lab::generateKey(lab::KeyKind::EcP256);
+  const lab::Authority authority =
+      lab::Authority::selfSigned(lab::KeyKind::EcP256, {.subject = {{"CN", "Filler Root"}}});
+  for (int i = 0; i < count; ++i) {
+    const std::string number = std::to_string(i);
+    const X509Ptr certificate = authority.issue(
+        key.get(), {.subject = {{"C", "RU"}, {"O", "Filler Company"}, {"CN", "Filler " + number}}});
+    folder_.addCertificate(store, certificate.get(), "filler" + number + ".pem");
+  }
+}
+
+void World::addSigner(lab::KeyKind kind) {
+  const std::string name = lab::kindName(kind);
+  const lab::Authority authority =
+      lab::Authority::selfSigned(kind, {.subject = {{"CN", "Root " + name}}});
+  Signer signer;
+  signer.key = lab::generateKey(kind);
+  signer.certificate = authority.issue(
+      signer.key.get(),
+      {.subject = {{"C", "RU"}, {"O", "Bench"}, {"CN", "Signer " + name}},
+       // Older than the fillers, so that a search by name walks over all of them first.
+       .notBefore = -2 * lab::kDay,
+       .keyUsage = "digitalSignature,nonRepudiation"});
+  signer.thumbprint = lab::thumbprint(signer.certificate.get());
+  const X509CrlPtr crl = authority.crl();
+  signer.trust = trustIn(authority, crl.get());
+
+  folder_.addCertificate("My", signer.certificate.get());
+  folder_.addCertificate("Root", authority.certificate());
+  folder_.addCrl("Root", crl.get(), name + ".crl");
+  folder_.addKey(signer.key.get(), kPin);
+  signers_[kind] = std::move(signer);
+}
+
+}  // namespace qx::bench

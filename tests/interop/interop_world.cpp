@@ -1,0 +1,65 @@
+#include "tests/interop/interop_world.h"
+
+#include <algorithm>
+#include <cctype>
+
+namespace qx::test {
+
+InteropWorld::InteropWorld(lab::KeyKind kind) {
+  const lab::Authority authority =
+      lab::Authority::selfSigned(kind, {.subject = {{"C", "RU"}, {"CN", "Interop Root"}}});
+  folder_.addCertificate("Root", authority.certificate());
+  folder_.addCrl("Root", authority.crl().get(), "root.crl");
+  rootFile_ = files_.write("root.pem", lab::toPem(authority.certificate()));
+
+  std::string all;
+  for (const char* name : {"first", "second", "third"}) {
+    addSigner(authority, kind, name);
+    all += lab::toPem(signers_.back().certificate.get());
+  }
+  certificatesFile_ = files_.write("signers.pem", all);
+}
+
+void InteropWorld::addSigner(const lab::Authority& authority,
+                             lab::KeyKind kind,
+                             const std::string& name) {
+  Signer signer;
+  signer.name = name;
+  signer.key = lab::generateKey(kind);
+  signer.certificate = authority.issue(
+      signer.key.get(),
+      {.subject = {{"C", "RU"}, {"CN", name}}, .keyUsage = "digitalSignature,nonRepudiation"});
+  signer.thumbprint = lab::thumbprint(signer.certificate.get());
+  signer.certificateFile = files_.write(name + ".pem", lab::toPem(signer.certificate.get()));
+  signer.keyFile = files_.write(name + ".key", lab::toPem(signer.key.get()));
+  folder_.addCertificate("My", signer.certificate.get());
+  folder_.addCertificate("Addressbook", signer.certificate.get());
+  folder_.addKey(signer.key.get());
+  signers_.push_back(std::move(signer));
+}
+
+std::vector<SsfRecord> InteropWorld::records(std::size_t count) const {
+  std::vector<SsfRecord> records;
+  for (std::size_t i = 0; i < count; ++i) {
+    records.push_back({.id = signers_.at(i).thumbprint});
+  }
+  return records;
+}
+
+std::string InteropWorld::write(const std::string& name, const std::string& bytes) const {
+  return files_.write(name, bytes);
+}
+
+CommandResult openssl(const std::string& command, std::vector<std::string> arguments) {
+  std::vector<std::string> line = {"openssl", command, "-engine", "gost"};
+  line.insert(line.end(), arguments.begin(), arguments.end());
+  return run(std::move(line));
+}
+
+std::string testName(lab::KeyKind kind) {
+  std::string name = lab::kindName(kind);
+  std::erase_if(name, [](unsigned char c) { return std::isalnum(c) == 0; });
+  return name;
+}
+
+}  // namespace qx::test
