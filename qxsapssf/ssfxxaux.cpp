@@ -1,0 +1,177 @@
+#include <array>
+
+#include "qxsapssf/frame.h"
+#include "qxsapssf/owned_bytes.h"
+#include "qxsapssf/ssf.h"
+
+namespace qx {
+namespace {
+
+struct CountedBytes {
+  const SAP_B8* bytes;
+  SsfOctetlen length;
+
+  bool isValid(SsfOctetlen minimum) const noexcept {
+    return length >= minimum && (bytes != nullptr || length == 0);
+  }
+};
+
+/// The strings of a record, in the order of its members.
+using RecordStrings = std::array<CountedBytes, 4>;
+
+struct OwnedRecordStrings {
+  std::array<OwnedBytes, 4> copies;
+  bool isComplete = true;
+};
+
+OwnedRecordStrings copyStrings(const RecordStrings& strings) noexcept {
+  OwnedRecordStrings owned;
+  for (std::size_t i = 0; i < strings.size(); ++i) {
+    if (strings[i].length > 0) {
+      owned.copies[i] =
+          OwnedBytes::copyOf(strings[i].bytes, static_cast<std::size_t>(strings[i].length));
+      owned.isComplete = owned.isComplete && owned.copies[i];
+    }
+  }
+  return owned;
+}
+
+/// The password may have been copied before another string could not be: it does not stay behind.
+void wipePassword(OwnedRecordStrings& owned) noexcept {
+  OwnedBytes& password = owned.copies.back();
+  if (password) {
+    wipeWithSpaces(password.data(), password.size());
+  }
+}
+
+SAPRETURN newRecord(const RecordStrings& strings,
+                    SAPRETURN result,
+                    SigRcpSsfInformation** record) noexcept {
+  if (record == nullptr) {
+    return SSF_API_INFO_INVALID_PARAMETER;
+  }
+  *record = nullptr;
+  if (!strings[0].isValid(/*minimum=*/1) || !strings[1].isValid(0) || !strings[2].isValid(0) ||
+      !strings[3].isValid(0)) {
+    return SSF_API_INFO_INVALID_PARAMETER;
+  }
+  OwnedRecord<SigRcpSsfInformation> made = allocateRecord<SigRcpSsfInformation>();
+  if (!made) {
+    return SSF_API_INFO_NO_MEMORY;
+  }
+  OwnedRecordStrings owned = copyStrings(strings);
+  if (!owned.isComplete) {
+    wipePassword(owned);
+    return SSF_API_INFO_NO_MEMORY;
+  }
+  made->idLength = strings[0].length;
+  made->id = owned.copies[0].release();
+  made->reservedLength = strings[1].length;
+  made->reserved = owned.copies[1].release();
+  made->profileLength = strings[2].length;
+  made->profile = owned.copies[2].release();
+  made->passwordLength = strings[3].length;
+  made->password = owned.copies[3].release();
+  made->result = result;
+  *record = made.release();
+  return SSF_API_OK;
+}
+
+SAPRETURN deleteRecord(SigRcpSsfInformation** record) noexcept {
+  if (record == nullptr || *record == nullptr) {
+    return SSF_API_INFO_MISSING;
+  }
+  const OwnedRecord<SigRcpSsfInformation> owned(*record);
+  freeBytes(owned->id);
+  freeBytes(owned->reserved);
+  freeBytes(owned->profile);
+  if (owned->password != nullptr && owned->passwordLength > 0) {
+    wipeWithSpaces(owned->password, static_cast<std::size_t>(owned->passwordLength));
+  }
+  freeBytes(owned->password);
+  *record = nullptr;
+  return SSF_API_OK;
+}
+
+SAPRETURN insertRecord(SigRcpSsfInformation* record,
+                       SigRcpSsfInformationListStruct** list) noexcept {
+  if (record == nullptr || list == nullptr) {
+    return SSF_API_INFO_MISSING;
+  }
+  OwnedRecord<SigRcpSsfInformationListStruct> node =
+      allocateRecord<SigRcpSsfInformationListStruct>();
+  if (!node) {
+    return SSF_API_INFO_NO_MEMORY;
+  }
+  node->info = record;
+  while (*list != nullptr) {
+    list = &(*list)->next;
+  }
+  *list = node.release();
+  return SSF_API_OK;
+}
+
+SAPRETURN deleteList(SigRcpSsfInformationListStruct** list) noexcept {
+  if (list == nullptr || *list == nullptr) {
+    return SSF_API_INFO_LIST_EMPTY;
+  }
+  OwnedRecord<SigRcpSsfInformationListStruct> node(*list);
+  while (node) {
+    deleteRecord(&node->info);
+    node.reset(node->next);
+  }
+  *list = nullptr;
+  return SSF_API_OK;
+}
+
+SAPRETURN deleteOctetstring(SAP_B8** data, SsfOctetlen* length) noexcept {
+  if (data != nullptr && *data != nullptr) {
+    freeBytes(*data);
+    *data = nullptr;
+    if (length != nullptr) {
+      *length = 0;
+    }
+  }
+  return SSF_API_OK;
+}
+
+SAPRETURN noMemory() noexcept {
+  return SSF_API_INFO_NO_MEMORY;
+}
+
+}  // namespace
+}  // namespace qx
+
+SAPRETURN SsfNEWSigRcpSsfInfo(const SAP_B8* id,
+                              SsfOctetlen idLength,
+                              const SAP_B8* reserved,
+                              SsfOctetlen reservedLength,
+                              const SAP_B8* profile,
+                              SsfOctetlen profileLength,
+                              const SAP_B8* password,
+                              SsfOctetlen passwordLength,
+                              SAPRETURN result,
+                              SigRcpSsfInformation** record) noexcept {
+  const qx::RecordStrings strings = {{{id, idLength},
+                                      {reserved, reservedLength},
+                                      {profile, profileLength},
+                                      {password, passwordLength}}};
+  return qx::guarded([&] { return qx::newRecord(strings, result, record); }, qx::noMemory);
+}
+
+SAPRETURN SsfDELSigRcpSsfInfo(SigRcpSsfInformation** record) noexcept {
+  return qx::guarded([&] { return qx::deleteRecord(record); }, qx::noMemory);
+}
+
+SAPRETURN SsfINSSigRcpSsfInfo(SigRcpSsfInformation* record,
+                              SigRcpSsfInformationListStruct** list) noexcept {
+  return qx::guarded([&] { return qx::insertRecord(record, list); }, qx::noMemory);
+}
+
+SAPRETURN SsfDELSigRcpSsfInfoList(SigRcpSsfInformationListStruct** list) noexcept {
+  return qx::guarded([&] { return qx::deleteList(list); }, qx::noMemory);
+}
+
+SAPRETURN SsfDELSsfOctetstring(SAP_B8** data, SsfOctetlen* length) noexcept {
+  return qx::guarded([&] { return qx::deleteOctetstring(data, length); }, qx::noMemory);
+}
