@@ -50,10 +50,11 @@
 #define GET_ALG_TYPE(x) ((x) & 0x1E00u)
 #define GET_ALG_SID(x) ((x) & 0x1FFu)
 
-/* Algorithm identifiers of the GOST family. The public-key ones are this platform's own. */
+/* Algorithm identifiers of the GOST family. Those of ciphers and public keys are this platform's own. */
 #define CALG_QX_GR3411 0x801Eu           /* GOST R 34.11-94 */
 #define CALG_QX_GR3411_2012_256 0x8021u  /* GOST R 34.11-2012, 256 bits */
 #define CALG_QX_GR3411_2012_512 0x8022u  /* GOST R 34.11-2012, 512 bits */
+#define CALG_QX_GR28147 0x6E01u          /* GOST 28147-89 */
 #define CALG_QX_GR3410_2001_SIGN 0x2E01u /* GOST R 34.10-2001 */
 #define CALG_QX_GR3410_2001_KEYX 0xAE01u
 #define CALG_QX_GR3410_2012_256_SIGN 0x2E02u /* GOST R 34.10-2012, 256 bits */

@@ -1,0 +1,89 @@
+#include <cstdlib>
+
+#include "platform/cades.h"
+#include "platform/errors.h"
+
+namespace {
+
+// The messages are signed without enhancement so far; a caller learns it from each of these calls.
+BOOL notOffered() {
+  SetLastError(ERROR_CALL_NOT_IMPLEMENTED);
+  return FALSE;
+}
+
+// NOLINTNEXTLINE(cppcoreguidelines-no-malloc): records for callers come from malloc
+void release(void* memory) {
+  std::free(memory);
+}
+
+}  // namespace
+
+HCRYPTMSG CadesMsgOpenToEncode(DWORD /*dwMsgEncodingType*/,
+                               DWORD /*dwFlags*/,
+                               CADES_ENCODE_INFO* /*pvMsgEncodeInfo*/,
+                               LPSTR /*pszInnerContentObjID*/,
+                               PCMSG_STREAM_INFO /*pStreamInfo*/) {
+  notOffered();
+  return nullptr;
+}
+
+BOOL CadesMsgEnhanceSignature(HCRYPTMSG /*hCryptMsg*/,
+                              DWORD /*dwSignatureIndex*/,
+                              CADES_SIGN_PARA* /*pCadesSignPara*/) {
+  return notOffered();
+}
+
+BOOL CadesMsgEnhanceSignatureAll(HCRYPTMSG /*hCryptMsg*/, CADES_SIGN_PARA* /*pCadesSignPara*/) {
+  return notOffered();
+}
+
+BOOL CadesMsgAddEnhancedSignature(HCRYPTMSG /*hCryptMsg*/, CADES_ENHANCED_SIGN_PARA* /*pPara*/) {
+  return notOffered();
+}
+
+BOOL CadesMsgIsType(HCRYPTMSG /*hCryptMsg*/,
+                    DWORD /*dwSignatureIndex*/,
+                    DWORD /*dwCadesType*/,
+                    BOOL* /*pbResult*/) {
+  return notOffered();
+}
+
+BOOL CadesMsgVerifySignature(HCRYPTMSG /*hCryptMsg*/,
+                             DWORD /*dwSignatureIndex*/,
+                             const void* /*pVerificationPara*/,
+                             CADES_VERIFICATION_INFO** ppVerificationInfo) {
+  if (ppVerificationInfo != nullptr) {
+    *ppVerificationInfo = nullptr;
+  }
+  return notOffered();
+}
+
+BOOL CadesFreeVerificationInfo(CADES_VERIFICATION_INFO* pVerificationInfo) {
+  if (pVerificationInfo != nullptr) {
+    CertFreeCertificateContext(pVerificationInfo->pSignerCert);
+    release(pVerificationInfo->pSigningTime);
+    release(pVerificationInfo->pSignatureTimeStampTime);
+    release(pVerificationInfo);
+  }
+  return TRUE;
+}
+
+BOOL CadesMsgGetCertificateValues(HCRYPTMSG /*hCryptMsg*/,
+                                  DWORD /*dwSignatureIndex*/,
+                                  CADES_BLOB_ARRAY** ppValues) {
+  if (ppValues != nullptr) {
+    *ppValues = nullptr;
+  }
+  return notOffered();
+}
+
+BOOL CadesFreeBlobArray(CADES_BLOB_ARRAY* pBlobArray) {
+  if (pBlobArray != nullptr) {
+    for (DWORD i = 0; i < pBlobArray->cBlob; ++i) {
+      release(pBlobArray->pBlobs[i].pbData);
+    }
+    release(pBlobArray->pBlobs);
+    release(pBlobArray);
+  }
+  return TRUE;
+}
