@@ -1,0 +1,64 @@
+#include "tools/common/tool.h"
+
+#include <exception>
+#include <functional>
+#include <new>
+
+namespace qx::tools {
+namespace {
+
+// The innermost command that the arguments name, for the hint behind a usage error.
+std::string commandLine(const CLI::App& app) {
+  const auto inner = app.get_subcommands();
+  return app.get_name() + (inner.empty() ? "" : " " + commandLine(*inner.front()));
+}
+
+// Runs the work; whatever it throws becomes an exit code and a line.
+ExitCode guarded(Tool& tool, const std::function<void()>& work) {
+  const auto failed = [&tool](ExitCode code, const std::string& text) {
+    tool.report.error(code, text);
+    return code;
+  };
+  try {
+    work();
+    return tool.exit;
+  } catch (const CLI::ParseError& error) {
+    return failed(ExitCode::Usage,
+                  std::string(error.what()) + " (" + commandLine(tool.app) + " --help tells more)");
+  } catch (const ToolError& error) {
+    return failed(error.code(), error.what());
+  } catch (const std::bad_alloc&) {
+    return failed(ExitCode::Internal, "there is not enough memory");
+  } catch (const std::exception& error) {
+    return failed(ExitCode::Internal, error.what());
+  }
+}
+
+}  // namespace
+
+Tool::Tool(const std::string& name, const std::string& description)
+    : app(description, name), report(name) {
+  app.require_subcommand(1);
+  app.fallthrough();
+  app.add_flag_callback(
+         "--json", [this] { report.asJson(); }, "Print one JSON object")
+      ->trigger_on_parse();
+}
+
+int Tool::run(int argc, const char* const* argv) {
+  bool helped = false;
+  const ExitCode code = guarded(*this, [&] {
+    try {
+      app.parse(argc, argv);
+    } catch (const CLI::Success& help) {
+      helped = true;
+      app.exit(help);
+    }
+  });
+  if (!helped) {
+    report.print();
+  }
+  return static_cast<int>(code);
+}
+
+}  // namespace qx::tools

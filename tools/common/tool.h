@@ -1,0 +1,29 @@
+#ifndef QX_TOOLS_COMMON_TOOL_H_
+#define QX_TOOLS_COMMON_TOOL_H_
+
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "tools/common/error.h"
+#include "tools/common/report.h"
+
+namespace qx::tools {
+
+/// Tool is a program of commands. Each command is a CLI11 subcommand whose callback does the work,
+/// fills the report, and sets `exit` where it ends otherwise than well without an error line.
+struct Tool {
+  Tool(const std::string& name, const std::string& description);
+
+  /// run parses the arguments, runs the command that they name, prints its report and gives the exit
+  /// code. Whatever is thrown becomes one line on standard error.
+  int run(int argc, const char* const* argv);
+
+  CLI::App app;
+  Report report;
+  ExitCode exit = ExitCode::Good;
+};
+
+}  // namespace qx::tools
+
+#endif

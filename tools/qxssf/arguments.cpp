@@ -1,0 +1,45 @@
+#include "tools/qxssf/arguments.h"
+
+#include <unistd.h>
+
+#include "tools/common/error.h"
+
+namespace qx::ssf {
+
+using tools::ExitCode;
+using tools::ToolError;
+
+void addFiles(CLI::App& command, FileArguments& arguments, const std::string& outputHelp) {
+  command.add_option("FILE", arguments.input, "The file to read; - is standard input")
+      ->capture_default_str();
+  command.add_option("-o,--output", arguments.output, outputHelp + "; - is standard output")
+      ->capture_default_str();
+}
+
+void addFormat(CLI::App& command, FileArguments& arguments) {
+  command.add_option("--format", arguments.format, "The message format")
+      ->check(CLI::IsMember({"PKCS7", "CADES", "PKCS7_CADES", "PKCS7_ANY"}))
+      ->capture_default_str();
+}
+
+void checkOutput(tools::Tool& tool, const std::string& output) {
+  if (output != "-") {
+    return;
+  }
+  if (tool.report.isJson()) {
+    throw ToolError(ExitCode::Usage, "--json needs --output FILE: standard output takes only one");
+  }
+  if (isatty(STDOUT_FILENO) != 0) {
+    throw ToolError(ExitCode::Usage, "a terminal cannot show this; use --output FILE");
+  }
+  tool.report.toStandardError();
+}
+
+void requireContent(const tools::Input& input) {
+  if (input.bytes().empty()) {
+    throw ToolError(ExitCode::Input,
+                    input.name() + ": is empty; an SSF call takes at least one byte");
+  }
+}
+
+}  // namespace qx::ssf

@@ -1,0 +1,109 @@
+#include "tools/qxssf/codes.h"
+
+#include <algorithm>
+#include <array>
+#include <span>
+
+namespace qx::ssf {
+namespace {
+
+using tools::ExitCode;
+
+constexpr CodeMeaning kCodes[] = {
+    {SSF_API_OK, "SSF_API_OK", ExitCode::Good, "good"},
+    {SSF_API_INVALID_FORMAT,
+     "SSF_API_INVALID_FORMAT",
+     ExitCode::Input,
+     "the message is not of this format"},
+    {SSF_API_INVALID_INPUT,
+     "SSF_API_INVALID_INPUT",
+     ExitCode::Input,
+     "the input is empty or not usable"},
+    {SSF_API_NO_MEMORY, "SSF_API_NO_MEMORY", ExitCode::Internal, "there is not enough memory"},
+    {SSF_API_SIGNER_ERROR, "SSF_API_SIGNER_ERROR", ExitCode::Key, "a signer cannot be used"},
+    {SSF_API_SIGNER_INFO_ERROR,
+     "SSF_API_SIGNER_INFO_ERROR",
+     ExitCode::Input,
+     "a signer's information cannot be read"},
+    {SSF_API_INVALID_PAB,
+     "SSF_API_INVALID_PAB",
+     ExitCode::Input,
+     "the address book cannot be opened"},
+    {SSF_API_RECIPIENT_ERROR,
+     "SSF_API_RECIPIENT_ERROR",
+     ExitCode::Key,
+     "a recipient cannot be used"},
+    {SSF_API_INVALID_HASH_ALG,
+     "SSF_API_INVALID_HASH_ALG",
+     ExitCode::Usage,
+     "the hash algorithm is not known"},
+    {SSF_API_ENCODE_ERROR,
+     "SSF_API_ENCODE_ERROR",
+     ExitCode::Internal,
+     "the message cannot be built"},
+    {SSF_API_DECODE_ERROR,
+     "SSF_API_DECODE_ERROR",
+     ExitCode::Input,
+     "is no message that can be read"},
+    {SSF_API_NO_PROVIDER,
+     "SSF_API_NO_PROVIDER",
+     ExitCode::Internal,
+     "the cryptographic provider refuses to work"},
+    {SSF_API_INVALID_ENCR_ALG,
+     "SSF_API_INVALID_ENCR_ALG",
+     ExitCode::Usage,
+     "the cipher is not known"},
+    {SSF_API_INFO_NO_MEMORY,
+     "SSF_API_INFO_NO_MEMORY",
+     ExitCode::Internal,
+     "there is not enough memory"},
+    // The last row answers for numbers that the library never returns.
+    {-1, "unknown", ExitCode::Internal, "the library answered an unknown code"},
+};
+
+struct Words {
+  SAPRETURN result;
+  const char* signing;
+  const char* verifying;
+};
+
+constexpr Words kResults[] = {
+    {SSF_RESULT_OK, "good", "good"},
+    {SSF_RESULT_UNKNOWN,
+     "no certificate of this identity in the store",
+     "the signer's certificate is not trusted"},
+    {SSF_RESULT_INVALID_PROFILE,
+     "the store of the profile or the private key cannot be opened",
+     "the store of the profile cannot be opened"},
+    {SSF_RESULT_INVALID_PASSWORD, "the PIN does not open the private key", "the PIN is wrong"},
+    {SSF_RESULT_NOCERTIFICATE,
+     "there is no certificate",
+     "the signer's certificate is neither in the message nor in the store"},
+    {SSF_RESULT_NOT_OK,
+     "the certificate or its key cannot be used to sign",
+     "the signature or the content was changed"},
+    // The last row answers for all other results.
+    {SSF_RESULT_UNDEFINED, "could not be tried", "could not be verified completely"},
+};
+
+const Words& wordsOf(SAPRETURN result) {
+  const auto* row = std::ranges::find(kResults, result, &Words::result);
+  return row == std::end(kResults) ? *std::prev(row) : *row;
+}
+
+}  // namespace
+
+const CodeMeaning& meaningOf(SAPRETURN code) {
+  const auto* row = std::ranges::find(kCodes, code, &CodeMeaning::code);
+  return row == std::end(kCodes) ? *std::prev(row) : *row;
+}
+
+const char* signingWords(SAPRETURN result) {
+  return wordsOf(result).signing;
+}
+
+const char* verifyingWords(SAPRETURN result) {
+  return wordsOf(result).verifying;
+}
+
+}  // namespace qx::ssf

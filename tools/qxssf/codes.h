@@ -1,0 +1,26 @@
+#ifndef QX_TOOLS_QXSSF_CODES_H_
+#define QX_TOOLS_QXSSF_CODES_H_
+
+#include "qxsapssf/ssf.h"
+#include "tools/common/error.h"
+
+namespace qx::ssf {
+
+/// What a return code of the library means to the tool's user.
+struct CodeMeaning {
+  SAPRETURN code;
+  const char* name;
+  tools::ExitCode exit;
+  const char* words;
+};
+
+/// meaningOf gives the row of a return code; numbers that no row has get the row of an internal fault.
+const CodeMeaning& meaningOf(SAPRETURN code);
+
+/// signingWords and verifyingWords tell what a record's result means after signing and verifying.
+const char* signingWords(SAPRETURN result);
+const char* verifyingWords(SAPRETURN result);
+
+}  // namespace qx::ssf
+
+#endif

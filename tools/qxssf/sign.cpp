@@ -1,0 +1,100 @@
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/common/error.h"
+#include "tools/common/input.h"
+#include "tools/common/output.h"
+#include "tools/qxssf/arguments.h"
+#include "tools/qxssf/codes.h"
+#include "tools/qxssf/commands.h"
+#include "tools/qxssf/library.h"
+#include "tools/qxssf/signers.h"
+
+namespace qx::ssf {
+namespace {
+
+using tools::ExitCode;
+using tools::ToolError;
+
+struct SignArguments {
+  FileArguments files;
+  std::vector<Signer> signers;
+  bool detached = false;
+  bool certificates = true;
+};
+
+[[noreturn]] void refuse(const SignArguments& arguments,
+                         SAPRETURN code,
+                         const tools::Input& input,
+                         const Records& records) {
+  const CodeMeaning& meaning = meaningOf(code);
+  const std::string fault = code == SSF_API_SIGNER_ERROR ? signersFault(records) : "";
+  const bool cades = arguments.files.format == "CADES" || arguments.files.format == "PKCS7_CADES";
+  if (code == SSF_API_ENCODE_ERROR && cades) {
+    throw ToolError(ExitCode::Service, input.name() + ": not signed: no time stamp could be had");
+  }
+  throw ToolError(meaning.exit,
+                  input.name() + ": not signed: " + (fault.empty() ? meaning.words : fault));
+}
+
+void describe(tools::Report& report,
+              const SignArguments& arguments,
+              const tools::Input& input,
+              const Octets& message) {
+  report.facts()["input"] = input.name();
+  report.facts()["output"] = arguments.files.output;
+  report.facts()["bytes"] = message.bytes().size();
+  const size_t count = arguments.signers.size();
+  report.line(input.name() + ": signed by " + std::to_string(count) +
+              (count == 1 ? " signer, " : " signers, ") + std::to_string(message.bytes().size()) +
+              " bytes");
+}
+
+void sign(Program& program, const SignArguments& arguments) {
+  tools::Report& report = program.tool.report;
+  checkOutput(program.tool, arguments.files.output);
+  const tools::Input input(arguments.files.input);
+  requireContent(input);
+  const Library library(program.library);
+  Records records(library);
+  fillRecords(arguments.signers, records, report);
+  Octets message(library);
+  const std::string& format = arguments.files.format;
+  const SAPRETURN code = QX_SSF_FUNCTION(library, SsfSign)(bytesIn(format),
+                                                           lengthIn(format),
+                                                           /*hashAlgName=*/nullptr,
+                                                           /*hashAlgNameLength=*/0,
+                                                           arguments.certificates ? 1 : 0,
+                                                           arguments.detached ? 1 : 0,
+                                                           bytesIn(input.bytes()),
+                                                           lengthIn(input.bytes()),
+                                                           records.get(),
+                                                           message.data(),
+                                                           message.length());
+  report.facts()["code"] = code;
+  reportSigners(records, report);
+  if (code != SSF_API_OK) {
+    refuse(arguments, code, input, records);
+  }
+  tools::writeOutput(arguments.files.output, message.bytes());
+  describe(report, arguments, input, message);
+}
+
+}  // namespace
+
+void addSign(Program& program) {
+  auto arguments = std::make_shared<SignArguments>();
+  CLI::App& command =
+      *program.tool.app.add_subcommand("sign", "Sign a file for one or more signers");
+  addFiles(command, arguments->files, "The signed message");
+  addFormat(command, arguments->files);
+  command.add_flag("--detached", arguments->detached, "Leave the content out of the message");
+  command.add_flag("--certificates,!--no-certificates",
+                   arguments->certificates,
+                   "Put the signers' certificates into the message (the default)");
+  addSigners(command, arguments->signers);
+  command.callback([&program, arguments] { sign(program, *arguments); });
+}
+
+}  // namespace qx::ssf
