@@ -49,17 +49,21 @@ QX_PLATFORM_BEGIN
 
 /** Decodes one DER value by the two-pass size protocol; the result is one piece.
  *
- * lpszStructType is one of the numbers above or an attribute's OID. What comes back:
+ * lpszStructType is one of the numbers above or an OID. What comes back:
  *  PKCS_UTC_TIME, X509_CHOICE_OF_TIME, szOID_RSA_signingTime   FILETIME
- *  X509_OCTET_STRING                                           CRYPT_DATA_BLOB
+ *  X509_OCTET_STRING, szOID_SUBJECT_KEY_IDENTIFIER             CRYPT_DATA_BLOB
  *  X509_OBJECT_IDENTIFIER                                      LPSTR, a pointer to the dotted OID
  *  X509_INTEGER, X509_ENUMERATED                               int (32 bits)
  *  X509_MULTI_BYTE_INTEGER, X509_MULTI_BYTE_UINT               CRYPT_INTEGER_BLOB, little-endian
- *  X509_BITS, X509_KEY_USAGE                                   CRYPT_BIT_BLOB
+ *  X509_BITS, X509_KEY_USAGE, "2.5.29.15"                      CRYPT_BIT_BLOB
  *  X509_ALGORITHM_IDENTIFIER                                   CRYPT_ALGORITHM_IDENTIFIER
- *  X509_NAME, X509_UNICODE_NAME                                CERT_NAME_INFO (the latter wide)
+ *  X509_PUBLIC_KEY_INFO                                        CERT_PUBLIC_KEY_INFO
+ *  X509_ENHANCED_KEY_USAGE, "2.5.29.37"                        CTL_USAGE
+ *  X509_NAME, X509_UNICODE_NAME                                CERT_NAME_INFO; the values of the
+ *      latter are wide characters with a NUL that cbData does not count
  *  PKCS_ATTRIBUTE, PKCS_ATTRIBUTES                             CRYPT_ATTRIBUTE, CRYPT_ATTRIBUTES
- * Bytes after the value are ignored. CRYPT_DECODE_NOCOPY_FLAG lets bytes point into the input.
+ * The other numbers are known to no decoder. Bytes after the value are ignored. dwFlags is not read:
+ * everything is copied into the caller's buffer, nothing is allocated.
  *
  * FALSE: ERROR_FILE_NOT_FOUND (unknown type or encoding), CRYPT_E_ASN1_EOD, CRYPT_E_ASN1_BADTAG,
  * CRYPT_E_ASN1_CORRUPT, CRYPT_E_ASN1_LARGE, ERROR_MORE_DATA. Success sets the last error to 0. */
