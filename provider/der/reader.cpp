@@ -6,18 +6,6 @@
 namespace qx::der {
 namespace {
 
-struct Header {
-  std::uint8_t identifier = 0;
-  std::uint32_t number = 0;
-  bool indefinite = false;
-  std::size_t headerSize = 0;
-  std::size_t contentSize = 0;
-
-  bool isEndOfContents() const {
-    return identifier == 0 && headerSize == 2 && contentSize == 0 && !indefinite;
-  }
-};
-
 constexpr std::uint8_t kMoreOctets = 0x80;
 constexpr std::uint8_t kIndefiniteLength = 0x80;
 constexpr std::size_t kEndOfContentsSize = 2;
@@ -41,10 +29,7 @@ class HeaderReader {
     if (const Result<void> length = readLength(header); !length) {
       return length.failure();
     }
-    header.headerSize = position_;
-    if (header.contentSize > input_.size() - position_) {
-      return fail(CRYPT_E_ASN1_EOD);
-    }
+    header.size = position_;
     return header;
   }
 
@@ -113,39 +98,52 @@ class HeaderReader {
   std::size_t position_ = 0;
 };
 
+bool isEndOfContents(const Header& header) {
+  return header.identifier == 0 && header.size == kEndOfContentsSize && header.contentSize == 0;
+}
+
+// The header of an element that lies in the input whole, as far as its length tells.
+Result<Header> readFittingHeader(Bytes input) {
+  const Result<Header> header = readHeader(input);
+  if (header && header->contentSize > input.size() - header->size) {
+    return fail(CRYPT_E_ASN1_EOD);
+  }
+  return header;
+}
+
 // The size of the content whose length is indefinite, without its end marker. Definite elements
 // are stepped over, so only the nesting of indefinite ones has to be counted.
 Result<std::size_t> indefiniteSize(Bytes content) {
   std::size_t position = 0;
   unsigned open = 1;
   for (;;) {
-    const Result<Header> header = HeaderReader(content.subspan(position)).read();
+    const Result<Header> header = readFittingHeader(content.subspan(position));
     if (!header) {
       return header.failure();
     }
-    if (header->isEndOfContents()) {
+    if (isEndOfContents(*header)) {
       if (--open == 0) {
         return position;
       }
     } else if (header->indefinite && ++open > kMaxDepth) {
       return fail(CRYPT_E_ASN1_LARGE);
     }
-    position += header->headerSize + header->contentSize;
+    position += header->size + header->contentSize;
   }
 }
 
 Result<Element> readElement(Bytes input) {
-  const Result<Header> header = HeaderReader(input).read();
+  const Result<Header> header = readFittingHeader(input);
   if (!header) {
     return header.failure();
   }
-  if (header->isEndOfContents()) {
+  if (isEndOfContents(*header)) {
     return fail(CRYPT_E_ASN1_CORRUPT);
   }
   std::size_t contentSize = header->contentSize;
   std::size_t trailerSize = 0;
   if (header->indefinite) {
-    const Result<std::size_t> size = indefiniteSize(input.subspan(header->headerSize));
+    const Result<std::size_t> size = indefiniteSize(input.subspan(header->size));
     if (!size) {
       return size.failure();
     }
@@ -155,11 +153,15 @@ Result<Element> readElement(Bytes input) {
   return Element{.identifier = header->identifier,
                  .number = header->number,
                  .indefinite = header->indefinite,
-                 .whole = input.first(header->headerSize + contentSize + trailerSize),
-                 .content = input.subspan(header->headerSize, contentSize)};
+                 .whole = input.first(header->size + contentSize + trailerSize),
+                 .content = input.subspan(header->size, contentSize)};
 }
 
 }  // namespace
+
+Result<Header> readHeader(Bytes input) {
+  return HeaderReader(input).read();
+}
 
 std::optional<std::uint8_t> Reader::peek() const {
   return atEnd() ? std::nullopt : std::optional(rest_.front());

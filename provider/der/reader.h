@@ -27,6 +27,18 @@ struct Element {
   bool is(std::uint8_t expected) const { return identifier == expected; }
 };
 
+/// Header is the identifier and length octets of an element.
+struct Header {
+  std::uint8_t identifier = 0;
+  std::uint32_t number = 0;
+  bool indefinite = false;
+  std::size_t size = 0;         ///< of the header itself
+  std::size_t contentSize = 0;  ///< 0 when the length is indefinite
+};
+
+/// readHeader reads the header that `input` begins with; the content need not be there.
+Result<Header> readHeader(Bytes input);
+
 /// Reader walks the elements that stand one after another in `input`; to go into an element, make
 /// another Reader over its content. It reads DER and BER (long and indefinite lengths) and trusts no
 /// length. Errors: CRYPT_E_ASN1_EOD when an element runs past the end, CRYPT_E_ASN1_BADTAG when it

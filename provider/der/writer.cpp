@@ -39,19 +39,8 @@ bool isNegative(std::uint8_t octet) {
 
 }  // namespace
 
-Encoding Encoding::borrowed(Bytes bytes) {
-  Encoding encoding;
-  encoding.pieces_.push_back({.own = {}, .bytes = bytes});
-  encoding.size_ = bytes.size();
-  return encoding;
-}
-
-Encoding Encoding::owned(std::vector<std::uint8_t> bytes) {
-  Encoding encoding;
-  const Bytes view(bytes);
-  encoding.pieces_.push_back({.own = std::move(bytes), .bytes = view});
-  encoding.size_ = view.size();
-  return encoding;
+Encoding::Encoding(Slice piece) : size_(piece.bytes().size()) {
+  pieces_.push_back(std::move(piece));
 }
 
 Encoding& Encoding::append(Encoding other) {

@@ -7,6 +7,7 @@
 #include <utility>
 #include <vector>
 
+#include "provider/der/slice.h"
 #include "provider/der/tag.h"
 #include "provider/result.h"
 
@@ -23,10 +24,14 @@ class Encoding {
   Encoding(const Encoding&) = delete;
   Encoding& operator=(const Encoding&) = delete;
 
-  /// An Encoding of somebody else's bytes, which must outlive it.
-  static Encoding borrowed(Bytes bytes);
+  explicit Encoding(Slice piece);
 
-  static Encoding owned(std::vector<std::uint8_t> bytes);
+  /// An Encoding of somebody else's bytes, which must outlive it.
+  static Encoding borrowed(Bytes bytes) { return Encoding(Slice::borrowed(bytes)); }
+
+  static Encoding owned(std::vector<std::uint8_t> bytes) {
+    return Encoding(Slice::owned(std::move(bytes)));
+  }
 
   Encoding& append(Encoding other);
 
@@ -42,19 +47,13 @@ class Encoding {
   /// The pieces in order, for a reader that needs no copy (a hash).
   template <class Visitor>
   void visit(Visitor&& visitor) const {
-    for (const Piece& piece : pieces_) {
-      visitor(piece.bytes);
+    for (const Slice& piece : pieces_) {
+      visitor(piece.bytes());
     }
   }
 
  private:
-  // `bytes` points into `own` when there is one; moving a vector leaves its memory in place.
-  struct Piece {
-    std::vector<std::uint8_t> own;
-    Bytes bytes;
-  };
-
-  std::vector<Piece> pieces_;
+  std::vector<Slice> pieces_;
   std::size_t size_ = 0;
 };
 
