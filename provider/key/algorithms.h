@@ -11,6 +11,10 @@
 
 namespace qx {
 
+/// Provider types of keys of R 34.10-2012, beside PROV_GOST_2001_DH.
+inline constexpr DWORD kProviderGost2012_256 = 80;
+inline constexpr DWORD kProviderGost2012_512 = 81;
+
 /// The kinds of keys that we sign and verify with.
 enum class KeyType { Gost2001, Gost2012_256, Gost2012_512, Rsa, Ec };
 

@@ -16,9 +16,9 @@ namespace qx {
 /// Its memory is wiped when the last owner lets it go.
 class PrivateKey {
  public:
-  /// fromPkcs8 reads a PrivateKeyInfo (RFC 5208), computes its public key and proves that both belong
-  /// together. Errors: NTE_BAD_KEY, NTE_BAD_ALGID for a kind of key that we do not know.
-  static Result<std::shared_ptr<const PrivateKey>> fromPkcs8(std::span<const std::uint8_t> der);
+  /// fromPkcs8 takes the key in a PrivateKeyInfo (RFC 5208), computes its public key and proves that
+  /// both belong together. Errors: NTE_BAD_KEY, NTE_BAD_ALGID for a kind of key that we do not know.
+  static Result<std::shared_ptr<const PrivateKey>> fromPkcs8(const PKCS8_PRIV_KEY_INFO& info);
 
   /// fromEvp takes a key that libcrypto holds. The same proof and errors.
   static Result<std::shared_ptr<const PrivateKey>> fromEvp(EvpPkeyPtr key);
@@ -37,6 +37,9 @@ class PrivateKey {
   Result<std::vector<std::uint8_t>> signDigest(HashAlgorithm hash,
                                                std::span<const std::uint8_t> digest) const;
 
+  /// toPkcs8 gives the key as a PrivateKeyInfo, in the clear. NTE_FAIL.
+  Result<Pkcs8Ptr> toPkcs8() const;
+
   /// evp is libcrypto's key, borrowed.
   EVP_PKEY* evp() const { return key_.get(); }
 
@@ -48,6 +51,9 @@ class PrivateKey {
   std::vector<std::uint8_t> spki_;
   std::vector<std::uint8_t> publicKeyBits_;
 };
+
+/// readPkcs8 reads a DER PrivateKeyInfo and nothing behind it. NTE_BAD_KEY.
+Result<Pkcs8Ptr> readPkcs8(std::span<const std::uint8_t> der);
 
 }  // namespace qx
 

@@ -4,20 +4,14 @@
 #include <cstdint>
 #include <memory>
 #include <span>
-#include <string>
 #include <vector>
 
 #include "provider/key/algorithms.h"
+#include "provider/key/signature.h"
 #include "provider/openssl/owned.h"
 #include "provider/result.h"
 
 namespace qx {
-
-/// How a signature was made, as a SignerInfo or certificate names it.
-struct SignatureAlgorithm {
-  std::string oid;                           ///< dotted; the public key's own OID is good, too
-  std::span<const std::uint8_t> parameters;  ///< one DER value, or empty; read for RSASSA-PSS only
-};
 
 /// A public key, read from a SubjectPublicKeyInfo. Immutable; several threads may verify with it at
 /// once.
@@ -53,6 +47,8 @@ class PublicKey {
   EVP_PKEY* evp() const { return key_.get(); }
 
  private:
+  bool mayHaveLength(std::size_t length) const;
+
   PublicKey(EvpPkeyPtr key, const KeyTypeInfo& type) : key_(std::move(key)), type_(&type) {}
 
   EvpPkeyPtr key_;

@@ -1,0 +1,113 @@
+#include "provider/key/pem.h"
+
+#include <algorithm>
+#include <optional>
+#include <string>
+
+#include <nettle/base64.h>
+
+namespace qx {
+namespace {
+
+constexpr std::string_view kBegin = "-----BEGIN ";
+constexpr std::string_view kEnd = "-----END ";
+constexpr std::string_view kDashes = "-----";
+constexpr std::size_t kMaxBlocks = 16;
+constexpr std::size_t kLineOctets = 48;  // 64 characters
+
+struct RawBlock {
+  std::string_view label;
+  std::string_view body;
+};
+
+/// Takes the next block off the front of `text`; nothing when no further block begins.
+Result<std::optional<RawBlock>> takeBlock(std::string_view& text) {
+  const std::size_t begin = text.find(kBegin);
+  if (begin == std::string_view::npos) {
+    return std::optional<RawBlock>();
+  }
+  text.remove_prefix(begin + kBegin.size());
+  const std::size_t labelEnd = text.find(kDashes);
+  if (labelEnd == std::string_view::npos) {
+    return fail(ERROR_INVALID_DATA);
+  }
+  RawBlock block{.label = text.substr(0, labelEnd), .body = {}};
+  text.remove_prefix(labelEnd + kDashes.size());
+  const std::size_t bodyEnd = text.find(kEnd);
+  if (bodyEnd == std::string_view::npos) {
+    return fail(ERROR_INVALID_DATA);
+  }
+  block.body = text.substr(0, bodyEnd);
+  text.remove_prefix(bodyEnd + kEnd.size());
+  if (!text.starts_with(block.label) || !text.substr(block.label.size()).starts_with(kDashes)) {
+    return fail(ERROR_INVALID_DATA);
+  }
+  text.remove_prefix(block.label.size() + kDashes.size());
+  return std::optional<RawBlock>(block);
+}
+
+Result<SecretBytes> decodeBase64(std::string_view body) {
+  base64_decode_ctx context;
+  base64_decode_init(&context);
+  SecretBytes der(BASE64_DECODE_LENGTH(body.size()));
+  std::size_t length = der.size();
+  if (base64_decode_update(&context, &length, der.data(), body.size(), body.data()) != 1 ||
+      base64_decode_final(&context) != 1) {
+    return fail(ERROR_INVALID_DATA);
+  }
+  der.truncate(length);
+  return der;
+}
+
+std::size_t encodedSize(std::size_t size) {
+  const std::size_t lines = (size + kLineOctets - 1) / kLineOctets;
+  return BASE64_ENCODE_RAW_LENGTH(size) + lines;
+}
+
+char* appendText(char* out, std::string_view text) {
+  return std::copy(text.begin(), text.end(), out);
+}
+
+}  // namespace
+
+Result<std::vector<PemBlock>> readPem(std::string_view text) {
+  std::vector<PemBlock> blocks;
+  for (;;) {
+    const auto raw = takeBlock(text);
+    if (!raw) {
+      return raw.failure();
+    }
+    if (!*raw) {
+      return blocks;
+    }
+    if (blocks.size() == kMaxBlocks) {
+      return fail(ERROR_INVALID_DATA);
+    }
+    auto der = decodeBase64((*raw)->body);
+    if (!der) {
+      return der.failure();
+    }
+    blocks.push_back({.label = (*raw)->label, .der = std::move(*der)});
+  }
+}
+
+SecretBytes appendPem(std::span<const std::uint8_t> text,
+                      std::string_view label,
+                      std::span<const std::uint8_t> der) {
+  const std::string begin = std::string(kBegin).append(label).append(kDashes).append("\n");
+  const std::string end = std::string(kEnd).append(label).append(kDashes).append("\n");
+  SecretBytes all(text.size() + begin.size() + encodedSize(der.size()) + end.size());
+  char* out = reinterpret_cast<char*>(std::copy(text.begin(), text.end(), all.data()));
+  out = appendText(out, begin);
+  while (!der.empty()) {
+    const auto line = der.first(std::min(der.size(), kLineOctets));
+    base64_encode_raw(out, line.size(), line.data());
+    out += BASE64_ENCODE_RAW_LENGTH(line.size());
+    *out++ = '\n';
+    der = der.subspan(line.size());
+  }
+  appendText(out, end);
+  return all;
+}
+
+}  // namespace qx
