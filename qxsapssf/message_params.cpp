@@ -51,4 +51,21 @@ SAPRETURN readSizedParam(const char* function,
   return SSF_API_OK;
 }
 
+bool fetchParam(HCRYPTMSG message, DWORD param, DWORD index, OwnedBytes& bytes) noexcept {
+  bytes = OwnedBytes();
+  DWORD size = 0;
+  if (CryptMsgGetParam(message, param, index, nullptr, &size) == FALSE || size > INT32_MAX) {
+    return false;
+  }
+  OwnedBytes buffer = OwnedBytes::allocate(size);
+  DWORD read = size;
+  if (!buffer || CryptMsgGetParam(message, param, index, buffer.data(), &read) == FALSE ||
+      read > size) {
+    return false;
+  }
+  buffer.shrinkTo(read);
+  bytes = std::move(buffer);
+  return true;
+}
+
 }  // namespace qx

@@ -32,6 +32,10 @@ SAPRETURN readSizedParam(const char* function,
                          OwnedBytes& bytes,
                          std::source_location where = std::source_location::current()) noexcept;
 
+/// fetchParam is readParam for those who tell failures themselves, or not at all: false, with the last
+/// error of the failed call, and `bytes` empty.
+bool fetchParam(HCRYPTMSG message, DWORD param, DWORD index, OwnedBytes& bytes) noexcept;
+
 }  // namespace qx
 
 #endif

@@ -29,6 +29,16 @@ inline bool clearOutputLength(const char* function,
   return true;
 }
 
+/// clearOutput is clearOutputLength for the operations that leave no output pointer behind on failure.
+inline bool clearOutput(const char* function,
+                        SAP_B8** output,
+                        SsfOctetlen* outputLength) noexcept {
+  if (output != nullptr) {
+    *output = nullptr;
+  }
+  return clearOutputLength(function, output, outputLength);
+}
+
 /// hasInput is for inputs whose length is positive: false, with a trace line, when there are no bytes.
 inline bool hasInput(const char* function, const SAP_B8* input) noexcept {
   if (input == nullptr) {

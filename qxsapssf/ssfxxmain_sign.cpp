@@ -1,0 +1,226 @@
+#include <vector>
+
+#include "platform/cades.h"
+
+#include "qxsapssf/encoding.h"
+#include "qxsapssf/frame.h"
+#include "qxsapssf/identity/signer.h"
+#include "qxsapssf/message_params.h"
+#include "qxsapssf/owned_bytes.h"
+#include "qxsapssf/platform_handles.h"
+#include "qxsapssf/ssf.h"
+#include "qxsapssf/ssfxxmain_arguments.h"
+#include "qxsapssf/ssfxxmain_enhance.h"
+#include "qxsapssf/ssfxxmain_format.h"
+#include "qxsapssf/trace.h"
+
+namespace qx {
+namespace {
+
+constexpr const char* kName = "SsfSign";
+
+struct SignArguments {
+  const SAP_B8* format;
+  SsfOctetlen formatLength;
+  bool includesCertificates;
+  bool isDetached;
+  const SAP_B8* input;
+  SsfOctetlen inputLength;
+  const SigRcpSsfInformationListStruct* signers;
+};
+
+/// Signers are the selected signers in the form that the encoder takes.
+struct Signers {
+  std::vector<CMSG_SIGNER_ENCODE_INFO> slots;
+  /// What the slots point into. The duplicates for the message do as well.
+  CertificateList held;
+  CertificateList included;
+};
+
+SAPRETURN checkArguments(const SignArguments& arguments, unsigned char& isCades) noexcept {
+  if (arguments.formatLength > 0) {
+    QX_TRACE(kName,
+             "#info# SSFformat name ('%s').\n",
+             TraceText(arguments.format, arguments.formatLength).c_str());
+  }
+  const SAPRETURN code = check_ssf_format(
+      reinterpret_cast<const char*>(arguments.format), arguments.formatLength, &isCades);
+  if (code != SSF_API_OK) {
+    return code;
+  }
+  QX_TRACE(kName, "#info#: accept isCades='%d' \n", isCades);
+  if (arguments.signers == nullptr) {
+    QX_TRACE(kName, "#error#: Empty signer's list\n");
+    return SSF_API_SIGNER_ERROR;
+  }
+  if (arguments.inputLength <= 0) {
+    QX_TRACE(kName, "#error#: ostrInputDataL <= 0\n");
+    return SSF_API_INVALID_INPUT;
+  }
+  return hasInput(kName, arguments.input) ? SSF_API_OK : SSF_API_INVALID_INPUT;
+}
+
+int countNodes(const SigRcpSsfInformationListStruct* node) noexcept {
+  int count = 0;
+  for (; node != nullptr; node = node->next) {
+    ++count;
+  }
+  return count;
+}
+
+/// False when the signer has no usable certificate.
+bool selectSigner(SigRcpSsfInformation& record, int number, bool isIncluded, Signers& signers) {
+  if (!hasIdentity(record, kName)) {
+    return false;
+  }
+  Certificate certificate = selectSignerCertificate(record,
+                                                    number,
+                                                    kSignSelection,
+                                                    signers.slots[static_cast<std::size_t>(number)],
+                                                    isIncluded ? &signers.included : nullptr);
+  if (!certificate) {
+    return false;
+  }
+  if (!isIncluded) {
+    signers.held.push_back(std::move(certificate));
+  }
+  return true;
+}
+
+/// Every signer is tried, so that every record gets its result.
+SAPRETURN selectSigners(const SignArguments& arguments, Signers& signers) {
+  const int count = countNodes(arguments.signers);
+  QX_TRACE(kName, "#trace# Count of signers=%d.\n", count);
+  signers.slots.resize(static_cast<std::size_t>(count));
+  int failures = 0;
+  int number = 0;
+  for (const auto* node = arguments.signers; node != nullptr; node = node->next, ++number) {
+    QX_TRACE(kName, "#trace# Check Signer # = %d.\n", number);
+    if (node->info == nullptr) {
+      QX_TRACE(kName, "#error#: Unintialized signer structure\n");
+      return SSF_API_NO_PROVIDER;
+    }
+    if (!selectSigner(*node->info, number, arguments.includesCertificates, signers)) {
+      ++failures;
+    }
+  }
+  if (failures != 0) {
+    signers.included.clear();
+    QX_TRACE(kName, "#error#: %d certificates not found\n", failures);
+    return SSF_API_SIGNER_ERROR;
+  }
+  return SSF_API_OK;
+}
+
+std::vector<CERT_BLOB> encodedCertificates(const CertificateList& certificates) {
+  std::vector<CERT_BLOB> blobs;
+  blobs.reserve(certificates.size());
+  for (const Certificate& certificate : certificates) {
+    blobs.push_back(
+        {.cbData = certificate.get()->cbCertEncoded, .pbData = certificate.get()->pbCertEncoded});
+  }
+  return blobs;
+}
+
+HCRYPTMSG openMessage(bool isCades, DWORD flags, CMSG_SIGNED_ENCODE_INFO& info) noexcept {
+  if (!isCades) {
+    return CryptMsgOpenToEncode(kEncoding,
+                                flags,
+                                CMSG_SIGNED,
+                                &info,
+                                /*pszInnerContentObjID=*/nullptr,
+                                /*pStreamInfo=*/nullptr);
+  }
+  CADES_ENCODE_INFO cadesInfo{};
+  cadesInfo.dwSize = sizeof(cadesInfo);
+  cadesInfo.pSignedEncodeInfo = &info;
+  return CadesMsgOpenToEncode(kEncoding,
+                              flags,
+                              &cadesInfo,
+                              /*pszInnerContentObjID=*/nullptr,
+                              /*pStreamInfo=*/nullptr);
+}
+
+/// The signed message of the input.
+SAPRETURN encodeSigned(const SignArguments& arguments,
+                       bool isCades,
+                       Signers& signers,
+                       OwnedBytes& encoded) {
+  std::vector<CERT_BLOB> blobs = encodedCertificates(signers.included);
+  CMSG_SIGNED_ENCODE_INFO info{};
+  info.cbSize = sizeof(info);
+  info.cSigners = static_cast<DWORD>(signers.slots.size());
+  info.rgSigners = signers.slots.data();
+  info.cCertEncoded = static_cast<DWORD>(blobs.size());
+  info.rgCertEncoded = blobs.empty() ? nullptr : blobs.data();
+  QX_TRACE(kName, "#trace#: trying to sign message...\n");
+  Message message(openMessage(isCades, arguments.isDetached ? CMSG_DETACHED_FLAG : 0, info));
+  if (!message) {
+    return failedCall(kName, SSF_API_NO_PROVIDER);
+  }
+  if (CryptMsgUpdate(message.get(),
+                     arguments.input,
+                     static_cast<DWORD>(arguments.inputLength),
+                     /*fFinal=*/TRUE) == FALSE) {
+    return failedCall(kName, SSF_API_NO_PROVIDER);
+  }
+  const SAPRETURN code = readParam(
+      kName, message.get(), CMSG_CONTENT_PARAM, /*index=*/0, SSF_API_ENCODE_ERROR, encoded);
+  if (code != SSF_API_OK) {
+    return code;
+  }
+  return message.close() ? SSF_API_OK : failedCall(kName, SSF_API_ENCODE_ERROR);
+}
+
+/// Selects and encodes; the certificates go back before time stamps are asked for.
+SAPRETURN makeSigned(const SignArguments& arguments, bool isCades, OwnedBytes& encoded) {
+  Signers signers;
+  const SAPRETURN code = selectSigners(arguments, signers);
+  return code == SSF_API_OK ? encodeSigned(arguments, isCades, signers, encoded) : code;
+}
+
+SAPRETURN sign(const SignArguments& arguments, SAP_B8** output, SsfOctetlen* outputLength) {
+  unsigned char isCades = 0;
+  OwnedBytes encoded;
+  SAPRETURN code = checkArguments(arguments, isCades);
+  if (code == SSF_API_OK) {
+    code = makeSigned(arguments, isCades != 0, encoded);
+  }
+  if (code == SSF_API_OK && isCades != 0) {
+    code = enhanceMessage(kName, encoded);
+  }
+  if (code == SSF_API_OK) {
+    handOver(encoded, output, outputLength);
+  }
+  return code;
+}
+
+}  // namespace
+}  // namespace qx
+
+SAPRETURN SsfSign(SAP_B8* format,
+                  SsfOctetlen formatLength,
+                  SAP_B8* /*hashAlgName*/,
+                  SsfOctetlen /*hashAlgNameLength*/,
+                  int includeCertificates,
+                  int detached,
+                  SAP_B8* ostrInputData,
+                  SsfOctetlen ostrInputDataL,
+                  SigRcpSsfInformationListStruct* signerList,
+                  SAP_B8** ostrSignedData,
+                  SsfOctetlen* ostrSignedDataL) noexcept {
+  return qx::runOperation(qx::kName, [&](qx::Frame& /*frame*/) -> SAPRETURN {
+    if (!qx::clearOutput(qx::kName, ostrSignedData, ostrSignedDataL)) {
+      return SSF_API_INVALID_INPUT;
+    }
+    return qx::sign({.format = format,
+                     .formatLength = formatLength,
+                     .includesCertificates = qx::isSet(includeCertificates),
+                     .isDetached = qx::isSet(detached),
+                     .input = ostrInputData,
+                     .inputLength = ostrInputDataL,
+                     .signers = signerList},
+                    ostrSignedData,
+                    ostrSignedDataL);
+  });
+}
