@@ -121,7 +121,14 @@ size_t qxsup_mbsrtowcs(wchar_t* out, const char** text, size_t capacity, mbstate
     return std::mbsrtowcs(nullptr, &start, 0, used);
   }
   const size_t count = std::mbsrtowcs(out, text, capacity - 1, used);
-  // The C library leaves a full buffer without an end.
-  out[count == static_cast<size_t>(-1) ? 0 : count] = L'\0';
+  if (count == static_cast<size_t>(-1)) {
+    out[0] = L'\0';
+    return count;
+  }
+  // The C library leaves a full buffer without an end, and the text before its NUL.
+  out[count] = L'\0';
+  if (*text != nullptr && **text == '\0') {
+    *text = nullptr;
+  }
   return count;
 }

@@ -1,0 +1,97 @@
+#include "provider/support/fork.h"
+
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <memory>
+#include <mutex>
+#include <thread>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using qx::ForkSafeMutex;
+
+// Runs `body` in a child and gives its exit code; a child that hangs is ended by its alarm.
+template <class Body>
+int inChild(const Body& body) {
+  const pid_t child = fork();
+  if (child == 0) {
+    alarm(20);
+    _exit(body());
+  }
+  int status = 0;
+  EXPECT_EQ(waitpid(child, &status, 0), child);
+  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+}
+
+TEST(ForkGeneration, ChangesInAChildAndStaysInTheParent) {
+  const unsigned parent = qx::forkGeneration();
+  EXPECT_EQ(inChild([&] { return qx::forkGeneration() != parent ? 0 : 1; }), 0);
+  EXPECT_EQ(qx::forkGeneration(), parent);
+}
+
+TEST(ForkGeneration, ChangesAgainInAGrandchild) {
+  const unsigned parent = qx::forkGeneration();
+  const int code = inChild([&] {
+    const unsigned child = qx::forkGeneration();
+    return inChild(
+        [&] { return qx::forkGeneration() != child && qx::forkGeneration() != parent ? 0 : 1; });
+  });
+  EXPECT_EQ(code, 0);
+}
+
+// While other threads take and change, children are made: each finds the locks free and the state whole.
+TEST(ForkSafeMutex, IsFreeInAChildAndItsStateIsWhole) {
+  ForkSafeMutex outer;
+  ForkSafeMutex inner;
+  int left = 0;
+  int right = 0;
+  std::atomic<bool> stop = false;
+  std::thread worker([&] {
+    while (!stop) {
+      const std::scoped_lock outerLock(outer);
+      ++left;
+      const std::scoped_lock innerLock(inner);
+      ++right;
+    }
+  });
+  for (int i = 0; i < 50; ++i) {
+    const int code = inChild([&] {
+      const std::scoped_lock outerLock(outer);
+      const std::scoped_lock innerLock(inner);
+      return left == right ? 0 : 1;
+    });
+    ASSERT_EQ(code, 0);
+  }
+  stop = true;
+  worker.join();
+  EXPECT_EQ(left, right);
+}
+
+TEST(ForkSafeMutex, CanComeAndGoInAnyOrder) {
+  auto first = std::make_unique<ForkSafeMutex>();
+  auto second = std::make_unique<ForkSafeMutex>();
+  auto third = std::make_unique<ForkSafeMutex>();
+  second.reset();
+  first.reset();
+  EXPECT_EQ(inChild([&] {
+              const std::scoped_lock lock(*third);
+              return 0;
+            }),
+            0);
+  third.reset();
+  EXPECT_EQ(inChild([] { return 0; }), 0);
+}
+
+TEST(ForkSafeMutex, TellsWhetherItIsTaken) {
+  ForkSafeMutex mutex;
+  const std::unique_lock held(mutex);
+  bool taken = false;
+  std::thread([&] { taken = !mutex.try_lock(); }).join();
+  EXPECT_TRUE(taken);
+}
+
+}  // namespace

@@ -1,0 +1,98 @@
+#include "provider/support/wipe.h"
+
+#include <array>
+#include <cstdint>
+#include <fstream>
+#include <new>
+#include <sstream>
+#include <string>
+#include <utility>
+
+#include <gtest/gtest.h>
+
+namespace {
+
+using qx::SecretBytes;
+
+TEST(Wipe, LeavesZeros) {
+  std::array<char, 8> secret = {'s', 'e', 'c', 'r', 'e', 't', '!', 'x'};
+  qx::wipe(secret.data(), 7);
+  EXPECT_EQ(std::string(secret.data(), 8), std::string(7, '\0') + 'x');
+  qx::wipe(nullptr, 0);
+}
+
+TEST(SecretBytes, HoldACopyOfWhatTheyWereMadeFrom) {
+  const std::array<std::uint8_t, 3> bytes = {1, 2, 3};
+  const SecretBytes secret(bytes);
+  EXPECT_EQ(secret.size(), 3U);
+  EXPECT_EQ(secret.bytes()[2], 3);
+  EXPECT_EQ(SecretBytes(std::string_view("pin")).text(), "pin");
+  EXPECT_EQ(secret.clone().bytes()[0], 1);
+}
+
+TEST(SecretBytes, MayBeEmpty) {
+  const SecretBytes none;
+  EXPECT_TRUE(none.empty());
+  EXPECT_EQ(none.text(), "");
+  EXPECT_TRUE(SecretBytes(std::size_t{0}).empty());
+  EXPECT_TRUE(none.clone().empty());
+}
+
+TEST(SecretBytes, MoveWithoutLeavingAnythingBehind) {
+  SecretBytes first(std::string_view("first"));
+  const std::uint8_t* place = first.data();
+  SecretBytes second(std::move(first));
+  EXPECT_EQ(second.data(), place);
+  EXPECT_TRUE(first.empty());  // NOLINT(bugprone-use-after-move): that is the question
+  SecretBytes third(std::string_view("third"));
+  third = std::move(second);
+  EXPECT_EQ(third.text(), "first");
+  SecretBytes& same = third;
+  third = std::move(same);
+  EXPECT_EQ(third.text(), "first");
+}
+
+TEST(SecretBytes, WipeWhatIsCutOff) {
+  SecretBytes secret(std::string_view("secret"));
+  const std::uint8_t* place = secret.data();
+  secret.truncate(2);
+  EXPECT_EQ(secret.text(), "se");
+  EXPECT_EQ(place[2], 0);
+  EXPECT_EQ(place[5], 0);
+  secret.truncate(100);
+  EXPECT_EQ(secret.size(), 2U);
+}
+
+TEST(SecretBytes, ThatAreTooManyAreRefused) {
+  EXPECT_THROW(SecretBytes(SIZE_MAX), std::bad_alloc);
+  EXPECT_THROW(SecretBytes(SIZE_MAX / 2), std::bad_alloc);
+}
+
+// The kernel tells of each mapping whether a core dump would hold it ("dd" among its flags: it would
+// not).
+bool isLeftOutOfCoreDumps(const void* address) {
+  std::ifstream maps("/proc/self/smaps");
+  const auto wanted = reinterpret_cast<std::uintptr_t>(address);
+  bool inside = false;
+  for (std::string line; std::getline(maps, line);) {
+    std::istringstream fields(line);
+    std::uintptr_t from = 0;
+    std::uintptr_t to = 0;
+    char dash = 0;
+    if (fields >> std::hex >> from >> dash >> to && dash == '-') {
+      inside = from <= wanted && wanted < to;
+    } else if (inside && line.starts_with("VmFlags:")) {
+      return line.find(" dd") != std::string::npos;
+    }
+  }
+  return false;
+}
+
+TEST(SecretBytes, AreLeftOutOfCoreDumps) {
+  const SecretBytes secret(std::string_view("secret"));
+  const std::string ordinary(100, 'x');
+  EXPECT_TRUE(isLeftOutOfCoreDumps(secret.data()));
+  EXPECT_FALSE(isLeftOutOfCoreDumps(ordinary.data()));
+}
+
+}  // namespace
