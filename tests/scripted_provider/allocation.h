@@ -1,0 +1,41 @@
+#ifndef QX_TESTS_SCRIPTED_PROVIDER_ALLOCATION_H_
+#define QX_TESTS_SCRIPTED_PROVIDER_ALLOCATION_H_
+
+// Makes malloc and operator new fail in the code under test. A program that links
+// qx_allocation_hook sends its allocations here; those of the scripted provider do not count.
+
+namespace qx::scripted {
+
+/// AllocationFailure lets the n-th allocation (from 1) of its lifetime fail, or the n-th and all after
+/// it. n 0 only counts. One at a time, on one thread. Keep assertions out of its lifetime: they
+/// allocate.
+class __attribute__((visibility("default"))) AllocationFailure {
+ public:
+  enum class Extent { One, AllAfter };
+
+  explicit AllocationFailure(unsigned n, Extent extent = Extent::One);
+  ~AllocationFailure();
+  AllocationFailure(const AllocationFailure&) = delete;
+  AllocationFailure& operator=(const AllocationFailure&) = delete;
+
+  /// The allocations so far, failed ones included.
+  unsigned count() const;
+  /// Whether the failure has happened.
+  bool hasHappened() const;
+};
+
+/// AllocationsPause keeps the allocations of its lifetime out of the count.
+class __attribute__((visibility("default"))) AllocationsPause {
+ public:
+  AllocationsPause();
+  ~AllocationsPause();
+  AllocationsPause(const AllocationsPause&) = delete;
+  AllocationsPause& operator=(const AllocationsPause&) = delete;
+};
+
+/// For the hook: counts an allocation; true when it has to fail.
+__attribute__((visibility("default"))) bool allocationHasToFail();
+
+}  // namespace qx::scripted
+
+#endif
