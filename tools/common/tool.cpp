@@ -1,5 +1,7 @@
 #include "tools/common/tool.h"
 
+#include <unistd.h>
+
 #include <exception>
 #include <functional>
 #include <new>
@@ -43,6 +45,19 @@ Tool::Tool(const std::string& name, const std::string& description)
   app.add_flag_callback(
          "--json", [this] { report.asJson(); }, "Print one JSON object")
       ->trigger_on_parse();
+}
+
+void Tool::claimOutput(const std::string& output, Content content) {
+  if (output != "-") {
+    return;
+  }
+  if (report.isJson()) {
+    throw ToolError(ExitCode::Usage, "--json needs --output FILE: standard output takes only one");
+  }
+  if (content == Content::Binary && isatty(STDOUT_FILENO) != 0) {
+    throw ToolError(ExitCode::Usage, "a terminal cannot show this; use --output FILE");
+  }
+  report.toStandardError();
 }
 
 int Tool::run(int argc, const char* const* argv) {

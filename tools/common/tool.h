@@ -1,6 +1,7 @@
 #ifndef QX_TOOLS_COMMON_TOOL_H_
 #define QX_TOOLS_COMMON_TOOL_H_
 
+#include <cstdint>
 #include <string>
 
 #include <CLI/CLI.hpp>
@@ -18,6 +19,12 @@ struct Tool {
   /// run parses the arguments, runs the command that they name, prints its report and gives the exit
   /// code. Whatever is thrown becomes one line on standard error.
   int run(int argc, const char* const* argv);
+
+  /// claimOutput says that `output` will be written, before any work: bytes for a terminal, and content
+  /// and a JSON object both for standard output, are refused (ToolError, Usage); the report gets out of
+  /// the way of content on standard output.
+  enum class Content : std::uint8_t { Text, Binary };
+  void claimOutput(const std::string& output, Content content);
 
   CLI::App app;
   Report report;

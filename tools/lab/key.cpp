@@ -3,7 +3,7 @@
 #include <openssl/ec.h>
 #include <openssl/rsa.h>
 
-#include "tools/lab/engine.h"
+#include "provider/openssl/engine.h"
 #include "tools/lab/error.h"
 #include "tools/lab/pki.h"
 
@@ -33,6 +33,14 @@ constexpr Kind kKinds[] = {
     {.kind = KeyKind::EcP384, .name = "p384", .nid = NID_X9_62_id_ecPublicKey, .set = "P-384"},
 };
 
+ENGINE* engine() {
+  const Result<ENGINE*> loaded = gostEngine();
+  if (!loaded) {
+    throwError("the GOST engine cannot be loaded");
+  }
+  return *loaded;
+}
+
 const Kind& rowOf(KeyKind kind) {
   for (const Kind& row : kKinds) {
     if (row.kind == kind) {
@@ -59,7 +67,7 @@ const char* kindName(KeyKind kind) {
 }
 
 EvpPkeyPtr generateGostKey(KeyKind kind, const std::string& parameterSet) {
-  return generate(rowOf(kind).nid, loadedEngine(), "paramset", parameterSet);
+  return generate(rowOf(kind).nid, engine(), "paramset", parameterSet);
 }
 
 EvpPkeyPtr generateKey(KeyKind kind) {
@@ -76,14 +84,13 @@ EvpPkeyPtr generateKey(KeyKind kind) {
 }
 
 const EVP_MD* usualDigest(EVP_PKEY* key) {
-  loadedEngine();
   switch (EVP_PKEY_get_base_id(key)) {
     case NID_id_GostR3410_2001:
-      return EVP_get_digestbynid(NID_id_GostR3411_94);
+      return gostDigest(NID_id_GostR3411_94);
     case NID_id_GostR3410_2012_256:
-      return EVP_get_digestbynid(NID_id_GostR3411_2012_256);
+      return gostDigest(NID_id_GostR3411_2012_256);
     case NID_id_GostR3410_2012_512:
-      return EVP_get_digestbynid(NID_id_GostR3411_2012_512);
+      return gostDigest(NID_id_GostR3411_2012_512);
     case EVP_PKEY_EC:
       return EVP_PKEY_get_bits(key) == 384 ? EVP_sha384() : EVP_sha256();
     default:

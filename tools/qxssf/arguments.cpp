@@ -1,7 +1,5 @@
 #include "tools/qxssf/arguments.h"
 
-#include <unistd.h>
-
 #include "tools/common/error.h"
 
 namespace qx::ssf {
@@ -20,19 +18,6 @@ void addFormat(CLI::App& command, FileArguments& arguments) {
   command.add_option("--format", arguments.format, "The message format")
       ->check(CLI::IsMember({"PKCS7", "CADES", "PKCS7_CADES", "PKCS7_ANY"}))
       ->capture_default_str();
-}
-
-void checkOutput(tools::Tool& tool, const std::string& output) {
-  if (output != "-") {
-    return;
-  }
-  if (tool.report.isJson()) {
-    throw ToolError(ExitCode::Usage, "--json needs --output FILE: standard output takes only one");
-  }
-  if (isatty(STDOUT_FILENO) != 0) {
-    throw ToolError(ExitCode::Usage, "a terminal cannot show this; use --output FILE");
-  }
-  tool.report.toStandardError();
 }
 
 void requireContent(const tools::Input& input) {

@@ -23,11 +23,7 @@ void addFiles(CLI::App& command, FileArguments& arguments, const std::string& ou
 /// addFormat adds --format, one of the interface's four names.
 void addFormat(CLI::App& command, FileArguments& arguments);
 
-/// checkOutput refuses before any work what would come to nothing: bytes for a terminal, and bytes and
-/// a JSON object both for standard output. It also moves the report out of the bytes' way.
-void checkOutput(tools::Tool& tool, const std::string& output);
-
-/// readContent reads a file that must not be empty. Throws ToolError (Input), naming it.
+/// requireContent refuses an empty file (ToolError, Input), naming it.
 void requireContent(const tools::Input& input);
 
 }  // namespace qx::ssf

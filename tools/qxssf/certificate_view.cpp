@@ -1,40 +1,18 @@
 #include "tools/qxssf/certificate_view.h"
 
 #include <array>
-#include <chrono>
-#include <cstdio>
 #include <memory>
 
 #include "platform/cert.h"
 
 #include "tools/common/report.h"
+#include "tools/common/times.h"
 
 namespace qx::ssf {
 namespace {
 
-// FILETIME counts 100 ns from 1601-01-01; this is 1970-01-01.
-constexpr std::uint64_t kUnixEpoch = 116'444'736'000'000'000;
-constexpr std::uint64_t kTicksPerSecond = 10'000'000;
-
-std::string isoTime(const FILETIME& time) {
-  const std::uint64_t ticks = (std::uint64_t{time.dwHighDateTime} << 32U) | time.dwLowDateTime;
-  const auto seconds = static_cast<std::int64_t>(ticks / kTicksPerSecond) -
-                       static_cast<std::int64_t>(kUnixEpoch / kTicksPerSecond);
-  const std::chrono::sys_seconds point{std::chrono::seconds(seconds)};
-  const auto day = std::chrono::floor<std::chrono::days>(point);
-  const std::chrono::year_month_day date(day);
-  const std::chrono::hh_mm_ss clock(point - day);
-  std::array<char, 64> text{};
-  static_cast<void>(std::snprintf(text.data(),
-                                  text.size(),
-                                  "%04d-%02u-%02uT%02ld:%02ld:%02ldZ",
-                                  static_cast<int>(date.year()),
-                                  static_cast<unsigned>(date.month()),
-                                  static_cast<unsigned>(date.day()),
-                                  clock.hours().count(),
-                                  clock.minutes().count(),
-                                  clock.seconds().count()));
-  return text.data();
+std::string timeOf(const FILETIME& time) {
+  return tools::isoTime((std::uint64_t{time.dwHighDateTime} << 32U) | time.dwLowDateTime);
 }
 
 }  // namespace
@@ -53,8 +31,8 @@ std::optional<CertificateView> viewCertificate(const Library& library,
     return std::nullopt;
   }
   return CertificateView{.thumbprint = tools::hex(hash),
-                         .notBefore = isoTime(context->pCertInfo->NotBefore),
-                         .notAfter = isoTime(context->pCertInfo->NotAfter)};
+                         .notBefore = timeOf(context->pCertInfo->NotBefore),
+                         .notAfter = timeOf(context->pCertInfo->NotAfter)};
 }
 
 }  // namespace qx::ssf

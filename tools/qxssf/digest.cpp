@@ -21,7 +21,7 @@ struct DigestArguments {
 };
 
 void digest(Program& program, const DigestArguments& arguments) {
-  checkOutput(program.tool, arguments.files.output);
+  program.tool.claimOutput(arguments.files.output, tools::Tool::Content::Binary);
   const tools::Input input(arguments.files.input);
   requireContent(input);
   const Library library(program.library);

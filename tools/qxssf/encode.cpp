@@ -16,7 +16,7 @@ using tools::ToolError;
 
 // SsfEncode and SsfDecode have one shape.
 void transfer(Program& program, const FileArguments& files, const char* function) {
-  checkOutput(program.tool, files.output);
+  program.tool.claimOutput(files.output, tools::Tool::Content::Binary);
   const tools::Input input(files.input);
   requireContent(input);
   const Library library(program.library);

@@ -53,7 +53,7 @@ void describe(tools::Report& report,
 
 void sign(Program& program, const SignArguments& arguments) {
   tools::Report& report = program.tool.report;
-  checkOutput(program.tool, arguments.files.output);
+  program.tool.claimOutput(arguments.files.output, tools::Tool::Content::Binary);
   const tools::Input input(arguments.files.input);
   requireContent(input);
   const Library library(program.library);

@@ -92,7 +92,7 @@ SAPRETURN callVerify(const Library& library,
 }
 
 void checkArguments(Program& program, const VerifyArguments& arguments) {
-  checkOutput(program.tool, arguments.files.output);
+  program.tool.claimOutput(arguments.files.output, tools::Tool::Content::Binary);
   if (arguments.files.input == "-" && arguments.content == "-") {
     throw ToolError(ExitCode::Usage, "message and content cannot both come from standard input");
   }

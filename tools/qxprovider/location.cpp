@@ -1,0 +1,36 @@
+#include "tools/qxprovider/location.h"
+
+#include "tools/common/error.h"
+
+namespace qx::admin {
+
+void addLocation(CLI::App& command, Location& location) {
+  CLI::Option* user = command.add_flag_callback(
+      "--user",
+      [&location] { location = Location::CurrentUser; },
+      "Of the current user (the default)");
+  command
+      .add_flag_callback(
+          "--machine", [&location] { location = Location::LocalMachine; }, "Of the local machine")
+      ->excludes(user);
+}
+
+void addStore(CLI::App& command, std::string& store) {
+  command.add_option("--store", store, "The store's name")->capture_default_str();
+}
+
+StoreName storeName(Location location, const std::string& name) {
+  Result<StoreName> made = StoreName::make(location, name);
+  if (!made) {
+    throw tools::ToolError(
+        tools::ExitCode::Usage,
+        "'" + name + "' cannot be the name of a store (no slashes, no leading dot)");
+  }
+  return *std::move(made);
+}
+
+const char* locationName(Location location) {
+  return location == Location::CurrentUser ? "user" : "machine";
+}
+
+}  // namespace qx::admin
