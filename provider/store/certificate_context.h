@@ -3,6 +3,7 @@
 
 #include <atomic>
 #include <cstddef>
+#include <cstdint>
 #include <memory>
 #include <optional>
 
@@ -40,6 +41,13 @@ class CertificateContext : public CERT_CONTEXT, public Tagged<HandleTag::Certifi
   /// belong to no store. It says whose keys the certificate may use.
   std::optional<Location> location() const;
 
+  /// The store it came from; null when it belongs to none.
+  CertificateStore* store() const { return store_; }
+
+  /// CERT_ACCESS_STATE_WRITE_PERSIST_FLAG when what happens to the certificate in its store reaches the
+  /// disk, else 0.
+  DWORD accessState() const;
+
   Properties& properties() { return properties_; }
 
   const Properties& properties() const { return properties_; }
@@ -55,15 +63,22 @@ class CertificateContext : public CERT_CONTEXT, public Tagged<HandleTag::Certifi
 
   CertificateContext(std::shared_ptr<const CertificateData> data,
                      CertificateStore* store,
-                     std::size_t position);
+                     std::int64_t order);
   ~CertificateContext() = default;
 
   std::shared_ptr<const CertificateData> data_;
   CertificateStore* store_;  // null: belongs to no store
-  std::size_t position_;     // in the store's order
+  std::int64_t order_;       // in the store
   std::atomic<std::size_t> references_ = 1;
   Properties properties_;
 };
+
+/// ContextReference owns one reference.
+struct ReleaseContext {
+  void operator()(CertificateContext* context) const { context->release(); }
+};
+
+using ContextReference = std::unique_ptr<CertificateContext, ReleaseContext>;
 
 }  // namespace qx
 

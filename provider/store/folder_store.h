@@ -18,7 +18,10 @@ namespace qx {
 /// CRYPT_E_FILE_ERROR.
 Result<std::shared_ptr<const StoreSnapshot>> snapshot(const StoreName& name);
 
-/// The same for a plain name; E_INVALIDARG for one that StoreName refuses.
+/// ownSnapshot leaves out what the store includes of another one.
+Result<std::shared_ptr<const StoreSnapshot>> ownSnapshot(const StoreName& name);
+
+/// snapshot for a plain name; E_INVALIDARG for one that StoreName refuses.
 Result<std::shared_ptr<const StoreSnapshot>> snapshot(Location location, std::string_view name);
 
 /// forgetSnapshots drops what is cached, so that the next calls read all files anew. For tests and

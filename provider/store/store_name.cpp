@@ -1,0 +1,126 @@
+#include "provider/store/store_name.h"
+
+#include <strings.h>
+
+#include <algorithm>
+#include <optional>
+#include <utility>
+
+#include "provider/support/utf8.h"
+
+namespace qx {
+namespace {
+
+constexpr std::size_t kMaxNameBytes = 255;
+
+bool equalIgnoringCase(std::string_view left, std::string_view right) {
+  return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
+}
+
+bool isControl(char32_t character) {
+  return character < 0x20 || (character >= 0x7F && character < 0xA0);
+}
+
+bool isGoodName(std::string_view name) {
+  if (name.empty() || name.size() > kMaxNameBytes || name.front() == '.') {
+    return false;
+  }
+  while (!name.empty()) {
+    const Utf8Step step = nextUtf8(name);
+    const char32_t character = step.character;
+    if (!step.valid || isControl(character) || character == '/' || character == '\\') {
+      return false;
+    }
+    name.remove_prefix(step.length);
+  }
+  return true;
+}
+
+Result<StoreFolder> openAt(std::string path) {
+  Result<Fd> fd = openFolder(path);
+  if (!fd) {
+    return fd.failure();
+  }
+  return StoreFolder{.path = std::move(path), .fd = *std::move(fd)};
+}
+
+// The folder's name as it is on disk, or nothing.
+std::optional<std::string> nameOnDisk(const std::string& stores, const StoreName& name) {
+  const Result<Fd> parent = openFolder(stores);
+  if (!parent) {
+    return std::nullopt;
+  }
+  const Result<std::vector<std::string>> names = namesIn(parent->get());
+  if (!names) {
+    return std::nullopt;
+  }
+  const auto found =
+      std::ranges::find_if(*names, [&](const auto& other) { return name.is(other); });
+  return found == names->end() ? std::nullopt : std::optional(*found);
+}
+
+}  // namespace
+
+Result<StoreName> StoreName::make(Location location, std::string name) {
+  if (!isGoodName(name)) {
+    return fail(E_INVALIDARG);
+  }
+  return StoreName(location, std::move(name));
+}
+
+Result<StoreName> StoreName::fromWide(Location location, LPCWSTR name) {
+  std::string text;
+  for (; *name != L'\0' && text.size() <= kMaxNameBytes; ++name) {
+    const auto character = static_cast<char32_t>(*name);
+    if (!isCharacter(character)) {
+      return fail(E_INVALIDARG);
+    }
+    appendUtf8(text, character);
+  }
+  return make(location, std::move(text));
+}
+
+bool StoreName::is(std::string_view name) const {
+  return equalIgnoringCase(name_, name);
+}
+
+std::vector<StoreName> StoreName::sources() const {
+  std::vector<StoreName> sources{*this};
+  if (location_ == Location::CurrentUser && isTrust()) {
+    sources.push_back(StoreName(Location::LocalMachine, name_));
+  }
+  return sources;
+}
+
+Result<StoreFolder> StoreName::open() const {
+  const Result<std::string> root = rootFolder(location_);
+  if (!root) {
+    return root.failure();
+  }
+  const std::string stores = *root + "/stores";
+  Result<StoreFolder> exact = openAt(stores + "/" + name_);
+  if (exact || exact.error() != ERROR_FILE_NOT_FOUND) {
+    return exact;
+  }
+  const std::optional<std::string> other = nameOnDisk(stores, *this);
+  return other ? openAt(stores + "/" + *other) : exact.failure();
+}
+
+Result<StoreFolder> StoreName::openOrMake() const {
+  Result<StoreFolder> present = open();
+  if (present || present.error() != ERROR_FILE_NOT_FOUND) {
+    return present;
+  }
+  const Result<std::string> root = rootFolder(location_);
+  if (!root) {
+    return root.failure();
+  }
+  std::string path = *root + "/stores/" + name_;
+  Result<Fd> fd = makeFolder(path, location_ == Location::CurrentUser ? 0700 : 0755);
+  if (!fd) {
+    return fd.failure();
+  }
+  return StoreFolder{.path = std::move(path), .fd = *std::move(fd)};
+}
+
+}  // namespace qx
