@@ -141,6 +141,11 @@ Result<std::uint64_t> readUnsigned(const Element& integer) {
   return value;
 }
 
+Result<std::uint64_t> readUnsigned(Reader& reader) {
+  const Result<Element> integer = reader.next(kInteger);
+  return integer ? readUnsigned(*integer) : integer.failure();
+}
+
 Result<bool> readBoolean(const Element& boolean) {
   if (boolean.content.size() != 1) {
     return fail(CRYPT_E_ASN1_CORRUPT);

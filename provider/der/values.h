@@ -15,6 +15,9 @@ namespace qx::der {
 /// CRYPT_E_ASN1_CORRUPT for a negative or empty one.
 Result<std::uint64_t> readUnsigned(const Element& integer);
 
+/// The same for the reader's next element, which must be an INTEGER.
+Result<std::uint64_t> readUnsigned(Reader& reader);
+
 /// readBoolean reads a BOOLEAN (BER: every value but 0 is true).
 Result<bool> readBoolean(const Element& boolean);
 

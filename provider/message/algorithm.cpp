@@ -1,0 +1,97 @@
+#include "provider/message/algorithm.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include "provider/message/blob.h"
+#include "provider/message/oids.h"
+
+namespace qx {
+namespace {
+
+struct EcdsaName {
+  HashAlgorithm hash;
+  std::string_view oid;
+};
+
+constexpr EcdsaName kEcdsaNames[] = {
+    {HashAlgorithm::Sha1, "1.2.840.10045.4.1"},
+    {HashAlgorithm::Sha256, "1.2.840.10045.4.3.2"},
+    {HashAlgorithm::Sha384, "1.2.840.10045.4.3.3"},
+    {HashAlgorithm::Sha512, "1.2.840.10045.4.3.4"},
+};
+
+bool areNull(der::Bytes parameters) {
+  return std::ranges::equal(parameters, der::kNullParameters);
+}
+
+// Hashes have no parameters, written as absent or NULL; R 34.11-94 may name its set. Nothing of this is
+// signed, so anything else would go unnoticed.
+bool areHashParameters(der::Bytes parameters) {
+  return parameters.empty() || areNull(parameters) || parameters.front() == der::kOid;
+}
+
+// GOST keys and RSASSA-PSS have parameters in a SEQUENCE, the others none.
+bool areSignatureParameters(der::Bytes parameters) {
+  return parameters.empty() || areNull(parameters) || parameters.front() == der::kSequence;
+}
+
+Result<der::AlgorithmIdentifier> readAlgorithm(der::Reader& reader, bool (*allowed)(der::Bytes)) {
+  const Result<der::Element> sequence = reader.next(der::kSequence);
+  if (!sequence) {
+    return sequence.failure();
+  }
+  Result<der::AlgorithmIdentifier> algorithm = der::readAlgorithm(*sequence);
+  if (algorithm && !allowed(algorithm->parameters)) {
+    return fail(CRYPT_E_ASN1_CORRUPT);
+  }
+  return algorithm;
+}
+
+}  // namespace
+
+Result<der::AlgorithmIdentifier> readHashAlgorithm(der::Reader& reader) {
+  return readAlgorithm(reader, areHashParameters);
+}
+
+Result<der::AlgorithmIdentifier> readSignatureAlgorithm(der::Reader& reader) {
+  return readAlgorithm(reader, areSignatureParameters);
+}
+
+bool areParameters(der::Bytes parameters) {
+  return parameters.empty() || isOneElement(parameters);
+}
+
+CRYPT_ALGORITHM_IDENTIFIER layOutAlgorithm(const der::AlgorithmIdentifier& algorithm,
+                                           OnePiece& piece) {
+  return {.pszObjId = piece.text(algorithm.oid), .Parameters = piece.blob(algorithm.parameters)};
+}
+
+Result<void> putAlgorithm(const der::AlgorithmIdentifier& algorithm, ParamOutput& output) {
+  return output.putRecord<CRYPT_ALGORITHM_IDENTIFIER>(
+      [&](CRYPT_ALGORITHM_IDENTIFIER& record, OnePiece& piece) {
+        record = layOutAlgorithm(algorithm, piece);
+      });
+}
+
+Result<der::Encoding> encodeAlgorithm(std::string_view oid, der::Bytes parameters) {
+  const bool ecdsa = std::ranges::find(kEcdsaNames, oid, &EcdsaName::oid) != std::end(kEcdsaNames);
+  const bool bare = parameters.empty() && !ecdsa;
+  return der::algorithm(oid, bare ? der::Bytes(der::kNullParameters) : parameters);
+}
+
+Result<der::Encoding> encodeSignatureAlgorithm(std::string_view publicKeyOid, HashAlgorithm hash) {
+  if (publicKeyOid.empty()) {
+    return der::sequence(der::wrap(der::kOid, {}), der::null());
+  }
+  if (publicKeyOid != oids::kEcPublicKey) {
+    return encodeAlgorithm(publicKeyOid, {});
+  }
+  const auto* name = std::ranges::find(kEcdsaNames, hash, &EcdsaName::hash);
+  if (name == std::end(kEcdsaNames)) {
+    return fail(NTE_BAD_ALGID);
+  }
+  return encodeAlgorithm(name->oid, {});
+}
+
+}  // namespace qx

@@ -1,0 +1,42 @@
+#include "provider/message/param_output.h"
+
+#include <algorithm>
+#include <cstring>
+
+#include "provider/message/limits.h"
+
+namespace qx {
+
+Result<std::uint8_t*> ParamOutput::reserve(std::size_t size) {
+  if (size > kMaxSize) {
+    return fail(CRYPT_E_ASN1_LARGE);
+  }
+  const DWORD capacity = *size_;
+  *size_ = static_cast<DWORD>(size);
+  if (data_ != nullptr && capacity < size) {
+    return fail(ERROR_MORE_DATA);
+  }
+  return data_;
+}
+
+Result<void> ParamOutput::putNumber(std::size_t number) {
+  const auto value = static_cast<DWORD>(number);
+  return put(sizeof value, [&value](std::uint8_t* out) { std::memcpy(out, &value, sizeof value); });
+}
+
+Result<void> ParamOutput::putText(std::string_view text) {
+  return put(text.size() + 1, [text](std::uint8_t* out) {
+    std::ranges::copy(text, out);
+    out[text.size()] = 0;
+  });
+}
+
+Result<void> ParamOutput::putBytes(der::Bytes bytes) {
+  return put(bytes.size(), [bytes](std::uint8_t* out) { std::ranges::copy(bytes, out); });
+}
+
+Result<void> ParamOutput::putEncoding(const der::Encoding& encoding) {
+  return put(encoding.size(), [&encoding](std::uint8_t* out) { encoding.writeTo(out); });
+}
+
+}  // namespace qx

@@ -1,0 +1,319 @@
+#include "provider/message/signed_data.h"
+
+#include <algorithm>
+#include <set>
+#include <string_view>
+#include <utility>
+
+#include "provider/message/algorithm.h"
+#include "provider/message/limits.h"
+#include "provider/message/oids.h"
+
+namespace qx {
+namespace {
+
+constexpr std::uint8_t kCertificatesTag = der::contextConstructed(0);
+constexpr std::uint8_t kCrlsTag = der::contextConstructed(1);
+constexpr std::uint64_t kMaxVersion = 5;
+
+der::Slice copyOf(der::Bytes bytes) {
+  return der::Slice::owned({bytes.begin(), bytes.end()});
+}
+
+bool namesCertificate(const SignerInfo& signer) {
+  return findAttribute(signer.signedAttributes(), oids::kSigningCertificate) != nullptr ||
+         findAttribute(signer.signedAttributes(), oids::kSigningCertificateV2) != nullptr;
+}
+
+bool haveDistinctIds(const std::vector<SignerInfo>& signers) {
+  const auto less = [](der::Bytes a, der::Bytes b) {
+    return std::ranges::lexicographical_compare(a, b);
+  };
+  std::set<der::Bytes, decltype(less)> seen(less);
+  return std::ranges::all_of(
+      signers, [&seen](const SignerInfo& signer) { return seen.insert(signer.id().whole).second; });
+}
+
+}  // namespace
+
+Result<SignedData> SignedData::read(der::Bytes encoded) {
+  const Result<der::Element> sequence = der::readWhole(encoded, der::kSequence);
+  if (!sequence) {
+    return sequence.failure();
+  }
+  SignedData data;
+  data.whole_ = encoded;
+  der::Reader reader(sequence->content);
+  for (const auto step : {&SignedData::readHead, &SignedData::readSets}) {
+    if (const Result<void> done = (data.*step)(reader); !done) {
+      return done.failure();
+    }
+  }
+  if (const Result<void> good = data.check(); !good) {
+    return good.failure();
+  }
+  return data;
+}
+
+Result<void> SignedData::readHead(der::Reader& reader) {
+  const Result<std::uint64_t> version = der::readUnsigned(reader);
+  if (!version) {
+    return version.failure();
+  }
+  const Result<der::Element> algorithms = reader.next(der::kSet);
+  if (!algorithms) {
+    return algorithms.failure();
+  }
+  for (der::Reader set(algorithms->content); !set.atEnd();) {
+    Result<der::AlgorithmIdentifier> algorithm = readHashAlgorithm(set);
+    if (!algorithm) {
+      return algorithm.failure();
+    }
+    hashOids_.push_back(std::move(algorithm->oid));
+  }
+  Result<ContentInfo> info = readContentInfo(reader);
+  if (!info) {
+    return info.failure();
+  }
+  version_ = *version;
+  hashAlgorithms_ = algorithms->content;
+  contentInfo_ = *std::move(info);
+  return {};
+}
+
+Result<void> SignedData::readSets(der::Reader& reader) {
+  for (auto [tag, set] :
+       {std::pair{kCertificatesTag, &certificates_}, std::pair{kCrlsTag, &crls_}}) {
+    const Result<std::optional<der::Element>> field = reader.optional(tag);
+    if (!field) {
+      return field.failure();
+    }
+    if (!*field) {
+      continue;
+    }
+    if (const Result<void> done = set->read((*field)->content); !done) {
+      return done;
+    }
+  }
+  const Result<der::Element> signers = reader.next(der::kSet);
+  if (!signers) {
+    return signers.failure();
+  }
+  if (const Result<void> done = readSigners(signers->content); !done) {
+    return done;
+  }
+  return reader.expectEnd();
+}
+
+Result<void> SignedData::readSigners(der::Bytes content) {
+  for (der::Reader reader(content); !reader.atEnd();) {
+    if (signers_.size() == kMaxSigners) {
+      return fail(CRYPT_E_ASN1_LARGE);
+    }
+    const Result<der::Element> element = reader.next(der::kSequence);
+    if (!element) {
+      return element.failure();
+    }
+    Result<SignerInfo> signer = SignerInfo::read(der::Slice::borrowed(element->whole));
+    if (!signer) {
+      return signer.failure();
+    }
+    signers_.push_back(*std::move(signer));
+  }
+  return {};
+}
+
+// What is not signed has to be consistent at least, so that a change of it does not go unnoticed.
+Result<void> SignedData::check() const {
+  const bool listed = std::ranges::all_of(signers_, [this](const SignerInfo& signer) {
+    return listsHashAlgorithm(signer.hashAlgorithm().oid);
+  });
+  if (!listed || !isVersionGood() || isAmbiguous()) {
+    return fail(CRYPT_E_ASN1_CORRUPT);
+  }
+  return {};
+}
+
+bool SignedData::isVersionGood() const {
+  const std::uint64_t highest = hasOtherForms() ? kMaxVersion : CMSG_SIGNED_DATA_V3;
+  return version_ == versionNow() && version_ >= CMSG_SIGNED_DATA_V1 && version_ <= highest;
+}
+
+// What is in the message decides its version (RFC 5652, 5.1). Where two are right, it keeps its own:
+// PKCS #7 has version 1 for every content, CMS version 3 for all but data.
+std::uint64_t SignedData::versionNow() const {
+  if (hasOtherForms()) {
+    return std::max<std::uint64_t>(version_, CMSG_SIGNED_DATA_V3);
+  }
+  const bool byKey =
+      std::ranges::any_of(signers_, [](const SignerInfo& signer) { return signer.id().isKeyId(); });
+  if (byKey) {
+    return CMSG_SIGNED_DATA_V3;
+  }
+  return contentInfo_.type == oids::kData ? CMSG_SIGNED_DATA_V1 : version_;
+}
+
+bool SignedData::hasOtherForms() const {
+  return certificates_.hasOtherForms() || crls_.hasOtherForms();
+}
+
+bool SignedData::isAmbiguous() const {
+  return (certificates_.isAmbiguous() || !haveDistinctIds(signers_)) &&
+         !std::ranges::all_of(signers_, namesCertificate);
+}
+
+bool SignedData::listsHashAlgorithm(std::string_view oid) const {
+  return std::ranges::find(hashOids_, oid) != hashOids_.end();
+}
+
+Result<const SignerInfo*> SignedData::signer(std::size_t index) const {
+  if (index >= signers_.size()) {
+    return fail(CRYPT_E_INVALID_INDEX);
+  }
+  return &signers_[index];
+}
+
+std::vector<HashAlgorithm> SignedData::hashAlgorithms() const {
+  std::vector<HashAlgorithm> algorithms;
+  for (const SignerInfo& signer : signers_) {
+    const HashInfo* hash = hashByOid(signer.hashAlgorithm().oid);
+    const bool isNew =
+        hash != nullptr && std::ranges::find(algorithms, hash->algorithm) == algorithms.end();
+    if (isNew) {
+      algorithms.push_back(hash->algorithm);
+    }
+  }
+  return algorithms;
+}
+
+Result<void> SignedData::addSigner(const SignerRequest& request, MessageContent& content) {
+  if (signers_.size() == kMaxSigners) {
+    return fail(E_INVALIDARG);
+  }
+  Result<std::vector<std::uint8_t>> encoded =
+      request.sign(contentInfo_.type, content, /*forceAttributes=*/false);
+  if (!encoded) {
+    return encoded.failure();
+  }
+  Result<SignerInfo> signer = SignerInfo::read(der::Slice::owned(*std::move(encoded)));
+  if (!signer) {
+    return signer.failure();
+  }
+  signers_.push_back(*std::move(signer));
+  if (isAmbiguous()) {
+    signers_.pop_back();
+    return fail(CRYPT_E_EXISTS);
+  }
+  const std::string& hashOid = signers_.back().hashAlgorithm().oid;
+  if (!listsHashAlgorithm(hashOid)) {
+    const der::Bytes algorithm = request.hashAlgorithm();
+    addedHashAlgorithms_.emplace_back(algorithm.begin(), algorithm.end());
+    hashOids_.push_back(hashOid);
+  }
+  changed_ = true;
+  return {};
+}
+
+Result<void> SignedData::removeSigner(std::size_t index) {
+  if (index >= signers_.size()) {
+    return fail(CRYPT_E_INVALID_INDEX);
+  }
+  signers_.erase(signers_.begin() + static_cast<std::ptrdiff_t>(index));
+  changed_ = true;
+  return {};
+}
+
+Result<void> SignedData::addUnsignedAttribute(std::size_t index, der::Bytes attribute) {
+  const Result<const SignerInfo*> found = signer(index);
+  if (!found) {
+    return found.failure();
+  }
+  if (const Result<Attribute> good = readAttribute(attribute); !good) {
+    return good.failure();
+  }
+  const Attributes& present = (*found)->unsignedAttributes();
+  std::vector<der::Bytes> all;
+  std::ranges::transform(present, std::back_inserter(all), &Attribute::whole);
+  all.push_back(attribute);
+  return replaceUnsigned(index, all);
+}
+
+Result<void> SignedData::removeUnsignedAttribute(std::size_t index, std::size_t attribute) {
+  const Result<const SignerInfo*> found = signer(index);
+  if (!found) {
+    return found.failure();
+  }
+  const Attributes& present = (*found)->unsignedAttributes();
+  if (attribute >= present.size()) {
+    return fail(CRYPT_E_INVALID_INDEX);
+  }
+  std::vector<der::Bytes> all;
+  std::ranges::transform(present, std::back_inserter(all), &Attribute::whole);
+  all.erase(all.begin() + static_cast<std::ptrdiff_t>(attribute));
+  return replaceUnsigned(index, all);
+}
+
+Result<void> SignedData::replaceUnsigned(std::size_t index,
+                                         const std::vector<der::Bytes>& attributes) {
+  Result<SignerInfo> changed = SignerInfo::read(
+      der::Slice::owned(signers_[index].withUnsignedAttributes(attributes).bytes()));
+  if (!changed) {
+    return changed.failure();
+  }
+  signers_[index] = *std::move(changed);
+  changed_ = true;
+  return {};
+}
+
+Result<void> SignedData::addCertificate(der::Bytes certificate) {
+  const std::size_t before = certificates_.size();
+  if (const Result<void> done = certificates_.add(copyOf(certificate)); !done) {
+    return done;
+  }
+  if (isAmbiguous()) {
+    (void)certificates_.remove(before);
+    return fail(CRYPT_E_EXISTS);
+  }
+  changed_ = true;
+  return {};
+}
+
+Result<void> SignedData::addCrl(der::Bytes crl) {
+  const Result<void> done = crls_.add(copyOf(crl));
+  changed_ = changed_ || done;
+  return done;
+}
+
+Result<void> SignedData::removeCertificate(std::size_t index) {
+  const Result<void> done = certificates_.remove(index);
+  changed_ = changed_ || done;
+  return done;
+}
+
+Result<void> SignedData::removeCrl(std::size_t index) {
+  const Result<void> done = crls_.remove(index);
+  changed_ = changed_ || done;
+  return done;
+}
+
+der::Encoding SignedData::encode() const {
+  if (!changed_) {
+    return der::Encoding::borrowed(whole_);
+  }
+  der::Encoding algorithms = der::Encoding::borrowed(hashAlgorithms_);
+  for (const std::vector<std::uint8_t>& added : addedHashAlgorithms_) {
+    algorithms.append(der::Encoding::borrowed(added));
+  }
+  der::Encoding signers;
+  for (const SignerInfo& signer : signers_) {
+    signers.append(der::Encoding::borrowed(signer.encoded()));
+  }
+  return der::sequence(der::integer(versionNow()),
+                       der::wrap(der::kSet, std::move(algorithms)),
+                       der::Encoding::borrowed(contentInfo_.whole),
+                       certificates_.encode(),
+                       crls_.encode(),
+                       der::wrap(der::kSet, std::move(signers)));
+}
+
+}  // namespace qx
