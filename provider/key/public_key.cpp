@@ -7,6 +7,7 @@
 #include <openssl/evp.h>
 #include <openssl/x509.h>
 
+#include "provider/der/reader.h"
 #include "provider/openssl/engine.h"
 
 namespace qx {
@@ -25,6 +26,13 @@ bool isKnownCurve(EVP_PKEY* key) {
   }
   const std::string_view curve(name.data(), length);
   return std::find(kCurves.begin(), kCurves.end(), curve) != kCurves.end();
+}
+
+/// A GOST point has the size of the signatures. The engine also takes the other size's curve under an
+/// algorithm, and then writes past what it believes to be the signature's end.
+bool hasPointOfItsSize(const KeyTypeInfo& type, std::span<const std::uint8_t> bits) {
+  const auto point = der::readWhole(bits, der::kOctetString);
+  return point && point->content.size() == type.signatureLength;
 }
 
 struct SpkiParts {
@@ -56,6 +64,9 @@ Result<PublicKey> PublicKey::parse(std::span<const std::uint8_t> spki) {
   }
   if (parts.type->onlyHash && !engine) {
     return engine.failure();
+  }
+  if (parts.type->onlyHash && !hasPointOfItsSize(*parts.type, parts.bits)) {
+    return fail(NTE_BAD_PUBLIC_KEY);
   }
   EvpPkeyPtr key(X509_PUBKEY_get(pubkey.get()));
   if (key == nullptr || EVP_PKEY_get_base_id(key.get()) != parts.type->nid) {

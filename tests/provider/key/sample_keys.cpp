@@ -1,0 +1,100 @@
+#include "tests/provider/key/sample_keys.h"
+
+#include <algorithm>
+#include <stdexcept>
+
+#include "provider/hash/hash.h"
+
+namespace qx::test {
+namespace {
+
+using lab::KeyKind;
+
+unsigned hexDigit(char c) {
+  const std::string_view digits = "0123456789abcdef";
+  const std::size_t value = digits.find(static_cast<char>(c | 0x20));
+  if (value == std::string_view::npos) {
+    throw std::runtime_error("no hexadecimal digit");
+  }
+  return static_cast<unsigned>(value);
+}
+
+template <class T>
+T valueOf(Result<T> result) {
+  if (!result) {
+    throw std::runtime_error("failed with " + std::to_string(result.error()));
+  }
+  return *std::move(result);
+}
+
+}  // namespace
+
+HashAlgorithm usualHash(KeyKind kind) {
+  switch (kind) {
+    case KeyKind::Gost2001:
+      return HashAlgorithm::Gost94;
+    case KeyKind::Gost2012_256:
+      return HashAlgorithm::Streebog256;
+    case KeyKind::Gost2012_512:
+      return HashAlgorithm::Streebog512;
+    case KeyKind::EcP384:
+      return HashAlgorithm::Sha384;
+    default:
+      return HashAlgorithm::Sha256;
+  }
+}
+
+const std::vector<KeyKind>& allKinds() {
+  static const std::vector<KeyKind> kinds = {KeyKind::Gost2001,
+                                             KeyKind::Gost2012_256,
+                                             KeyKind::Gost2012_512,
+                                             KeyKind::Rsa2048,
+                                             KeyKind::EcP256,
+                                             KeyKind::EcP384};
+  return kinds;
+}
+
+std::string kindOf(const ::testing::TestParamInfo<KeyKind>& parameter) {
+  std::string name = lab::kindName(parameter.param);
+  std::erase(name, '-');
+  return name;
+}
+
+std::shared_ptr<const PrivateKey> makeKey(KeyKind kind) {
+  return valueOf(PrivateKey::fromEvp(lab::generateKey(kind)));
+}
+
+std::shared_ptr<const PrivateKey> toOurs(EVP_PKEY* key) {
+  EVP_PKEY_up_ref(key);
+  return valueOf(PrivateKey::fromEvp(EvpPkeyPtr(key)));
+}
+
+PublicKey publicHalf(const PrivateKey& key) {
+  return valueOf(PublicKey::parse(key.spki()));
+}
+
+SignatureAlgorithm plainAlgorithm(const PrivateKey& key) {
+  return {.oid = keyTypeInfo(key.type()).oid, .parameters = {}};
+}
+
+std::vector<std::uint8_t> someDigest(HashAlgorithm hash, std::uint8_t fill) {
+  return std::vector<std::uint8_t>(hashInfo(hash).length, fill);
+}
+
+std::vector<std::uint8_t> fromHex(std::string_view text) {
+  std::string digits(text);
+  std::erase(digits, ' ');
+  std::vector<std::uint8_t> bytes;
+  for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
+    bytes.push_back(static_cast<std::uint8_t>(hexDigit(digits[i]) * 16 + hexDigit(digits[i + 1])));
+  }
+  return bytes;
+}
+
+std::vector<std::uint8_t> reversedHex(std::string_view text) {
+  std::vector<std::uint8_t> bytes = fromHex(text);
+  std::reverse(bytes.begin(), bytes.end());
+  return bytes;
+}
+
+}  // namespace qx::test
