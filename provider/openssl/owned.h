@@ -36,6 +36,15 @@ inline void freeCrlStack(STACK_OF(X509_CRL) * stack) {
   sk_X509_CRL_pop_free(stack, X509_CRL_free);
 }
 
+// The stack alone: what it holds belongs to somebody else.
+inline void freeBorrowedX509Stack(STACK_OF(X509) * stack) {
+  sk_X509_free(stack);
+}
+
+inline void freeBorrowedCrlStack(STACK_OF(X509_CRL) * stack) {
+  sk_X509_CRL_free(stack);
+}
+
 inline void freeOpensslMemory(void* memory) {
   OPENSSL_free(memory);
 }
@@ -63,6 +72,9 @@ using X509StorePtr = OpensslOwner<X509_STORE, X509_STORE_free>;
 using X509StoreCtxPtr = OpensslOwner<X509_STORE_CTX, X509_STORE_CTX_free>;
 using X509StackPtr = OpensslOwner<STACK_OF(X509), freeX509Stack>;
 using CrlStackPtr = OpensslOwner<STACK_OF(X509_CRL), freeCrlStack>;
+using X509BorrowedStackPtr = OpensslOwner<STACK_OF(X509), freeBorrowedX509Stack>;
+using CrlBorrowedStackPtr = OpensslOwner<STACK_OF(X509_CRL), freeBorrowedCrlStack>;
+using ExtendedKeyUsagePtr = OpensslOwner<EXTENDED_KEY_USAGE, EXTENDED_KEY_USAGE_free>;
 using Pkcs8Ptr = OpensslOwner<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free>;
 using Pkcs12Ptr = OpensslOwner<PKCS12, PKCS12_free>;
 using ConfPtr = OpensslOwner<CONF, NCONF_free>;

@@ -1,0 +1,142 @@
+#include "provider/api.h"
+
+#include <ctime>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "platform/cert_chain.h"
+
+#include "provider/chain/chain_context.h"
+#include "provider/chain/path_search.h"
+#include "provider/chain/trust_stores.h"
+#include "provider/chain/verdict_cache.h"
+#include "provider/store/certificate_context.h"
+#include "provider/store/certificate_store.h"
+
+namespace {
+
+using qx::fail;
+using qx::Result;
+
+constexpr std::size_t kCachedVerdicts = 1000;
+
+// Never destroyed: what libcrypto made of the certificates could outlive libcrypto's own end.
+qx::VerdictCache& verdicts() {
+  static auto& cache = *new qx::VerdictCache(kCachedVerdicts);
+  return cache;
+}
+
+Result<qx::Location> locationOf(HCERTCHAINENGINE engine) {
+  if (engine == HCCE_CURRENT_USER) {
+    return qx::Location::CurrentUser;
+  }
+  if (engine == HCCE_LOCAL_MACHINE) {
+    return qx::Location::LocalMachine;
+  }
+  return fail(E_INVALIDARG);
+}
+
+qx::RevocationScope scopeOf(DWORD flags) {
+  if ((flags & CERT_CHAIN_REVOCATION_CHECK_CHAIN) != 0) {
+    return qx::RevocationScope::Chain;
+  }
+  if ((flags & CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT) != 0) {
+    return qx::RevocationScope::ChainWithoutRoot;
+  }
+  return (flags & CERT_CHAIN_REVOCATION_CHECK_END_CERT) != 0 ? qx::RevocationScope::EndCertificate
+                                                             : qx::RevocationScope::None;
+}
+
+Result<qx::RequestedUsage> usageOf(const CERT_CHAIN_PARA& para) {
+  qx::RequestedUsage usage;
+  if (para.cbSize < sizeof(CERT_CHAIN_PARA)) {
+    return usage;
+  }
+  const CTL_USAGE& list = para.RequestedUsage.Usage;
+  if (list.cUsageIdentifier != 0 && list.rgpszUsageIdentifier == nullptr) {
+    return fail(E_INVALIDARG);
+  }
+  usage.any = para.RequestedUsage.dwType == USAGE_MATCH_TYPE_OR;
+  for (DWORD i = 0; i < list.cUsageIdentifier; ++i) {
+    if (list.rgpszUsageIdentifier[i] == nullptr) {
+      return fail(E_INVALIDARG);
+    }
+    usage.oids.emplace_back(list.rgpszUsageIdentifier[i]);
+  }
+  return usage;
+}
+
+Result<std::vector<qx::CertificatePtr>> materialOf(HCERTSTORE store) {
+  if (store == nullptr) {
+    return std::vector<qx::CertificatePtr>();
+  }
+  qx::CertificateStore* object = qx::CertificateStore::from(store);
+  if (object == nullptr) {
+    return fail(ERROR_INVALID_HANDLE);
+  }
+  return object->certificates();
+}
+
+Result<qx::VerdictPtr> judge(HCERTCHAINENGINE engine,
+                             const qx::CertificateContext& certificate,
+                             const FILETIME* time,
+                             HCERTSTORE additional,
+                             const CERT_CHAIN_PARA& para,
+                             DWORD flags) {
+  const Result<qx::Location> location = locationOf(engine);
+  if (!location) {
+    return location.failure();
+  }
+  Result<qx::RequestedUsage> usage = usageOf(para);
+  if (!usage) {
+    return usage.failure();
+  }
+  const Result<std::vector<qx::CertificatePtr>> material = materialOf(additional);
+  if (!material) {
+    return material.failure();
+  }
+  qx::ChainRequest request{.certificate = certificate.sharedData(),
+                           .now = std::time(nullptr),
+                           .certificates = *material,
+                           .revocation = scopeOf(flags),
+                           .usage = *std::move(usage)};
+  if (time != nullptr) {
+    request.time = qx::secondsOf(*time);
+  }
+  return verdicts().evaluate(std::move(request), qx::trustOf(*location));
+}
+
+}  // namespace
+
+BOOL CertGetCertificateChain(HCERTCHAINENGINE hChainEngine,
+                             PCCERT_CONTEXT pCertContext,
+                             LPFILETIME pTime,
+                             HCERTSTORE hAdditionalStore,
+                             PCERT_CHAIN_PARA pChainPara,
+                             DWORD dwFlags,
+                             LPVOID pvReserved,
+                             PCCERT_CHAIN_CONTEXT* ppChainContext) {
+  return qx::apiBool([&]() -> Result<void> {
+    if (ppChainContext == nullptr) {
+      return fail(E_INVALIDARG);
+    }
+    *ppChainContext = nullptr;
+    const qx::CertificateContext* certificate = qx::CertificateContext::from(pCertContext);
+    if (certificate == nullptr || pChainPara == nullptr || pvReserved != nullptr) {
+      return fail(E_INVALIDARG);
+    }
+    const Result<qx::VerdictPtr> verdict =
+        judge(hChainEngine, *certificate, pTime, hAdditionalStore, *pChainPara, dwFlags);
+    if (!verdict) {
+      return verdict.failure();
+    }
+    *ppChainContext =
+        std::make_unique<qx::ChainContext>(pCertContext, **verdict, dwFlags).release();
+    return {};
+  });
+}
+
+void CertFreeCertificateChain(PCCERT_CHAIN_CONTEXT pChainContext) {
+  const std::unique_ptr<qx::ChainContext> chain(qx::ChainContext::from(pChainContext));
+}

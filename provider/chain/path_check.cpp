@@ -1,0 +1,201 @@
+#include "provider/chain/path_check.h"
+
+#include <algorithm>
+#include <new>
+
+#include <openssl/x509_vfy.h>
+#include <openssl/x509v3.h>
+
+#include "provider/chain/faults.h"
+#include "provider/openssl/library_context.h"
+#include "provider/openssl/owned.h"
+
+namespace qx {
+namespace {
+
+// X509_V_FLAG_X509_STRICT is not among them: it refuses certificates for formal gaps (no subject key
+// identifier, no critical basic constraints) that exist in the field and that others accept.
+constexpr unsigned long kFlags =
+    X509_V_FLAG_CHECK_SS_SIGNATURE | X509_V_FLAG_POLICY_CHECK | X509_V_FLAG_TRUSTED_FIRST;
+
+constexpr DWORD kRevocationBits = kRevocationUnknown | CERT_TRUST_IS_REVOKED;
+
+struct Check {
+  const Path& path;
+  std::size_t checked;  // for revocation
+  PathFaults faults;
+};
+
+Check& checkOf(X509_STORE_CTX* context) {
+  return *static_cast<Check*>(X509_STORE_CTX_get_app_data(context));
+}
+
+std::size_t placeOf(const FaultMeaning& meaning, std::size_t depth, std::size_t length) {
+  switch (meaning.place) {
+    case FaultPlace::Subject:
+      return depth == 0 ? 0 : depth - 1;
+    case FaultPlace::Last:
+      return length - 1;
+    case FaultPlace::End:
+      return 0;
+    default:
+      return std::min(depth, length - 1);
+  }
+}
+
+void record(Check& check, int error, std::size_t depth) {
+  const FaultMeaning& meaning = meaningOf(error);
+  if (meaning.place == FaultPlace::Chain) {
+    check.faults.chain |= meaning.bits;
+    return;
+  }
+  const std::size_t place = placeOf(meaning, depth, check.faults.elements.size());
+  // The verifier knows only "the end certificate" and "all"; the root may be excepted.
+  const bool unasked = (meaning.bits & kRevocationBits) != 0 && place >= check.checked;
+  check.faults.elements[place] |= unasked ? 0 : meaning.bits;
+}
+
+int onVerified(int good, X509_STORE_CTX* context) {
+  if (good == 0) {
+    const int depth = std::max(0, X509_STORE_CTX_get_error_depth(context));
+    record(checkOf(context), X509_STORE_CTX_get_error(context), static_cast<std::size_t>(depth));
+  }
+  return 1;
+}
+
+// The path is made; libcrypto's own search, which looks at names and key identifiers only and takes the
+// first that fits, is led along it.
+int isIssuedBy(X509_STORE_CTX* context, X509* subject, X509* issuer) {
+  const std::vector<CertificatePtr>& path = checkOf(context).path.certificates;
+  if (subject == issuer) {
+    return X509_self_signed(subject, /*verify_signature=*/0) > 0 ? 1 : 0;
+  }
+  const auto next = std::ranges::adjacent_find(
+      path, [&](const CertificatePtr& lower, const CertificatePtr& upper) {
+        return lower->x509() == subject && upper->x509() == issuer;
+      });
+  return next == path.end() ? 0 : 1;
+}
+
+STACK_OF(X509_CRL) * noOtherCrls(const X509_STORE_CTX* /*context*/, const X509_NAME* /*issuer*/) {
+  return nullptr;
+}
+
+X509_STORE* makeRules() {
+  X509_STORE* rules = X509_STORE_new();
+  if (rules == nullptr) {
+    throw std::bad_alloc();
+  }
+  X509_STORE_set_check_issued(rules, isIssuedBy);
+  X509_STORE_set_lookup_crls(rules, noOtherCrls);
+  X509_STORE_set_verify_cb(rules, onVerified);
+  return rules;
+}
+
+// An empty store that carries our callbacks, read by all threads. Kept for good: libcrypto may be gone
+// before our static objects are.
+X509_STORE* verifierRules() {
+  static X509_STORE* const rules = makeRules();
+  return rules;
+}
+
+template <class Owner, class Push>
+void pushOrThrow(Owner& stack, Push push) {
+  if (stack == nullptr || push() <= 0) {
+    throw std::bad_alloc();
+  }
+}
+
+X509BorrowedStackPtr borrowedStack(std::span<const CertificatePtr> certificates) {
+  X509BorrowedStackPtr stack(sk_X509_new_null());
+  for (const CertificatePtr& certificate : certificates) {
+    pushOrThrow(stack, [&] { return sk_X509_push(stack.get(), certificate->x509()); });
+  }
+  return stack;
+}
+
+CrlBorrowedStackPtr borrowedStack(std::span<const CrlPtr> crls) {
+  CrlBorrowedStackPtr stack(sk_X509_CRL_new_null());
+  for (const CrlPtr& crl : crls) {
+    pushOrThrow(stack, [&] { return sk_X509_CRL_push(stack.get(), crl->crl()); });
+  }
+  return stack;
+}
+
+unsigned long flagsFor(RevocationScope revocation) {
+  switch (revocation) {
+    case RevocationScope::None:
+      return kFlags;
+    case RevocationScope::EndCertificate:
+      return kFlags | X509_V_FLAG_CRL_CHECK;
+    default:
+      return kFlags | X509_V_FLAG_CRL_CHECK | X509_V_FLAG_CRL_CHECK_ALL;
+  }
+}
+
+void setParameters(X509_STORE_CTX* context, std::time_t now, RevocationScope revocation) {
+  X509_VERIFY_PARAM* parameters = X509_STORE_CTX_get0_param(context);
+  X509_VERIFY_PARAM_set_flags(parameters, flagsFor(revocation));
+  X509_VERIFY_PARAM_set_time(parameters, now);
+  X509_VERIFY_PARAM_set_depth(parameters, static_cast<int>(kMaxChainLength));
+}
+
+// libcrypto gives up at an extension that it cannot decode and tells no certificate.
+bool markUnreadable(Check& check) {
+  bool any = false;
+  for (std::size_t i = 0; i < check.path.certificates.size(); ++i) {
+    if ((X509_get_extension_flags(check.path.certificates[i]->x509()) & EXFLAG_INVALID) != 0) {
+      check.faults.elements[i] |= CERT_TRUST_INVALID_EXTENSION;
+      any = true;
+    }
+  }
+  return any;
+}
+
+}  // namespace
+
+std::size_t countChecked(const Path& path, RevocationScope revocation) {
+  const std::size_t length = path.certificates.size();
+  const bool hasRoot =
+      X509_self_signed(path.certificates.back()->x509(), /*verify_signature=*/0) > 0;
+  switch (revocation) {
+    case RevocationScope::None:
+      return 0;
+    case RevocationScope::EndCertificate:
+      return 1;
+    case RevocationScope::ChainWithoutRoot:
+      return hasRoot ? length - 1 : length;
+    default:
+      return length;
+  }
+}
+
+Result<PathFaults> checkPath(const Path& path,
+                             std::time_t now,
+                             RevocationScope revocation,
+                             std::span<const CrlPtr> crls) {
+  const std::span<const CertificatePtr> certificates(path.certificates);
+  Check check{.path = path,
+              .checked = countChecked(path, revocation),
+              .faults = {.elements = std::vector<DWORD>(certificates.size())}};
+  const X509BorrowedStackPtr trusted =
+      borrowedStack(certificates.last(path.trusted ? std::size_t{1} : std::size_t{0}));
+  const X509BorrowedStackPtr untrusted = borrowedStack(certificates.subspan(1));
+  const CrlBorrowedStackPtr revoked = borrowedStack(crls);
+  const X509StoreCtxPtr context(X509_STORE_CTX_new_ex(libraryContext(), nullptr));
+  if (context == nullptr ||
+      X509_STORE_CTX_init(
+          context.get(), verifierRules(), certificates.front()->x509(), untrusted.get()) != 1 ||
+      X509_STORE_CTX_set_app_data(context.get(), &check) != 1) {
+    return fail(E_OUTOFMEMORY);
+  }
+  X509_STORE_CTX_set0_trusted_stack(context.get(), trusted.get());
+  X509_STORE_CTX_set0_crls(context.get(), revoked.get());
+  setParameters(context.get(), now, revocation);
+  if (X509_verify_cert(context.get()) <= 0 && !markUnreadable(check)) {
+    return fail(E_OUTOFMEMORY);
+  }
+  return check.faults;
+}
+
+}  // namespace qx

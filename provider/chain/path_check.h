@@ -1,0 +1,39 @@
+#ifndef QX_PROVIDER_CHAIN_PATH_CHECK_H_
+#define QX_PROVIDER_CHAIN_PATH_CHECK_H_
+
+#include <ctime>
+#include <span>
+#include <vector>
+
+#include "platform/cert_chain.h"
+
+#include "provider/chain/name_index.h"
+#include "provider/chain/path_search.h"
+#include "provider/chain/verify.h"
+#include "provider/result.h"
+
+namespace qx {
+
+/// The trust bits of what is wrong with a path.
+struct PathFaults {
+  /// One for each certificate.
+  std::vector<DWORD> elements;
+  /// Those of the chain alone.
+  DWORD chain = 0;
+};
+
+/// checkPath runs libcrypto's verifier over exactly this path and tells every fault that it finds.
+/// The certificates' dates are not among them. CRLs must be valid at `now`; whether the status of the
+/// certificates is looked up at all is said by `revocation`. Errors: E_OUTOFMEMORY.
+Result<PathFaults> checkPath(const Path& path,
+                             std::time_t now,
+                             RevocationScope revocation,
+                             std::span<const CrlPtr> crls);
+
+/// countChecked is the number of certificates, from the end certificate upwards, whose revocation is
+/// looked up.
+std::size_t countChecked(const Path& path, RevocationScope revocation);
+
+}  // namespace qx
+
+#endif

@@ -1,0 +1,35 @@
+#ifndef QX_PROVIDER_CHAIN_TIME_WINDOW_H_
+#define QX_PROVIDER_CHAIN_TIME_WINDOW_H_
+
+#include <algorithm>
+#include <ctime>
+#include <limits>
+
+namespace qx {
+
+/// TimeWindow is the span of time around a moment in which a verdict stays what it is: no validity
+/// begins or ends in it. In seconds since 1970.
+class TimeWindow {
+ public:
+  explicit TimeWindow(std::time_t now) : now_(now) {}
+
+  /// narrow takes note of a moment at which something begins or ends to hold.
+  void narrow(std::time_t boundary) {
+    if (boundary <= now_) {
+      begin_ = std::max(begin_, boundary);
+    } else {
+      end_ = std::min(end_, boundary);
+    }
+  }
+
+  bool contains(std::time_t moment) const { return begin_ <= moment && moment < end_; }
+
+ private:
+  std::time_t now_;
+  std::time_t begin_ = std::numeric_limits<std::time_t>::min();
+  std::time_t end_ = std::numeric_limits<std::time_t>::max();
+};
+
+}  // namespace qx
+
+#endif

@@ -1,0 +1,116 @@
+#include "provider/chain/verdict_cache.h"
+
+#include <algorithm>
+#include <mutex>
+#include <string>
+#include <utility>
+
+#include "provider/hash/hash.h"
+
+namespace qx {
+namespace {
+
+/// Digest hashes values one behind another, each with its length or of fixed length, so that no two
+/// different requests feed it the same bytes.
+class Digest {
+ public:
+  void add(std::uint64_t number) {
+    hasher_.update({reinterpret_cast<const std::uint8_t*>(&number), sizeof number});
+  }
+
+  void add(der::Bytes bytes) {
+    add(bytes.size());
+    hasher_.update(bytes);
+  }
+
+  void add(const std::string& text) {
+    add(der::Bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
+  }
+
+  template <class Pointer>
+  void addAll(std::span<const Pointer> objects) {
+    add(objects.size());
+    for (const Pointer& object : objects) {
+      add(object->der());
+    }
+  }
+
+  HashValue finish() { return hasher_.finish(); }
+
+ private:
+  Hasher hasher_{HashAlgorithm::Sha256};
+};
+
+}  // namespace
+
+VerdictCache::Key VerdictCache::keyOf(const ChainRequest& request) {
+  Digest digest;
+  digest.add(request.certificate->der());
+  digest.add(std::uint64_t{request.time.has_value()});
+  digest.add(static_cast<std::uint64_t>(request.time.value_or(0)));
+  digest.add(static_cast<std::uint64_t>(request.revocation));
+  digest.add(std::uint64_t{request.source != nullptr});
+  digest.add(std::uint64_t{request.usage.any});
+  digest.add(request.usage.oids.size());
+  for (const std::string& oid : request.usage.oids) {
+    digest.add(oid);
+  }
+  digest.addAll(request.certificates);
+  digest.addAll(request.crls);
+  const HashValue value = digest.finish();
+  Key key{};
+  std::ranges::copy(value.bytes(), key.begin());
+  return key;
+}
+
+bool VerdictCache::Entry::holdsFor(const TrustSource& other, std::time_t now) const {
+  // A clock that was set back ends an entry, too.
+  return trust.get() == &other && made <= now && now < made + kLifetime &&
+         verdict->window.contains(now);
+}
+
+VerdictPtr VerdictCache::find(const Key& key, const TrustSource& trust, std::time_t now) {
+  const std::scoped_lock lock(mutex_);
+  const auto found = entries_.find(key);
+  return found != entries_.end() && found->second.holdsFor(trust, now) ? found->second.verdict
+                                                                       : nullptr;
+}
+
+void VerdictCache::keep(const Key& key, Entry entry) {
+  // What leaves the cache ends outside of the lock: `entry` carries the one that is replaced.
+  std::map<Key, Entry>::node_type oldest;
+  const std::scoped_lock lock(mutex_);
+  const auto [place, isNew] = entries_.try_emplace(key);
+  std::swap(place->second, entry);
+  if (!isNew) {
+    return;
+  }
+  oldestFirst_.push_back(key);
+  if (entries_.size() > capacity_) {
+    oldest = entries_.extract(oldestFirst_.front());
+    oldestFirst_.pop_front();
+  }
+}
+
+Result<VerdictPtr> VerdictCache::evaluate(ChainRequest request,
+                                          const std::shared_ptr<const TrustSource>& trust) {
+  const Key key = keyOf(request);
+  if (VerdictPtr known = find(key, *trust, request.now); known != nullptr) {
+    return known;
+  }
+  request.trust = trust.get();
+  Result<ChainVerdict> verdict = qx::evaluate(request);
+  if (!verdict) {
+    return verdict.failure();
+  }
+  auto fresh = std::make_shared<const ChainVerdict>(*std::move(verdict));
+  keep(key, {.trust = trust, .made = request.now, .verdict = fresh});
+  return VerdictPtr(fresh);
+}
+
+std::size_t VerdictCache::size() {
+  const std::scoped_lock lock(mutex_);
+  return entries_.size();
+}
+
+}  // namespace qx

@@ -1,0 +1,61 @@
+#ifndef QX_PROVIDER_CHAIN_VERDICT_CACHE_H_
+#define QX_PROVIDER_CHAIN_VERDICT_CACHE_H_
+
+#include <array>
+#include <cstddef>
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+
+#include "provider/chain/trust_source.h"
+#include "provider/chain/verify.h"
+#include "provider/support/fork.h"
+
+namespace qx {
+
+using VerdictPtr = std::shared_ptr<const ChainVerdict>;
+
+/// VerdictCache remembers verdicts for a minute at most, so that a certificate met again costs a
+/// look-up. A verdict is given again only for the same request over the very same trust source (which
+/// is another one as soon as a store or a CRL changes), and only while no certificate or CRL that was
+/// considered begins or ceases to be valid. Safe from several threads and over fork.
+class VerdictCache {
+ public:
+  /// How long a verdict is kept, in seconds.
+  static constexpr std::time_t kLifetime = 60;
+
+  /// `capacity` is the number of verdicts; the oldest makes room for the next.
+  explicit VerdictCache(std::size_t capacity) : capacity_(capacity) {}
+
+  /// evaluate gives what qx::evaluate would give for the request over `trust` (the request's own trust
+  /// is not read). The clock is the request's.
+  Result<VerdictPtr> evaluate(ChainRequest request,
+                              const std::shared_ptr<const TrustSource>& trust);
+
+  std::size_t size();
+
+ private:
+  using Key = std::array<std::uint8_t, 32>;
+
+  struct Entry {
+    std::shared_ptr<const TrustSource> trust;
+    std::time_t made = 0;
+    VerdictPtr verdict;
+
+    bool holdsFor(const TrustSource& other, std::time_t now) const;
+  };
+
+  static Key keyOf(const ChainRequest& request);
+  VerdictPtr find(const Key& key, const TrustSource& trust, std::time_t now);
+  void keep(const Key& key, Entry entry);
+
+  const std::size_t capacity_;
+  ForkSafeMutex mutex_;
+  std::map<Key, Entry> entries_;
+  std::deque<Key> oldestFirst_;
+};
+
+}  // namespace qx
+
+#endif

@@ -1,0 +1,94 @@
+#ifndef QX_PROVIDER_CHAIN_VERIFY_H_
+#define QX_PROVIDER_CHAIN_VERIFY_H_
+
+#include <cstdint>
+#include <ctime>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "platform/cert_chain.h"
+
+#include "provider/chain/name_index.h"
+#include "provider/chain/time_window.h"
+#include "provider/chain/trust_source.h"
+#include "provider/result.h"
+
+namespace qx {
+
+/// Which certificates of a chain are checked for revocation.
+enum class RevocationScope : std::uint8_t { None, EndCertificate, ChainWithoutRoot, Chain };
+
+/// The usages (dotted OIDs of extended key usages) that a chain must be good for: all of them, or any
+/// one. None: every usage is good.
+struct RequestedUsage {
+  bool any = false;
+  std::vector<std::string> oids;
+};
+
+/// RevocationSource gives CRLs that are not at hand. It is asked for those certificates only whose
+/// status stayed unknown, and only when the chain is signed up to a trusted root: before that, a
+/// certificate's addresses are anybody's words.
+class RevocationSource {
+ public:
+  RevocationSource() = default;
+  virtual ~RevocationSource() = default;
+  RevocationSource(const RevocationSource&) = delete;
+  RevocationSource& operator=(const RevocationSource&) = delete;
+  RevocationSource(RevocationSource&&) = delete;
+  RevocationSource& operator=(RevocationSource&&) = delete;
+
+  /// CRLs that may speak about `subject`, which `issuer` signed. They are checked like any other.
+  virtual std::vector<CrlPtr> crlsFor(const CertificateData& subject,
+                                      const CertificateData& issuer) = 0;
+};
+
+/// What is to be found out. Everything that the answer depends on stands here.
+struct ChainRequest {
+  CertificatePtr certificate;
+  const TrustSource* trust = nullptr;
+  /// When the answer is asked for: CRLs must be valid at this time. In seconds since 1970.
+  std::time_t now = 0;
+  /// When the certificates must have been valid; nothing: now.
+  std::optional<std::time_t> time;
+  /// Building material beside the trust source's; gives no trust.
+  std::span<const CertificatePtr> certificates;
+  std::span<const CrlPtr> crls;
+  RevocationScope revocation = RevocationScope::None;
+  RequestedUsage usage;
+  /// Null: what is not at hand stays unknown.
+  RevocationSource* source = nullptr;
+};
+
+/// One certificate of a chain, with the CERT_TRUST_ bits that are its own.
+struct ChainElement {
+  CertificatePtr certificate;
+  DWORD errors = 0;
+  DWORD info = 0;
+  bool revocationChecked = false;
+};
+
+/// The best chain that could be built: a good one if there is any. From the certificate itself to a
+/// self-signed one, or as far as issuers were found.
+struct ChainVerdict {
+  std::vector<ChainElement> elements;
+  /// All elements' errors, and those of the chain as a whole.
+  DWORD errors = 0;
+  DWORD info = 0;
+  /// Around `now`: in it, the same request has the same answer.
+  TimeWindow window;
+};
+
+/// The longest chain that is built, in certificates.
+inline constexpr std::size_t kMaxChainLength = 32;
+
+/// evaluate builds the chains of a certificate and judges them by libcrypto's rules (RFC 5280, section
+/// 6), in bounded time whatever the building material is. No state is kept, nothing but the request is
+/// read. Errors: ERROR_INVALID_DATA when libcrypto cannot read the certificate or its key;
+/// E_OUTOFMEMORY.
+Result<ChainVerdict> evaluate(const ChainRequest& request);
+
+}  // namespace qx
+
+#endif
