@@ -8,6 +8,7 @@
 
 #include "provider/der/reader.h"
 #include "provider/hash/hash.h"
+#include "provider/openssl/engine.h"
 #include "provider/openssl/errors.h"
 #include "provider/openssl/library_context.h"
 #include "provider/openssl/owned.h"
@@ -142,6 +143,9 @@ X509* CertificateData::x509() const {
     return known;
   }
   const ErrorQueueGuard queue;
+  // libcrypto decodes the key together with the certificate, and never again. Without the engine a
+  // GOST certificate is readable, but its key is not.
+  static_cast<void>(static_cast<bool>(gostEngine()));
   X509* fresh = X509_new_ex(libraryContext(), nullptr);
   const unsigned char* position = der_.data();
   if (fresh == nullptr || d2i_X509(&fresh, &position, static_cast<long>(der_.size())) == nullptr) {
