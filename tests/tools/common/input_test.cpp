@@ -1,0 +1,122 @@
+#include "tools/common/input.h"
+
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/temp_dir.h"
+#include "tests/tools/common/throws.h"
+#include "tools/common/descriptor.h"
+
+namespace qx::tools {
+namespace {
+
+using ::testing::AllOf;
+using ::testing::HasSubstr;
+using ::testing::StartsWith;
+
+std::string textOf(const Input& input) {
+  return {input.bytes().begin(), input.bytes().end()};
+}
+
+// Standard input is this descriptor while the object lives.
+class StandardInput {
+ public:
+  explicit StandardInput(int fd) : before_(dup(STDIN_FILENO)) { dup2(fd, STDIN_FILENO); }
+
+  ~StandardInput() { dup2(before_.get(), STDIN_FILENO); }
+
+  StandardInput(const StandardInput&) = delete;
+  StandardInput& operator=(const StandardInput&) = delete;
+  StandardInput(StandardInput&&) = delete;
+  StandardInput& operator=(StandardInput&&) = delete;
+
+ private:
+  Descriptor before_;
+};
+
+TEST(Input, HoldsTheBytesOfAFile) {
+  const test::TempDir folder;
+  const std::string bytes("a\0b\xff\n", 5);
+  const Input input(folder.write("file", bytes));
+  EXPECT_EQ(textOf(input), bytes);
+  EXPECT_EQ(input.name(), folder.file("file"));
+}
+
+TEST(Input, MayBeEmpty) {
+  const test::TempDir folder;
+  EXPECT_TRUE(Input(folder.write("file", "")).bytes().empty());
+}
+
+TEST(Input, NamesAFileThatIsMissing) {
+  expectRefusal([] { Input("/nonexistent/file"); },
+                ExitCode::Input,
+                StartsWith("/nonexistent/file: No such file"));
+}
+
+TEST(Input, RefusesAFolder) {
+  const test::TempDir folder;
+  expectRefusal([&] { Input input(folder.path()); }, ExitCode::Input, HasSubstr("is a folder"));
+}
+
+TEST(Input, RefusesMoreThanALengthCanTell) {
+  const test::TempDir folder;
+  const std::string path = folder.write("file", "");
+  ASSERT_EQ(truncate(path.c_str(), 2'147'483'648), 0);
+  expectRefusal([&] { Input input(path); },
+                ExitCode::Input,
+                AllOf(StartsWith(path), HasSubstr("2147483647")));
+}
+
+TEST(Input, TakesTheMostThatALengthCanTell) {
+  const test::TempDir folder;
+  const std::string path = folder.write("file", "");
+  ASSERT_EQ(truncate(path.c_str(), 2'147'483'647), 0);
+  EXPECT_EQ(Input(path).bytes().size(), 2'147'483'647U);
+}
+
+TEST(Input, ReadsAPipeToItsEnd) {
+  int ends[2];
+  ASSERT_EQ(pipe(ends), 0);
+  const Descriptor reading(ends[0]);
+  if (fork() == 0) {
+    const std::string bytes(200'000, 'x');
+    _exit(write(ends[1], bytes.data(), bytes.size()) == 200'000 ? 0 : 1);
+  }
+  close(ends[1]);
+  const StandardInput standard(reading.get());
+  EXPECT_EQ(Input("-").bytes().size(), 200'000U);
+}
+
+TEST(Input, ReadsStandardInputFromWhereItStands) {
+  const test::TempDir folder;
+  const std::string path = folder.write("file", "abcdef");
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  ASSERT_EQ(lseek(file.get(), 2, SEEK_SET), 2);
+  const StandardInput standard(file.get());
+  const Input input("-");
+  EXPECT_EQ(textOf(input), "cdef");
+  EXPECT_EQ(input.name(), "standard input");
+}
+
+TEST(InputDeathTest, EndsWithAWordWhenItsFileBecomesShorter) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  const test::TempDir folder;
+  const std::string path = folder.write("file", std::string(100'000, 'x'));
+  EXPECT_EXIT(
+      {
+        const Input input(path);
+        static_cast<void>(!truncate(path.c_str(), 0));
+        const volatile std::uint8_t* bytes = input.bytes().data();
+        _exit(bytes[50'000] == 'x' ? 0 : 99);
+      },
+      ::testing::ExitedWithCode(static_cast<int>(ExitCode::Input)),
+      "became shorter");
+}
+
+}  // namespace
+}  // namespace qx::tools

@@ -1,0 +1,141 @@
+#include "tools/common/output.h"
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <csignal>
+#include <filesystem>
+#include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "tests/support/temp_dir.h"
+#include "tests/tools/common/throws.h"
+
+namespace qx::tools {
+namespace {
+
+namespace fs = std::filesystem;
+using ::testing::StartsWith;
+
+std::size_t filesIn(const test::TempDir& folder) {
+  return static_cast<std::size_t>(
+      std::distance(fs::directory_iterator(folder.path()), fs::directory_iterator()));
+}
+
+mode_t modeOf(const std::string& path) {
+  struct stat status{};
+  return stat(path.c_str(), &status) == 0 ? status.st_mode & 07777 : 0;
+}
+
+class Output : public ::testing::Test {
+ protected:
+  void SetUp() override { before_ = umask(022); }
+
+  void TearDown() override { umask(before_); }
+
+  test::TempDir folder_;
+  mode_t before_ = 0;
+};
+
+TEST_F(Output, MakesAFileAndNothingElse) {
+  writeOutput(folder_.file("new"), std::string_view("content"));
+  EXPECT_EQ(test::readFile(folder_.file("new")), "content");
+  EXPECT_EQ(filesIn(folder_), 1U);
+}
+
+TEST_F(Output, GivesANewFileTheRightsThatTheUmaskAllows) {
+  writeOutput(folder_.file("new"), std::string_view("content"));
+  EXPECT_EQ(modeOf(folder_.file("new")), 0644U);
+}
+
+TEST_F(Output, GivesANewFileTheRightsThatWereAsked) {
+  writeOutput(folder_.file("new"), std::string_view("content"), 0600);
+  EXPECT_EQ(modeOf(folder_.file("new")), 0600U);
+}
+
+TEST_F(Output, KeepsTheRightsOfAFileThatItReplaces) {
+  const std::string path = folder_.write("old", "a much longer content");
+  ASSERT_EQ(chmod(path.c_str(), 0640), 0);
+  writeOutput(path, std::string_view("new"));
+  EXPECT_EQ(test::readFile(path), "new");
+  EXPECT_EQ(modeOf(path), 0640U);
+}
+
+TEST_F(Output, ReplacesTheFileSoThatWhoReadsTheOldOneKeepsIt) {
+  const std::string path = folder_.write("old", "old");
+  ASSERT_EQ(link(path.c_str(), folder_.file("same").c_str()), 0);
+  writeOutput(path, std::string_view("new"));
+  EXPECT_EQ(test::readFile(folder_.file("same")), "old");
+}
+
+TEST_F(Output, FollowsALinkAndKeepsIt) {
+  const std::string path = folder_.write("target", "old");
+  ASSERT_EQ(symlink("target", folder_.file("link").c_str()), 0);
+  writeOutput(folder_.file("link"), std::string_view("new"));
+  EXPECT_TRUE(fs::is_symlink(folder_.file("link")));
+  EXPECT_EQ(test::readFile(path), "new");
+}
+
+TEST_F(Output, WritesToADeviceInsteadOfReplacingIt) {
+  writeOutput("/dev/null", std::string_view("content"));
+  EXPECT_TRUE(fs::is_character_file("/dev/null"));
+}
+
+TEST_F(Output, NamesAFileThatCannotBeMade) {
+  const std::string path = folder_.file("missing/file");
+  expectRefusal(
+      [&] { writeOutput(path, std::string_view("x")); }, ExitCode::Input, StartsWith(path));
+  EXPECT_EQ(filesIn(folder_), 0U);
+}
+
+TEST_F(Output, NamesADeviceThatTakesNothing) {
+  expectRefusal([] { writeOutput("/dev/full", std::string_view("x")); },
+                ExitCode::Input,
+                StartsWith("/dev/full: No space"));
+}
+
+// The longest file that the process may write, and no signal when it wants more.
+class FileLimit {
+ public:
+  explicit FileLimit(rlim_t bytes) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit limit{.rlim_cur = bytes, .rlim_max = before_.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+    handler_ = std::signal(SIGXFSZ, SIG_IGN);
+  }
+
+  ~FileLimit() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    static_cast<void>(std::signal(SIGXFSZ, handler_));
+  }
+
+  FileLimit(const FileLimit&) = delete;
+  FileLimit& operator=(const FileLimit&) = delete;
+  FileLimit(FileLimit&&) = delete;
+  FileLimit& operator=(FileLimit&&) = delete;
+
+ private:
+  rlimit before_{};
+  void (*handler_)(int) = nullptr;
+};
+
+TEST_F(Output, LeavesTheOldFileAndNothingElseWhenTheWritingFails) {
+  const std::string path = folder_.write("old", "old");
+  const FileLimit limit(1000);
+  expectRefusal(
+      [&] { writeOutput(path, std::string(2000, 'x')); }, ExitCode::Input, StartsWith(path));
+  EXPECT_EQ(test::readFile(path), "old");
+  EXPECT_EQ(filesIn(folder_), 1U);
+}
+
+TEST_F(Output, RefusesAFolder) {
+  expectRefusal([&] { writeOutput(folder_.path(), std::string_view("x")); },
+                ExitCode::Input,
+                StartsWith(folder_.path()));
+}
+
+}  // namespace
+}  // namespace qx::tools
