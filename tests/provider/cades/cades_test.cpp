@@ -1,0 +1,71 @@
+#include "platform/cades.h"
+
+#include <cstdlib>
+
+#include <gtest/gtest.h>
+
+#include "platform/errors.h"
+
+namespace {
+
+// NOLINTBEGIN(cppcoreguidelines-no-malloc): records for callers come from malloc
+template <class T>
+T* allocate(std::size_t count = 1) {
+  return static_cast<T*>(std::calloc(count, sizeof(T)));
+}
+
+// NOLINTEND(cppcoreguidelines-no-malloc)
+
+bool notImplemented(BOOL result) {
+  const bool told = GetLastError() == ERROR_CALL_NOT_IMPLEMENTED;
+  SetLastError(ERROR_SUCCESS);
+  return result == FALSE && told;
+}
+
+TEST(Cades, SaysThatItIsNotOffered) {
+  EXPECT_TRUE(notImplemented(CadesMsgEnhanceSignature(nullptr, 0, nullptr)));
+  EXPECT_TRUE(notImplemented(CadesMsgEnhanceSignatureAll(nullptr, nullptr)));
+  EXPECT_TRUE(notImplemented(CadesMsgAddEnhancedSignature(nullptr, nullptr)));
+  BOOL result = FALSE;
+  EXPECT_TRUE(notImplemented(CadesMsgIsType(nullptr, 0, CADES_TYPE_X_LONG_1, &result)));
+  EXPECT_EQ(CadesMsgOpenToEncode(PKCS_7_ASN_ENCODING, 0, nullptr, nullptr, nullptr), nullptr);
+  EXPECT_EQ(GetLastError(), ERROR_CALL_NOT_IMPLEMENTED);
+}
+
+TEST(Cades, LeavesNoRecordBehindWhenItFails) {
+  CADES_VERIFICATION_INFO info{};
+  CADES_VERIFICATION_INFO* verification = &info;
+  EXPECT_TRUE(notImplemented(CadesMsgVerifySignature(nullptr, 0, nullptr, &verification)));
+  EXPECT_EQ(verification, nullptr);
+  EXPECT_TRUE(notImplemented(CadesMsgVerifySignature(nullptr, 0, nullptr, nullptr)));
+  CADES_BLOB_ARRAY array{};
+  CADES_BLOB_ARRAY* values = &array;
+  EXPECT_TRUE(notImplemented(CadesMsgGetCertificateValues(nullptr, 0, &values)));
+  EXPECT_EQ(values, nullptr);
+  EXPECT_TRUE(notImplemented(CadesMsgGetCertificateValues(nullptr, 0, nullptr)));
+}
+
+// The sanitizers tell when something is left.
+TEST(CadesFree, ReleasesTheRecordWithAllThatHangsOnIt) {
+  SetLastError(ERROR_BUSY);
+  auto* info = allocate<CADES_VERIFICATION_INFO>();
+  info->dwSize = sizeof *info;
+  info->pSigningTime = allocate<FILETIME>();
+  info->pSignatureTimeStampTime = allocate<FILETIME>();
+  EXPECT_EQ(CadesFreeVerificationInfo(info), TRUE);
+  auto* array = allocate<CADES_BLOB_ARRAY>();
+  array->cBlob = 2;
+  array->pBlobs = allocate<CRYPT_DATA_BLOB>(2);
+  array->pBlobs[0] = {.cbData = 3, .pbData = allocate<BYTE>(3)};
+  EXPECT_EQ(CadesFreeBlobArray(array), TRUE);
+  EXPECT_EQ(GetLastError(), ERROR_BUSY);
+}
+
+TEST(CadesFree, AcceptsNull) {
+  SetLastError(ERROR_BUSY);
+  EXPECT_EQ(CadesFreeVerificationInfo(nullptr), TRUE);
+  EXPECT_EQ(CadesFreeBlobArray(nullptr), TRUE);
+  EXPECT_EQ(GetLastError(), ERROR_BUSY);
+}
+
+}  // namespace
