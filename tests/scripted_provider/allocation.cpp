@@ -1,5 +1,9 @@
 #include "tests/scripted_provider/allocation.h"
 
+#include <algorithm>
+#include <array>
+#include <cstring>
+
 namespace qx::scripted {
 namespace {
 
@@ -14,6 +18,15 @@ struct AllocationState {
 
 // Per thread, so that a library's own thread in another test program is left alone.
 thread_local AllocationState state;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
+
+struct WatchState {
+  const void* block = nullptr;
+  std::size_t size = 0;
+  bool wasFreed = false;
+  std::array<char, 256> contents{};
+};
+
+thread_local WatchState watch;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
 
 }  // namespace
 
@@ -39,6 +52,32 @@ AllocationsPause::AllocationsPause() {
 
 AllocationsPause::~AllocationsPause() {
   --state.pauses;
+}
+
+FreeWatch::FreeWatch(const void* block, std::size_t size) {
+  watch = WatchState();
+  watch.block = block;
+  watch.size = std::min(size, watch.contents.size());
+}
+
+FreeWatch::~FreeWatch() {
+  watch.block = nullptr;
+}
+
+bool FreeWatch::wasFreed() const {
+  return watch.wasFreed;
+}
+
+std::string_view FreeWatch::contents() const {
+  return {watch.contents.data(), watch.size};
+}
+
+void aboutToFree(const void* block) {
+  if (block != nullptr && block == watch.block) {
+    std::memcpy(watch.contents.data(), block, watch.size);
+    watch.wasFreed = true;
+    watch.block = nullptr;
+  }
 }
 
 bool allocationHasToFail() {

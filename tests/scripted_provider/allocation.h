@@ -4,6 +4,9 @@
 // Makes malloc and operator new fail in the code under test. A program that links
 // qx_allocation_hook sends its allocations here; those of the scripted provider do not count.
 
+#include <cstddef>
+#include <string_view>
+
 namespace qx::scripted {
 
 /// AllocationFailure lets the n-th allocation (from 1) of its lifetime fail, or the n-th and all after
@@ -32,6 +35,23 @@ class __attribute__((visibility("default"))) AllocationsPause {
   AllocationsPause(const AllocationsPause&) = delete;
   AllocationsPause& operator=(const AllocationsPause&) = delete;
 };
+
+/// FreeWatch looks at a block of memory in the moment in which it is given back.
+class __attribute__((visibility("default"))) FreeWatch {
+ public:
+  /// At most 256 bytes of the block are kept.
+  FreeWatch(const void* block, std::size_t size);
+  ~FreeWatch();
+  FreeWatch(const FreeWatch&) = delete;
+  FreeWatch& operator=(const FreeWatch&) = delete;
+
+  bool wasFreed() const;
+  /// What stood in the block when it was freed.
+  std::string_view contents() const;
+};
+
+/// For the hook: shows a block that is about to be freed to the watch.
+__attribute__((visibility("default"))) void aboutToFree(const void* block);
 
 /// For the hook: counts an allocation; true when it has to fail.
 __attribute__((visibility("default"))) bool allocationHasToFail();

@@ -1,4 +1,4 @@
-// Linked into a test program (with -Wl,--wrap=malloc): sends the allocations of the code that is linked
+// Linked into a test program (with -Wl,--wrap for malloc, calloc and free): sends the allocations of the code that is linked
 // with it, and every operator new of the process, past AllocationFailure.
 #include <cstdlib>
 #include <new>
@@ -9,6 +9,7 @@
 extern "C" {
 void* __real_malloc(std::size_t size);
 void* __real_calloc(std::size_t count, std::size_t size);
+void __real_free(void* memory);
 
 void* __wrap_malloc(std::size_t size) {
   return qx::scripted::allocationHasToFail() ? nullptr : __real_malloc(size);
@@ -16,6 +17,11 @@ void* __wrap_malloc(std::size_t size) {
 
 void* __wrap_calloc(std::size_t count, std::size_t size) {
   return qx::scripted::allocationHasToFail() ? nullptr : __real_calloc(count, size);
+}
+
+void __wrap_free(void* memory) {
+  qx::scripted::aboutToFree(memory);
+  __real_free(memory);
 }
 }
 
@@ -52,27 +58,27 @@ void* operator new[](std::size_t size, const std::nothrow_t& /*tag*/) noexcept {
 }
 
 void operator delete(void* memory) noexcept {
-  std::free(memory);
+  __wrap_free(memory);
 }
 
 void operator delete[](void* memory) noexcept {
-  std::free(memory);
+  __wrap_free(memory);
 }
 
 void operator delete(void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
+  __wrap_free(memory);
 }
 
 void operator delete[](void* memory, std::size_t /*size*/) noexcept {
-  std::free(memory);
+  __wrap_free(memory);
 }
 
 void operator delete(void* memory, const std::nothrow_t& /*tag*/) noexcept {
-  std::free(memory);
+  __wrap_free(memory);
 }
 
 void operator delete[](void* memory, const std::nothrow_t& /*tag*/) noexcept {
-  std::free(memory);
+  __wrap_free(memory);
 }
 
 // NOLINTEND(cppcoreguidelines-no-malloc,bugprone-reserved-identifier,readability-identifier-naming)

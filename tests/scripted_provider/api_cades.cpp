@@ -127,6 +127,7 @@ HCRYPTMSG CadesMsgOpenToEncode(DWORD dwMsgEncodingType,
                                CADES_ENCODE_INFO* pvMsgEncodeInfo,
                                LPSTR pszInnerContentObjID,
                                PCMSG_STREAM_INFO pStreamInfo) {
+  const AllocationsPause pause;
   const CMSG_SIGNED_ENCODE_INFO& info = *pvMsgEncodeInfo->pSignedEncodeInfo;
   Call call("CadesMsgOpenToEncode(0x%x, 0x%x, dwSize %u %s, %s, %s)",
             dwMsgEncodingType,
@@ -149,6 +150,7 @@ HCRYPTMSG CadesMsgOpenToEncode(DWORD dwMsgEncodingType,
 BOOL CadesMsgEnhanceSignature(HCRYPTMSG hCryptMsg,
                               DWORD dwSignatureIndex,
                               CADES_SIGN_PARA* pCadesSignPara) {
+  const AllocationsPause pause;
   Call call("CadesMsgEnhanceSignature(%s, %u, %s)",
             state().nameOf(hCryptMsg).c_str(),
             dwSignatureIndex,
@@ -157,6 +159,7 @@ BOOL CadesMsgEnhanceSignature(HCRYPTMSG hCryptMsg,
 }
 
 BOOL CadesMsgEnhanceSignatureAll(HCRYPTMSG hCryptMsg, CADES_SIGN_PARA* pCadesSignPara) {
+  const AllocationsPause pause;
   Call call("CadesMsgEnhanceSignatureAll(%s, %s)",
             state().nameOf(hCryptMsg).c_str(),
             describe(pCadesSignPara).c_str());
@@ -164,6 +167,7 @@ BOOL CadesMsgEnhanceSignatureAll(HCRYPTMSG hCryptMsg, CADES_SIGN_PARA* pCadesSig
 }
 
 BOOL CadesMsgAddEnhancedSignature(HCRYPTMSG hCryptMsg, CADES_ENHANCED_SIGN_PARA* pPara) {
+  const AllocationsPause pause;
   Call call("CadesMsgAddEnhancedSignature(%s, dwSize %u %s)",
             state().nameOf(hCryptMsg).c_str(),
             pPara->dwSize,
@@ -181,6 +185,7 @@ BOOL CadesMsgIsType(HCRYPTMSG hCryptMsg,
                     DWORD dwSignatureIndex,
                     DWORD dwCadesType,
                     BOOL* pbResult) {
+  const AllocationsPause pause;
   Call call("CadesMsgIsType(%s, %u, 0x%x)",
             state().nameOf(hCryptMsg).c_str(),
             dwSignatureIndex,
@@ -197,6 +202,7 @@ BOOL CadesMsgVerifySignature(HCRYPTMSG hCryptMsg,
                              DWORD dwSignatureIndex,
                              const void* pVerificationPara,
                              CADES_VERIFICATION_INFO** ppVerificationInfo) {
+  const AllocationsPause pause;
   Call call("CadesMsgVerifySignature(%s, %u, %s)",
             state().nameOf(hCryptMsg).c_str(),
             dwSignatureIndex,
@@ -220,6 +226,7 @@ BOOL CadesMsgVerifySignature(HCRYPTMSG hCryptMsg,
 }
 
 BOOL CadesFreeVerificationInfo(CADES_VERIFICATION_INFO* pVerificationInfo) {
+  const AllocationsPause pause;
   const Call call("CadesFreeVerificationInfo(%s)", state().nameOf(pVerificationInfo).c_str());
   if (pVerificationInfo != nullptr) {
     state().takeBack(pVerificationInfo->pSignerCert, "CadesFreeVerificationInfo");
@@ -231,6 +238,7 @@ BOOL CadesFreeVerificationInfo(CADES_VERIFICATION_INFO* pVerificationInfo) {
 BOOL CadesMsgGetCertificateValues(HCRYPTMSG hCryptMsg,
                                   DWORD dwSignatureIndex,
                                   CADES_BLOB_ARRAY** ppValues) {
+  const AllocationsPause pause;
   Call call(
       "CadesMsgGetCertificateValues(%s, %u)", state().nameOf(hCryptMsg).c_str(), dwSignatureIndex);
   *ppValues = nullptr;
@@ -254,6 +262,7 @@ BOOL CadesMsgGetCertificateValues(HCRYPTMSG hCryptMsg,
 }
 
 BOOL CadesFreeBlobArray(CADES_BLOB_ARRAY* pBlobArray) {
+  const AllocationsPause pause;
   const Call call("CadesFreeBlobArray(%s)", state().nameOf(pBlobArray).c_str());
   state().takeBack(pBlobArray, "CadesFreeBlobArray");
   return TRUE;

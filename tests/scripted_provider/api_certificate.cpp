@@ -72,6 +72,7 @@ HCERTSTORE CertOpenStore(LPCSTR lpszStoreProvider,
                          HCRYPTPROV_LEGACY hCryptProv,
                          DWORD dwFlags,
                          const void* pvPara) {
+  const AllocationsPause pause;
   const auto* name = static_cast<const wchar_t*>(pvPara);
   Call call("CertOpenStore(%zu, 0x%x, %zu, 0x%x, %s)",
             reinterpret_cast<std::size_t>(lpszStoreProvider),
@@ -96,6 +97,7 @@ HCERTSTORE CertOpenStore(LPCSTR lpszStoreProvider,
 }
 
 BOOL CertCloseStore(HCERTSTORE hCertStore, DWORD dwFlags) {
+  const AllocationsPause pause;
   Call call("CertCloseStore(%s, 0x%x)", state().nameOf(hCertStore).c_str(), dwFlags);
   const bool fails = call.fails();
   state().takeBack(hCertStore, "CertCloseStore");
@@ -108,6 +110,7 @@ PCCERT_CONTEXT CertFindCertificateInStore(HCERTSTORE hCertStore,
                                           DWORD dwFindType,
                                           const void* pvFindPara,
                                           PCCERT_CONTEXT pPrevCertContext) {
+  const AllocationsPause pause;
   const auto* hash = static_cast<const CRYPT_HASH_BLOB*>(pvFindPara);
   Call call("CertFindCertificateInStore(%s, 0x%x, %u, 0x%x, %s, %s)",
             state().nameOf(hCertStore).c_str(),
@@ -152,11 +155,13 @@ BOOL CertAddEncodedCertificateToStore(HCERTSTORE /*hCertStore*/,
                                       DWORD /*cbCertEncoded*/,
                                       DWORD /*dwAddDisposition*/,
                                       PCCERT_CONTEXT* /*ppCertContext*/) {
+  const AllocationsPause pause;
   Call call("CertAddEncodedCertificateToStore()");
   return call.fail(E_ACCESSDENIED);
 }
 
 BOOL CertDeleteCertificateFromStore(PCCERT_CONTEXT pCertContext) {
+  const AllocationsPause pause;
   Call call("CertDeleteCertificateFromStore(%s)", state().nameOf(pCertContext).c_str());
   state().takeBack(pCertContext, "CertDeleteCertificateFromStore");
   return call.fail(E_ACCESSDENIED);
@@ -165,6 +170,7 @@ BOOL CertDeleteCertificateFromStore(PCCERT_CONTEXT pCertContext) {
 PCCERT_CONTEXT CertGetSubjectCertificateFromStore(HCERTSTORE hCertStore,
                                                   DWORD dwCertEncodingType,
                                                   PCERT_INFO pCertId) {
+  const AllocationsPause pause;
   Call call("CertGetSubjectCertificateFromStore(%s, 0x%x, %s)",
             state().nameOf(hCertStore).c_str(),
             dwCertEncodingType,
@@ -188,6 +194,7 @@ PCCERT_CONTEXT CertGetSubjectCertificateFromStore(HCERTSTORE hCertStore,
 PCCERT_CONTEXT CertCreateCertificateContext(DWORD dwCertEncodingType,
                                             const BYTE* pbCertEncoded,
                                             DWORD cbCertEncoded) {
+  const AllocationsPause pause;
   const std::string encoding(reinterpret_cast<const char*>(pbCertEncoded), cbCertEncoded);
   Call call("CertCreateCertificateContext(0x%x, %s)", dwCertEncodingType, encoding.c_str());
   if (call.fails()) {
@@ -202,6 +209,7 @@ PCCERT_CONTEXT CertCreateCertificateContext(DWORD dwCertEncodingType,
 }
 
 PCCERT_CONTEXT CertDuplicateCertificateContext(PCCERT_CONTEXT pCertContext) {
+  const AllocationsPause pause;
   const Call call("CertDuplicateCertificateContext(%s)", state().nameOf(pCertContext).c_str());
   if (pCertContext != nullptr) {
     auto* object = certificateOf(pCertContext, "CertDuplicateCertificateContext");
@@ -213,12 +221,14 @@ PCCERT_CONTEXT CertDuplicateCertificateContext(PCCERT_CONTEXT pCertContext) {
 }
 
 BOOL CertFreeCertificateContext(PCCERT_CONTEXT pCertContext) {
+  const AllocationsPause pause;
   const Call call("CertFreeCertificateContext(%s)", state().nameOf(pCertContext).c_str());
   state().takeBack(pCertContext, "CertFreeCertificateContext");
   return TRUE;
 }
 
 BOOL CertCompareCertificate(DWORD dwCertEncodingType, PCERT_INFO pCertId1, PCERT_INFO pCertId2) {
+  const AllocationsPause pause;
   const Call call("CertCompareCertificate(0x%x, %s, %s)",
                   dwCertEncodingType,
                   textOf(pCertId1->Subject).c_str(),
@@ -232,6 +242,7 @@ BOOL CertCompareCertificate(DWORD dwCertEncodingType, PCERT_INFO pCertId1, PCERT
 BOOL CertCompareCertificateName(DWORD /*dwCertEncodingType*/,
                                 PCERT_NAME_BLOB pCertName1,
                                 PCERT_NAME_BLOB pCertName2) {
+  const AllocationsPause pause;
   const Call call("CertCompareCertificateName(%s, %s)",
                   textOf(*pCertName1).c_str(),
                   textOf(*pCertName2).c_str());
@@ -239,6 +250,7 @@ BOOL CertCompareCertificateName(DWORD /*dwCertEncodingType*/,
 }
 
 BOOL CertCompareIntegerBlob(PCRYPT_INTEGER_BLOB pInt1, PCRYPT_INTEGER_BLOB pInt2) {
+  const AllocationsPause pause;
   const Call call("CertCompareIntegerBlob(%s, %s)",
                   hex(std::span(pInt1->pbData, pInt1->cbData)).c_str(),
                   hex(std::span(pInt2->pbData, pInt2->cbData)).c_str());
@@ -273,6 +285,7 @@ DWORD CertNameToStrW(
 }
 
 PCRYPT_ATTRIBUTE CertFindAttribute(LPCSTR pszObjId, DWORD cAttr, CRYPT_ATTRIBUTE rgAttr[]) {
+  const AllocationsPause pause;
   const Call call("CertFindAttribute(%s, %u)", pszObjId, cAttr);
   for (DWORD i = 0; i < cAttr; ++i) {
     if (std::string_view(rgAttr[i].pszObjId) == pszObjId) {
@@ -286,6 +299,7 @@ BOOL CertGetCertificateContextProperty(PCCERT_CONTEXT pCertContext,
                                        DWORD dwPropId,
                                        void* pvData,
                                        DWORD* pcbData) {
+  const AllocationsPause pause;
   Call call("CertGetCertificateContextProperty(%s, %u, %s)",
             state().nameOf(pCertContext).c_str(),
             dwPropId,
@@ -304,6 +318,7 @@ BOOL CertSetCertificateContextProperty(PCCERT_CONTEXT pCertContext,
                                        DWORD dwPropId,
                                        DWORD /*dwFlags*/,
                                        const void* /*pvData*/) {
+  const AllocationsPause pause;
   Call call(
       "CertSetCertificateContextProperty(%s, %u)", state().nameOf(pCertContext).c_str(), dwPropId);
   return call.fail(E_ACCESSDENIED);
@@ -317,6 +332,7 @@ BOOL CertGetCertificateChain(HCERTCHAINENGINE hChainEngine,
                              DWORD dwFlags,
                              LPVOID pvReserved,
                              PCCERT_CHAIN_CONTEXT* ppChainContext) {
+  const AllocationsPause pause;
   Call call("CertGetCertificateChain(%s, %s, %s, %s, cbSize %u usages %u, 0x%x, %s)",
             hChainEngine == nullptr ? "default" : "engine",
             state().nameOf(pCertContext).c_str(),
@@ -343,6 +359,7 @@ BOOL CertGetCertificateChain(HCERTCHAINENGINE hChainEngine,
 }
 
 void CertFreeCertificateChain(PCCERT_CHAIN_CONTEXT pChainContext) {
+  const AllocationsPause pause;
   const Call call("CertFreeCertificateChain(%s)", state().nameOf(pChainContext).c_str());
   state().takeBack(pChainContext, "CertFreeCertificateChain");
 }

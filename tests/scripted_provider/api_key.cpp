@@ -45,6 +45,7 @@ BOOL CryptAcquireContextA(
 }
 
 BOOL CryptReleaseContext(HCRYPTPROV hProv, DWORD dwFlags) {
+  const AllocationsPause pause;
   Call call("CryptReleaseContext(%s, %u)", state().nameOf(pointerOf(hProv)).c_str(), dwFlags);
   const bool fails = call.fails();
   state().takeBack(pointerOf(hProv), "CryptReleaseContext");
@@ -57,6 +58,7 @@ BOOL CryptAcquireCertificatePrivateKey(PCCERT_CONTEXT pCert,
                                        HCRYPTPROV_OR_NCRYPT_KEY_HANDLE* phCryptProvOrNCryptKey,
                                        DWORD* pdwKeySpec,
                                        BOOL* pfCallerFreeProvOrNCryptKey) {
+  const AllocationsPause pause;
   Call call("CryptAcquireCertificatePrivateKey(%s, 0x%x, %s)",
             state().nameOf(pCert).c_str(),
             dwFlags,
@@ -87,6 +89,7 @@ BOOL CryptAcquireCertificatePrivateKey(PCCERT_CONTEXT pCert,
 }
 
 BOOL CryptSetProvParam(HCRYPTPROV hProv, DWORD dwParam, const BYTE* pbData, DWORD dwFlags) {
+  const AllocationsPause pause;
   Call call("CryptSetProvParam(%s, 0x%x, a PIN of %zu, %u)",
             state().nameOf(pointerOf(hProv)).c_str(),
             dwParam,

@@ -246,6 +246,7 @@ HCRYPTMSG CryptMsgOpenToEncode(DWORD dwMsgEncodingType,
                                void const* pvMsgEncodeInfo,
                                LPSTR pszInnerContentObjID,
                                PCMSG_STREAM_INFO pStreamInfo) {
+  const AllocationsPause pause;
   Call call("CryptMsgOpenToEncode(0x%x, 0x%x, %s, %s, %s, %s)",
             dwMsgEncodingType,
             dwFlags,
@@ -270,6 +271,7 @@ HCRYPTMSG CryptMsgOpenToDecode(DWORD dwMsgEncodingType,
                                HCRYPTPROV_LEGACY hCryptProv,
                                PCERT_INFO pRecipientInfo,
                                PCMSG_STREAM_INFO pStreamInfo) {
+  const AllocationsPause pause;
   Call call("CryptMsgOpenToDecode(0x%x, 0x%x, %u, %zu, %s, %s)",
             dwMsgEncodingType,
             dwFlags,
@@ -287,6 +289,7 @@ HCRYPTMSG CryptMsgOpenToDecode(DWORD dwMsgEncodingType,
 }
 
 BOOL CryptMsgUpdate(HCRYPTMSG hCryptMsg, const BYTE* pbData, DWORD cbData, BOOL fFinal) {
+  const AllocationsPause pause;
   Call call("CryptMsgUpdate(%s, %u bytes, %d)", state().nameOf(hCryptMsg).c_str(), cbData, fFinal);
   auto* message = state().find<MessageObject>(hCryptMsg, "CryptMsgUpdate");
   if (call.fails() || message == nullptr) {
@@ -313,6 +316,7 @@ BOOL CryptMsgGetParam(
 }
 
 BOOL CryptMsgControl(HCRYPTMSG hCryptMsg, DWORD dwFlags, DWORD dwCtrlType, void const* pvCtrlPara) {
+  const AllocationsPause pause;
   Call call("CryptMsgControl(%s, %u, %s)",
             state().nameOf(hCryptMsg).c_str(),
             dwFlags,
@@ -339,6 +343,7 @@ BOOL CryptMsgControl(HCRYPTMSG hCryptMsg, DWORD dwFlags, DWORD dwCtrlType, void 
 }
 
 BOOL CryptMsgClose(HCRYPTMSG hCryptMsg) {
+  const AllocationsPause pause;
   Call call("CryptMsgClose(%s)", state().nameOf(hCryptMsg).c_str());
   const bool fails = call.fails();
   state().takeBack(hCryptMsg, "CryptMsgClose");
@@ -346,6 +351,7 @@ BOOL CryptMsgClose(HCRYPTMSG hCryptMsg) {
 }
 
 HCRYPTMSG CryptMsgDuplicate(HCRYPTMSG hCryptMsg) {
+  const AllocationsPause pause;
   const Call call("CryptMsgDuplicate(%s)", state().nameOf(hCryptMsg).c_str());
   auto* message = state().find<MessageObject>(hCryptMsg, "CryptMsgDuplicate");
   if (message != nullptr) {

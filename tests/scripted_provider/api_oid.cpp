@@ -91,6 +91,7 @@ BOOL CryptEnumOIDInfo(DWORD dwGroupId,
 }
 
 PCCRYPT_OID_INFO CryptFindOIDInfo(DWORD dwKeyType, void* pvKey, DWORD dwGroupId) {
+  const AllocationsPause pause;
   Call call(
       "CryptFindOIDInfo(%u, %s, %u)", dwKeyType, describe(dwKeyType, pvKey).c_str(), dwGroupId);
   if (call.fails()) {
@@ -105,6 +106,7 @@ PCCRYPT_OID_INFO CryptFindOIDInfo(DWORD dwKeyType, void* pvKey, DWORD dwGroupId)
 }
 
 LPCSTR CertAlgIdToOID(DWORD dwAlgId) {
+  const AllocationsPause pause;
   Call call("CertAlgIdToOID(0x%x)", dwAlgId);
   if (call.fails()) {
     return nullptr;
@@ -118,6 +120,7 @@ LPCSTR CertAlgIdToOID(DWORD dwAlgId) {
 }
 
 DWORD CertOIDToAlgId(LPCSTR pszObjId) {
+  const AllocationsPause pause;
   const Call call("CertOIDToAlgId(%s)", pszObjId);
   for (const ToyOid& toy : provider().oids) {
     if (toy.oid == pszObjId) {

@@ -67,11 +67,13 @@ DWORD GetLastError(void) {
 }
 
 void SetLastError(DWORD dwErrCode) {
+  const AllocationsPause pause;
   const Call call("SetLastError(%08x)", dwErrCode);
   state().lastError = dwErrCode;
 }
 
 HLOCAL LocalFree(HLOCAL hMem) {
+  const AllocationsPause pause;
   const Call call("LocalFree(%s)", state().nameOf(hMem).c_str());
   state().takeBack(hMem, "LocalFree");
   std::free(hMem);
@@ -85,6 +87,7 @@ DWORD FormatMessageA(DWORD dwFlags,
                      LPSTR lpBuffer,
                      DWORD nSize,
                      va_list* Arguments) {
+  const AllocationsPause pause;
   Call call("FormatMessageA(0x%x, %s, %08x, %u, %u, %s)",
             dwFlags,
             lpSource == nullptr ? "NULL" : "source",
@@ -110,6 +113,7 @@ int MultiByteToWideChar(UINT CodePage,
                         int cbMultiByte,
                         LPWSTR lpWideCharStr,
                         int cchWideChar) {
+  const AllocationsPause pause;
   const std::string_view text(
       lpMultiByteStr,
       cbMultiByte < 0 ? std::strlen(lpMultiByteStr) + 1 : static_cast<std::size_t>(cbMultiByte));
@@ -133,6 +137,7 @@ int WideCharToMultiByte(UINT CodePage,
                         int cbMultiByte,
                         LPCSTR /*lpDefaultChar*/,
                         BOOL* /*lpUsedDefaultChar*/) {
+  const AllocationsPause pause;
   const std::size_t length =
       cchWideChar < 0 ? std::wcslen(lpWideCharStr) + 1 : static_cast<std::size_t>(cchWideChar);
   Call call("WideCharToMultiByte(%u, 0x%x, %zu characters, %s)",
@@ -147,6 +152,7 @@ int WideCharToMultiByte(UINT CodePage,
 }
 
 BOOL FileTimeToSystemTime(const FILETIME* lpFileTime, SYSTEMTIME* lpSystemTime) {
+  const AllocationsPause pause;
   Call call(
       "FileTimeToSystemTime(%08x%08x)", lpFileTime->dwHighDateTime, lpFileTime->dwLowDateTime);
   if (call.fails()) {
@@ -169,6 +175,7 @@ BOOL FileTimeToSystemTime(const FILETIME* lpFileTime, SYSTEMTIME* lpSystemTime) 
 }
 
 BOOL SystemTimeToFileTime(const SYSTEMTIME* lpSystemTime, FILETIME* lpFileTime) {
+  const AllocationsPause pause;
   Call call("SystemTimeToFileTime()");
   if (call.fails()) {
     return FALSE;
@@ -189,6 +196,7 @@ BOOL CryptDecodeObject(DWORD dwCertEncodingType,
                        DWORD dwFlags,
                        void* pvStructInfo,
                        DWORD* pcbStructInfo) {
+  const AllocationsPause pause;
   Call call("CryptDecodeObject(0x%x, %s, %u bytes, 0x%x, %s)",
             dwCertEncodingType,
             lpszStructType,
@@ -243,6 +251,7 @@ void qxsup_trace_print(QX_TRACE_CONTEXT* /*context*/,
 }
 
 size_t qxsup_cp1251_to_utf16le(const char* text, uint16_t* out, size_t capacity) {
+  const AllocationsPause pause;
   Call call("qxsup_cp1251_to_utf16le(%zu bytes, %s)", std::strlen(text), pass(out));
   return call.fails() ? 0 : answer(convert("UTF-16LE", "CP1251", text), out, capacity);
 }
@@ -259,6 +268,7 @@ size_t qxsup_utf16le_to_charset(
 }
 
 size_t qxsup_mbsrtowcs(wchar_t* out, const char** text, size_t capacity, mbstate_t* conversion) {
+  const AllocationsPause pause;
   Call call("qxsup_mbsrtowcs(%s, %zu)", *text, capacity);
   return call.fails() ? static_cast<size_t>(-1) : std::mbsrtowcs(out, text, capacity, conversion);
 }
