@@ -1,7 +1,5 @@
 #include "provider/store/folder_state.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 #include <utility>
 
@@ -18,7 +16,6 @@ using std::chrono::system_clock;
 constexpr seconds kFileCheckInterval{5};
 constexpr seconds kUntrustedAge{2};
 
-// A stamp that was taken after `now`.
 DatedStamp dated(const FileStamp& stamp, system_clock::time_point now) {
   const system_clock::time_point changed{
       std::chrono::duration_cast<system_clock::duration>(std::chrono::nanoseconds(stamp.changed))};
@@ -28,8 +25,11 @@ DatedStamp dated(const FileStamp& stamp, system_clock::time_point now) {
 // FolderReader makes one FolderState.
 class FolderReader {
  public:
-  FolderReader(const StoreFolder& folder, Location location, const FolderState* previous)
-      : folder_(folder), location_(location), previous_(previous) {}
+  FolderReader(const StoreFolder& folder,
+               Location location,
+               const FolderState* previous,
+               const Moment& now)
+      : folder_(folder), location_(location), previous_(previous), now_(now) {}
 
   Result<std::shared_ptr<const FolderState>> read();
 
@@ -44,19 +44,19 @@ class FolderReader {
   const StoreFolder& folder_;
   Location location_;
   const FolderState* previous_;
+  Moment now_;
   std::size_t nextKnown_ = 0;
   bool changed_ = false;
   FolderState state_;
 };
 
 Result<std::shared_ptr<const FolderState>> FolderReader::read() {
-  state_.readAt = steady_clock::now();
-  const system_clock::time_point now = system_clock::now();
+  state_.readAt = now_.steady;
   const Result<FileStamp> stamp = stampOf(folder_.fd.get());
   if (!stamp) {
     return stamp.failure();
   }
-  state_.stamp = dated(*stamp, now);
+  state_.stamp = dated(*stamp, now_.wall);
   Result<std::vector<std::string>> names = namesIn(folder_.fd.get());
   if (!names) {
     return names.failure();
@@ -87,7 +87,6 @@ const FileState* FolderReader::known(const std::string& name) {
 
 void FolderReader::readFile(std::string name, FileKind kind) {
   const FileState* before = known(name);
-  const system_clock::time_point now = system_clock::now();
   const Result<FileStamp> stamp = stampIn(folder_.fd.get(), name.c_str());
   if (!stamp) {
     return;  // it went since the names were read
@@ -97,7 +96,7 @@ void FolderReader::readFile(std::string name, FileKind kind) {
     return;
   }
   FileState file{
-      .name = std::move(name), .stamp = dated(*stamp, now), .certificate = {}, .crl = {}};
+      .name = std::move(name), .stamp = dated(*stamp, now_.wall), .certificate = {}, .crl = {}};
   fill(file, kind, before);
   changed_ = changed_ || before == nullptr || file.certificate != before->certificate ||
              file.crl != before->crl;
@@ -159,14 +158,19 @@ std::shared_ptr<const StoreSnapshot> FolderReader::makeSnapshot() const {
 
 }  // namespace
 
-bool FolderState::isFresh(const FileStamp& now) const {
-  return stamp.stillHolds(now) && steady_clock::now() - readAt < kFileCheckInterval;
+Moment Moment::now() {
+  return {.wall = system_clock::now(), .steady = steady_clock::now()};
+}
+
+bool FolderState::isFresh(const FileStamp& folder, const Moment& now) const {
+  return stamp.stillHolds(folder) && now.steady - readAt < kFileCheckInterval;
 }
 
 Result<std::shared_ptr<const FolderState>> readFolder(const StoreFolder& folder,
                                                       Location location,
-                                                      const FolderState* previous) {
-  return FolderReader(folder, location, previous).read();
+                                                      const FolderState* previous,
+                                                      const Moment& now) {
+  return FolderReader(folder, location, previous, now).read();
 }
 
 }  // namespace qx

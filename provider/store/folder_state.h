@@ -13,6 +13,14 @@
 
 namespace qx {
 
+/// A moment on both clocks: files are dated by the one, intervals measured by the other.
+struct Moment {
+  std::chrono::system_clock::time_point wall;
+  std::chrono::steady_clock::time_point steady;
+
+  static Moment now();
+};
+
 /// A stamp, and whether it was old enough when it was taken. The clocks of file systems are coarse: two
 /// changes shortly after each other leave one stamp.
 struct DatedStamp {
@@ -38,15 +46,16 @@ struct FolderState {
   std::vector<FileState> files;                  ///< in byte order of their names
   std::shared_ptr<const StoreSnapshot> snapshot;
 
-  /// Whether the folder, whose stamp is `now`, need not be looked into yet.
-  bool isFresh(const FileStamp& now) const;
+  /// Whether the folder, which has this stamp now, need not be looked into yet.
+  bool isFresh(const FileStamp& folder, const Moment& now) const;
 };
 
-/// readFolder reads what a store's folder holds. Of `previous` (null: nothing is known) it takes over
+/// readFolder reads what a store's folder holds; `now` is not later than its beginning. Of `previous` (null: nothing is known) it takes over
 /// what did not change; when nothing did, the very snapshot.
 Result<std::shared_ptr<const FolderState>> readFolder(const StoreFolder& folder,
                                                       Location location,
-                                                      const FolderState* previous);
+                                                      const FolderState* previous,
+                                                      const Moment& now);
 
 }  // namespace qx
 

@@ -71,6 +71,7 @@ void SnapshotCache::keep(const std::string& path, FolderStatePtr state) {
 }
 
 Result<SnapshotPtr> SnapshotCache::get(const StoreName& name) {
+  const Moment now = Moment::now();
   const Result<StoreFolder> folder = name.open();
   if (!folder) {
     return folder.failure();
@@ -80,10 +81,10 @@ Result<SnapshotPtr> SnapshotCache::get(const StoreName& name) {
     return stamp.failure();
   }
   const FolderStatePtr known = lookUp(folder->path);
-  if (known != nullptr && known->isFresh(*stamp)) {
+  if (known != nullptr && known->isFresh(*stamp, now)) {
     return known->snapshot;
   }
-  Result<FolderStatePtr> state = readFolder(*folder, name.location(), known.get());
+  Result<FolderStatePtr> state = readFolder(*folder, name.location(), known.get(), now);
   if (!state) {
     return state.failure();
   }
