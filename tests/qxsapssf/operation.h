@@ -1,0 +1,173 @@
+#ifndef QX_TESTS_QXSAPSSF_OPERATION_H_
+#define QX_TESTS_QXSAPSSF_OPERATION_H_
+
+// What the tests of the operations share: records made through the library's own functions, outputs
+// that free themselves, and views of what the scripted provider has seen.
+
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "qxsapssf/config/config.h"
+#include "qxsapssf/ssf.h"
+#include "tests/scripted_provider/scripted_provider.h"
+
+namespace qx::test {
+
+using scripted::provider;
+using scripted::ToyCertificate;
+
+inline constexpr const char* kStart = "****************#start#****************\n";
+inline constexpr const char* kSuccess = "++++++++++++++++#success#++++++++++++++++\n";
+inline constexpr const char* kError = "!!!!!!!!!!!!!!!!#error#!!!!!!!!!!!!!!!!\n";
+
+inline SsfOctetlen lengthOf(std::string_view text) {
+  return static_cast<SsfOctetlen>(text.size());
+}
+
+/// The interface takes what it only reads without const.
+inline SAP_B8* bytesOf(std::string& text) {
+  return reinterpret_cast<SAP_B8*>(text.data());
+}
+
+/// An output of an operation: what it receives is freed, what it held before is not.
+class Output {
+ public:
+  Output() = default;
+  Output(const Output&) = delete;
+  Output& operator=(const Output&) = delete;
+
+  ~Output() {
+    if (!isUntouched()) {
+      SsfDELSsfOctetstring(&data, &length);
+    }
+  }
+
+  bool isUntouched() const { return data == &mark_; }
+
+  std::string text() const {
+    return data == nullptr || isUntouched()
+               ? std::string()
+               : std::string(reinterpret_cast<const char*>(data), static_cast<std::size_t>(length));
+  }
+
+  SAP_B8* data = &mark_;
+  SsfOctetlen length = 77;
+
+ private:
+  static inline SAP_B8 mark_ = 0;
+};
+
+/// A list of records, freed with it.
+class Records {
+ public:
+  Records() = default;
+  Records(const Records&) = delete;
+  Records& operator=(const Records&) = delete;
+
+  ~Records() { SsfDELSigRcpSsfInfoList(&list); }
+
+  SigRcpSsfInformation& add(std::string id, std::string profile = "", std::string password = "") {
+    SigRcpSsfInformation* record = nullptr;
+    EXPECT_EQ(SsfNEWSigRcpSsfInfo(bytesOf(id),
+                                  lengthOf(id),
+                                  nullptr,
+                                  0,
+                                  bytesOf(profile),
+                                  lengthOf(profile),
+                                  bytesOf(password),
+                                  lengthOf(password),
+                                  99,
+                                  &record),
+              SSF_API_OK);
+    EXPECT_EQ(SsfINSSigRcpSsfInfo(record, &list), SSF_API_OK);
+    return *record;
+  }
+
+  std::vector<SigRcpSsfInformation*> all() const {
+    std::vector<SigRcpSsfInformation*> records;
+    for (const auto* node = list; node != nullptr; node = node->next) {
+      records.push_back(node->info);
+    }
+    return records;
+  }
+
+  std::vector<SAPRETURN> results() const {
+    std::vector<SAPRETURN> results;
+    for (const SigRcpSsfInformation* record : all()) {
+      results.push_back(record->result);
+    }
+    return results;
+  }
+
+  SigRcpSsfInformationListStruct* list = nullptr;
+};
+
+inline std::string idOf(const SigRcpSsfInformation& record) {
+  return {reinterpret_cast<const char*>(record.id), static_cast<std::size_t>(record.idLength)};
+}
+
+inline std::string profileOf(const SigRcpSsfInformation& record) {
+  return {reinterpret_cast<const char*>(record.profile),
+          static_cast<std::size_t>(record.profileLength)};
+}
+
+inline std::string passwordOf(const SigRcpSsfInformation& record) {
+  return {reinterpret_cast<const char*>(record.password),
+          static_cast<std::size_t>(record.passwordLength)};
+}
+
+/// A thumbprint of twenty equal bytes, as an identity.
+inline std::string thumbprint(std::string_view byte) {
+  std::string text;
+  for (int i = 0; i < 20; ++i) {
+    text += byte;
+  }
+  return text;
+}
+
+/// The lines that were traced under a name.
+inline std::vector<std::string> linesOf(std::string_view function) {
+  std::vector<std::string> lines;
+  for (const auto& line : provider().trace()) {
+    if (line.function == function) {
+      lines.push_back(line.text);
+    }
+  }
+  return lines;
+}
+
+/// The line that a failed call leaves.
+inline std::string errorLine(DWORD error) {
+  std::array<char, 24> text{};
+  std::snprintf(text.data(), text.size(), "#error#: %08x\n", error);
+  return text.data();
+}
+
+/// The message that follows it.
+inline std::string errorText(DWORD error) {
+  std::array<char, 48> text{};
+  std::snprintf(text.data(), text.size(), "Text of error %08x. \r\n", error);
+  return text.data();
+}
+
+/// A fresh provider and the default settings before each test; everything given back after it.
+class OperationTest : public ::testing::Test {
+ protected:
+  OperationTest() {
+    provider().reset();
+    gConfig = Config();
+  }
+
+  ~OperationTest() override {
+    EXPECT_THAT(provider().leftovers(), ::testing::IsEmpty());
+    gConfig = Config();
+  }
+};
+
+}  // namespace qx::test
+
+#endif
