@@ -80,9 +80,10 @@ Secret readVariable(const std::string& name) {
 // A terminal that echoes nothing while the object lives.
 class QuietTerminal {
  public:
-  QuietTerminal() : terminal_(open("/dev/tty", O_RDWR | O_CLOEXEC)) {
+  explicit QuietTerminal(const std::string& prompt)
+      : prompt_(prompt + ": "), terminal_(open("/dev/tty", O_RDWR | O_CLOEXEC)) {
     if (!terminal_ || tcgetattr(terminal_.get(), &before_) != 0) {
-      refuse("there is no terminal to ask for a PIN at; use --pin-file, --pin-fd or --pin-env");
+      refuse(prompt + ": there is no terminal to ask at; name a file or another source for it");
     }
     termios quiet = before_;
     quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
@@ -97,8 +98,8 @@ class QuietTerminal {
   QuietTerminal(QuietTerminal&&) = delete;
   QuietTerminal& operator=(QuietTerminal&&) = delete;
 
-  Secret ask(const std::string& prompt) const {
-    const std::string text = prompt + ": ";
+  Secret ask(const std::string& before = "") const {
+    const std::string text = before + prompt_;
     if (write(terminal_.get(), text.data(), text.size()) < 0) {
       refuse("the terminal cannot be written to");
     }
@@ -106,6 +107,7 @@ class QuietTerminal {
   }
 
  private:
+  std::string prompt_;
   Descriptor terminal_;
   termios before_{};
 };
@@ -163,7 +165,7 @@ Secret readPin(const PinSource& source, const std::string& prompt, Report& repor
     case Kind::Environment:
       return readVariable(source.value);
     case Kind::Prompt:
-      return QuietTerminal().ask(prompt);
+      return QuietTerminal(prompt).ask();
   }
   return {};
 }
@@ -172,9 +174,9 @@ Secret readNewPin(const PinSource& source, const std::string& prompt, Report& re
   if (source.kind != Kind::Prompt) {
     return readPin(source, prompt, report);
   }
-  const QuietTerminal terminal;
-  Secret first = terminal.ask(prompt);
-  const Secret second = terminal.ask(prompt + " (again)");
+  const QuietTerminal terminal(prompt);
+  Secret first = terminal.ask();
+  const Secret second = terminal.ask("Once more, ");
   if (first.text() != second.text()) {
     throw ToolError(ExitCode::Usage, "the two PINs differ");
   }

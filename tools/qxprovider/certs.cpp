@@ -5,7 +5,6 @@
 #include <string>
 #include <vector>
 
-#include "provider/store/folder_store.h"
 #include "provider/store/store_files.h"
 #include "tools/common/error.h"
 #include "tools/common/output.h"
@@ -55,8 +54,7 @@ Thumbprint readThumbprint(const std::string& text) {
 // The entries of a store with this thumbprint that lie in the given location itself.
 std::vector<StoredCertificate> findCertificate(const CertArguments& arguments) {
   const Thumbprint thumbprint = readThumbprint(arguments.thumbprint);
-  const auto store =
-      require(snapshot(storeName(arguments.location, arguments.store)), arguments.store);
+  const auto store = openStore(arguments.location, arguments.store);
   std::vector<StoredCertificate> found;
   for (const std::size_t position : store->find(thumbprint)) {
     if (store->certificates().at(position).location == arguments.location) {
@@ -110,8 +108,7 @@ void exportOne(tools::Tool& tool, const CertArguments& arguments) {
 }
 
 void list(tools::Report& report, const CertArguments& arguments) {
-  const auto store =
-      require(snapshot(storeName(arguments.location, arguments.store)), arguments.store);
+  const auto store = openStore(arguments.location, arguments.store);
   auto& certificates = report.facts()["certificates"] = nlohmann::ordered_json::array();
   for (const StoredCertificate& entry : store->certificates()) {
     certificates.push_back(certificateFacts(*entry.data));

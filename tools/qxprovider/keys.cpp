@@ -180,9 +180,19 @@ Secret oldPin(const KeyFile& file, const PinSource& given, tools::Report& report
   return tools::readPin(source, "Present PIN", report);
 }
 
+KeyFilePtr openKeyFile(const KeyArguments& arguments) {
+  Result<KeyFilePtr> file = findKey(arguments.location, arguments.id);
+  if (!file && file.error() == ERROR_FILE_NOT_FOUND) {
+    throw ToolError(ExitCode::Input,
+                    "the " + std::string(locationName(arguments.location)) + " has no key " +
+                        arguments.id + "; key list shows all");
+  }
+  return require(std::move(file), arguments.id);
+}
+
 void passwd(tools::Tool& tool, const KeyArguments& arguments) {
   tools::Report& report = tool.report;
-  const KeyFilePtr file = require(findKey(arguments.location, arguments.id), arguments.id);
+  const KeyFilePtr file = openKeyFile(arguments);
   warnOfRights(keyPath(arguments.location, file->name()), arguments.location, report);
   const Secret present = oldPin(*file, arguments.password, report);
   const std::optional<Secret> chosen = newPin(arguments, report);

@@ -114,8 +114,11 @@ void makePerson(const LabPerson& person,
 
 void makeCrls(const LabAuthority& plan, const LabPair& pair, const LabWriter& writer) {
   const std::string name = plan.name;
-  writer.addCrl("Root", name + "-root", pair.root.crl().get());
-  writer.addCrl("CA", name + "-ca", pair.issuing.crl({.revoked = pair.revoked}).get());
+  writer.addCrl(
+      "Root", name + "-root", pair.root.crl({.revoked = {}, .thisUpdate = kBackdated}).get());
+  writer.addCrl("CA",
+                name + "-ca",
+                pair.issuing.crl({.revoked = pair.revoked, .thisUpdate = kBackdated}).get());
 }
 
 void create(tools::Report& report, const std::string& folder) {

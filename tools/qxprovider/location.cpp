@@ -1,6 +1,10 @@
 #include "tools/qxprovider/location.h"
 
+#include <utility>
+
+#include "provider/store/folder_store.h"
 #include "tools/common/error.h"
+#include "tools/qxprovider/failure.h"
 
 namespace qx::admin {
 
@@ -27,6 +31,16 @@ StoreName storeName(Location location, const std::string& name) {
         "'" + name + "' cannot be the name of a store (no slashes, no leading dot)");
   }
   return *std::move(made);
+}
+
+std::shared_ptr<const StoreSnapshot> openStore(Location location, const std::string& name) {
+  auto store = snapshot(storeName(location, name));
+  if (!store && store.error() == ERROR_FILE_NOT_FOUND) {
+    throw tools::ToolError(tools::ExitCode::Input,
+                           "the " + std::string(locationName(location)) + " has no store " + name +
+                               "; store list shows all");
+  }
+  return require(std::move(store), name);
 }
 
 const char* locationName(Location location) {

@@ -1,5 +1,3 @@
-#include <sys/stat.h>
-
 #include <memory>
 #include <string>
 #include <vector>
@@ -58,8 +56,7 @@ void list(tools::Report& report, const StoreArguments& arguments) {
 }
 
 void show(tools::Report& report, const StoreArguments& arguments) {
-  const auto store =
-      require(snapshot(storeName(arguments.location, arguments.name)), arguments.name);
+  const auto store = openStore(arguments.location, arguments.name);
   auto& certificates = report.facts()["certificates"] = nlohmann::ordered_json::array();
   for (const StoredCertificate& entry : store->certificates()) {
     auto facts = certificateFacts(*entry.data);
