@@ -302,6 +302,14 @@ Result<FileStamp> stampIn(int dirFd, const char* name) {
   return makeStamp(status);
 }
 
+Result<FileStamp> stampAt(const std::string& path) {
+  struct stat status{};
+  if (lstat(path.c_str(), &status) != 0) {
+    return failErrno();
+  }
+  return makeStamp(status);
+}
+
 Result<FileStamp> stampOf(int fd) {
   struct stat status{};
   if (fstat(fd, &status) != 0) {

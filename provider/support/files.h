@@ -85,6 +85,9 @@ struct FileStamp {
 /// stampIn stamps an entry of a folder, a link as a link.
 Result<FileStamp> stampIn(int dirFd, const char* name);
 
+/// stampAt stamps what lies at a path, a link as a link, by one system call.
+Result<FileStamp> stampAt(const std::string& path);
+
 /// stampOf stamps an open folder or file.
 Result<FileStamp> stampOf(int fd);
 
