@@ -3,11 +3,17 @@
 
 #include <cstdint>
 #include <span>
+#include <string_view>
 
 namespace qx::der {
 
 /// Bytes are somebody else's: whoever holds a Bytes keeps the memory behind it alive and unchanged.
 using Bytes = std::span<const std::uint8_t>;
+
+/// asKey gives bytes the order and equality of strings, for containers that need them.
+inline std::string_view asKey(Bytes bytes) {
+  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
+}
 
 /// Identifier octets (X.690, 8.1.2) that our structures use.
 inline constexpr std::uint8_t kBoolean = 0x01;

@@ -10,10 +10,6 @@
 namespace qx {
 namespace {
 
-std::string_view asText(der::Bytes bytes) {
-  return {reinterpret_cast<const char*>(bytes.data()), bytes.size()};
-}
-
 // The signed part of a SIGNED structure (RFC 5280, 4.1 and 5.1): certificate and CRL alike.
 Result<der::Element> signedPart(der::Bytes encoded) {
   const Result<der::Element> whole = der::readWhole(encoded, der::kSequence);
@@ -62,7 +58,7 @@ Result<CertificateKey> certificateKey(der::Bytes encoded) {
   if (!issuer) {
     return issuer.failure();
   }
-  return CertificateKey{.issuer = asText(issuer->whole), .serial = asText(serial->content)};
+  return CertificateKey{.issuer = der::asKey(issuer->whole), .serial = der::asKey(serial->content)};
 }
 
 Result<void> checkCrl(der::Bytes encoded) {
@@ -162,7 +158,7 @@ bool CertificateSet::isAmbiguous() const {
   return std::ranges::any_of(plain_, [&](std::size_t position) {
     const der::Bytes encoded = elements_[position].bytes();
     const Result<CertificateKey> key = certificateKey(encoded);
-    return key && seen.emplace(*key, asText(encoded)).first->second != asText(encoded);
+    return key && seen.emplace(*key, der::asKey(encoded)).first->second != der::asKey(encoded);
   });
 }
 

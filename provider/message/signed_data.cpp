@@ -26,12 +26,10 @@ bool namesCertificate(const SignerInfo& signer) {
 }
 
 bool haveDistinctIds(const std::vector<SignerInfo>& signers) {
-  const auto less = [](der::Bytes a, der::Bytes b) {
-    return std::ranges::lexicographical_compare(a, b);
-  };
-  std::set<der::Bytes, decltype(less)> seen(less);
-  return std::ranges::all_of(
-      signers, [&seen](const SignerInfo& signer) { return seen.insert(signer.id().whole).second; });
+  std::set<std::string_view> seen;
+  return std::ranges::all_of(signers, [&seen](const SignerInfo& signer) {
+    return seen.insert(der::asKey(signer.id().whole)).second;
+  });
 }
 
 }  // namespace

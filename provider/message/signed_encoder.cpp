@@ -88,10 +88,9 @@ Result<void> SignedEncoder::copyCertificates(const CMSG_SIGNED_ENCODE_INFO& info
 }
 
 bool SignedEncoder::haveDistinctSigners() const {
-  std::set<std::vector<std::uint8_t>> seen;
+  std::set<std::string_view> seen;
   return std::ranges::all_of(requests_, [&seen](const SignerRequest& request) {
-    const der::Bytes id = request.identifier();
-    return seen.emplace(id.begin(), id.end()).second;
+    return seen.insert(der::asKey(request.identifier())).second;
   });
 }
 
@@ -146,11 +145,11 @@ void SignedEncoder::releaseProviders() {
 }
 
 der::Encoding SignedEncoder::hashAlgorithmSet() const {
-  std::set<std::vector<std::uint8_t>> seen;
+  std::set<std::string_view> seen;
   der::Encoding set;
   for (const SignerRequest& request : requests_) {
     const der::Bytes algorithm = request.hashAlgorithm();
-    if (seen.emplace(algorithm.begin(), algorithm.end()).second) {
+    if (seen.insert(der::asKey(algorithm)).second) {
       set.append(der::Encoding::borrowed(algorithm));
     }
   }
