@@ -1,9 +1,11 @@
 #ifndef QX_TESTS_QXSAPSSF_OPERATION_H_
 #define QX_TESTS_QXSAPSSF_OPERATION_H_
 
-// What the tests of the operations share: records made through the library's own functions, outputs
-// that free themselves, and views of what the scripted provider has seen.
+// What the tests of the operations share: records made through the library's own functions, and views
+// of what the scripted provider has seen.
 
+#include <array>
+#include <cstdio>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -13,16 +15,16 @@
 
 #include "qxsapssf/config/config.h"
 #include "qxsapssf/ssf.h"
-#include "tests/scripted_provider/scripted_provider.h"
+#include "tests/scripted_provider/ssf_fixture.h"
 
 namespace qx::test {
 
+using scripted::kError;
+using scripted::kStart;
+using scripted::kSuccess;
+using scripted::Output;
 using scripted::provider;
 using scripted::ToyCertificate;
-
-inline constexpr const char* kStart = "****************#start#****************\n";
-inline constexpr const char* kSuccess = "++++++++++++++++#success#++++++++++++++++\n";
-inline constexpr const char* kError = "!!!!!!!!!!!!!!!!#error#!!!!!!!!!!!!!!!!\n";
 
 inline SsfOctetlen lengthOf(std::string_view text) {
   return static_cast<SsfOctetlen>(text.size());
@@ -32,34 +34,6 @@ inline SsfOctetlen lengthOf(std::string_view text) {
 inline SAP_B8* bytesOf(std::string& text) {
   return reinterpret_cast<SAP_B8*>(text.data());
 }
-
-/// An output of an operation: what it receives is freed, what it held before is not.
-class Output {
- public:
-  Output() = default;
-  Output(const Output&) = delete;
-  Output& operator=(const Output&) = delete;
-
-  ~Output() {
-    if (!isUntouched()) {
-      SsfDELSsfOctetstring(&data, &length);
-    }
-  }
-
-  bool isUntouched() const { return data == &mark_; }
-
-  std::string text() const {
-    return data == nullptr || isUntouched()
-               ? std::string()
-               : std::string(reinterpret_cast<const char*>(data), static_cast<std::size_t>(length));
-  }
-
-  SAP_B8* data = &mark_;
-  SsfOctetlen length = 77;
-
- private:
-  static inline SAP_B8 mark_ = 0;
-};
 
 /// A list of records, freed with it.
 class Records {
@@ -154,17 +128,17 @@ inline std::string errorText(DWORD error) {
   return text.data();
 }
 
-/// A fresh provider and the default settings before each test; everything given back after it.
-class OperationTest : public ::testing::Test {
+/// Default settings before each test.
+class OperationTest : public scripted::ScriptedTest {
  protected:
-  OperationTest() {
-    provider().reset();
+  void SetUp() override {
+    ScriptedTest::SetUp();
     gConfig = Config();
   }
 
-  ~OperationTest() override {
-    EXPECT_THAT(provider().leftovers(), ::testing::IsEmpty());
+  void TearDown() override {
     gConfig = Config();
+    ScriptedTest::TearDown();
   }
 };
 

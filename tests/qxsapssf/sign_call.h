@@ -25,8 +25,8 @@ struct SignCall {
                    bytesOf(input),
                    lengthOf(input),
                    signers.list,
-                   &output.data,
-                   &output.length);
+                   output.data(),
+                   output.length());
   }
 };
 

@@ -20,8 +20,8 @@ class SsfSignTest : public OperationTest {
   /// Whatever went wrong, the outputs say so and the error banner comes last.
   void expectFailure(SAPRETURN code) {
     EXPECT_EQ(call.run(), code);
-    EXPECT_EQ(call.output.data, nullptr);
-    EXPECT_EQ(call.output.length, 0);
+    EXPECT_EQ(call.output.bytes(), nullptr);
+    EXPECT_EQ(call.output.size(), 0);
     EXPECT_EQ(provider().traceTexts().front(), kStart);
     EXPECT_EQ(provider().traceTexts().back(), kError);
     EXPECT_THAT(provider().leftovers(), IsEmpty());
@@ -155,7 +155,7 @@ TEST_F(SsfSignTest, NeverReadsTheNameOfAHash) {
     EXPECT_EQ(call.run(), SSF_API_OK);
     expected = expected.empty() ? call.output.text() : expected;
     EXPECT_EQ(call.output.text(), expected);
-    SsfDELSsfOctetstring(&call.output.data, &call.output.length);
+    SsfDELSsfOctetstring(call.output.data(), call.output.length());
   }
   EXPECT_EQ(SsfSign(bytesOf(call.format),
                     5,
@@ -166,8 +166,8 @@ TEST_F(SsfSignTest, NeverReadsTheNameOfAHash) {
                     bytesOf(call.input),
                     1,
                     call.signers.list,
-                    &call.output.data,
-                    &call.output.length),
+                    call.output.data(),
+                    call.output.length()),
             SSF_API_OK);
 }
 
@@ -209,7 +209,7 @@ TEST_F(SsfSignTest, AcceptsEveryFormatName) {
     EXPECT_EQ(linesOf("SsfSign").size() > 3, true);
     EXPECT_THAT(linesFrom("#info# SSFformat name ('" + name + "').\n"),
                 Contains("#info#: accept isCades='" + flag + "' \n"));
-    SsfDELSsfOctetstring(&call.output.data, &call.output.length);
+    SsfDELSsfOctetstring(call.output.data(), call.output.length());
   }
 }
 
@@ -240,8 +240,8 @@ TEST_F(SsfSignTest, RefusesANegativeLengthAndAMissingInput) {
                     bytesOf(call.input),
                     -1,
                     call.signers.list,
-                    &call.output.data,
-                    &call.output.length),
+                    call.output.data(),
+                    call.output.length()),
             SSF_API_INVALID_INPUT);
   EXPECT_EQ(SsfSign(bytesOf(call.format),
                     5,
@@ -252,10 +252,10 @@ TEST_F(SsfSignTest, RefusesANegativeLengthAndAMissingInput) {
                     nullptr,
                     5,
                     call.signers.list,
-                    &call.output.data,
-                    &call.output.length),
+                    call.output.data(),
+                    call.output.length()),
             SSF_API_INVALID_INPUT);
-  EXPECT_EQ(call.output.data, nullptr);
+  EXPECT_EQ(call.output.bytes(), nullptr);
 }
 
 TEST_F(SsfSignTest, RefusesAMissingFormatNameAndMissingOutputs) {
@@ -269,10 +269,10 @@ TEST_F(SsfSignTest, RefusesAMissingFormatNameAndMissingOutputs) {
                     bytesOf(call.input),
                     1,
                     call.signers.list,
-                    &call.output.data,
-                    &call.output.length),
+                    call.output.data(),
+                    call.output.length()),
             SSF_API_INVALID_FORMAT);
-  call.output.length = 5;
+  *call.output.length() = 5;
   EXPECT_EQ(SsfSign(bytesOf(call.format),
                     5,
                     nullptr,
@@ -283,9 +283,9 @@ TEST_F(SsfSignTest, RefusesAMissingFormatNameAndMissingOutputs) {
                     1,
                     call.signers.list,
                     nullptr,
-                    &call.output.length),
+                    call.output.length()),
             SSF_API_INVALID_INPUT);
-  EXPECT_EQ(call.output.length, 0);
+  EXPECT_EQ(call.output.size(), 0);
   EXPECT_EQ(SsfSign(bytesOf(call.format),
                     5,
                     nullptr,
@@ -295,10 +295,10 @@ TEST_F(SsfSignTest, RefusesAMissingFormatNameAndMissingOutputs) {
                     bytesOf(call.input),
                     1,
                     call.signers.list,
-                    &call.output.data,
+                    call.output.data(),
                     nullptr),
             SSF_API_INVALID_INPUT);
-  EXPECT_EQ(call.output.data, nullptr);
+  EXPECT_EQ(call.output.bytes(), nullptr);
   EXPECT_EQ(provider().traceTexts().back(), kError);
 }
 
@@ -446,7 +446,7 @@ class SsfSignMemoryTest : public SsfSignTest {
       allocations = counter.count();
     }
     ASSERT_GT(allocations, 5U);
-    SsfDELSsfOctetstring(&call.output.data, &call.output.length);
+    SsfDELSsfOctetstring(call.output.data(), call.output.length());
     for (unsigned n = 1; n <= allocations; ++n) {
       SAPRETURN code = -1;
       bool happened = false;
@@ -457,7 +457,7 @@ class SsfSignMemoryTest : public SsfSignTest {
       }
       EXPECT_TRUE(happened) << n;
       EXPECT_EQ(code, expected) << n;
-      EXPECT_EQ(call.output.data, nullptr) << n;
+      EXPECT_EQ(call.output.bytes(), nullptr) << n;
       EXPECT_EQ(provider().traceTexts().back(), kError) << n;
     }
   }
