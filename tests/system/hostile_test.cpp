@@ -57,15 +57,18 @@ TEST_P(SystemHostile, AFlippedBitOfTheContentIsNoticed) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    Kinds,
-    SystemHostile,
-    testing::Values(lab::KeyKind::Gost2012_256, lab::KeyKind::Rsa2048, lab::KeyKind::EcP256),
-    [](const auto& info) {
-      std::string name = lab::kindName(info.param);
-      std::erase_if(name, [](unsigned char c) { return std::isalnum(c) == 0; });
-      return name;
-    });
+std::string kindName(const testing::TestParamInfo<lab::KeyKind>& info) {
+  std::string name = lab::kindName(info.param);
+  std::erase_if(name, [](unsigned char c) { return std::isalnum(c) == 0; });
+  return name;
+}
+
+INSTANTIATE_TEST_SUITE_P(Kinds,
+                         SystemHostile,
+                         testing::Values(lab::KeyKind::Gost2012_256,
+                                         lab::KeyKind::Rsa2048,
+                                         lab::KeyKind::EcP256),
+                         kindName);
 
 TEST(SystemHostileShapes, NestingOfTenThousandLevelsIsRefused) {
   constexpr int kLevels = 10000;
