@@ -16,6 +16,7 @@
 #include "provider/key/unlock.h"
 #include "provider/support/config.h"
 #include "provider/support/files.h"
+#include "provider/support/trace.h"
 
 namespace qx {
 namespace {
@@ -36,11 +37,14 @@ void giveToGroup(int folder) {
   group entry{};
   group* found = nullptr;
   std::array<char, 4096> buffer{};
-  if (geteuid() == 0 &&
-      getgrnam_r(kMachineGroup, &entry, buffer.data(), buffer.size(), &found) == 0 &&
-      found != nullptr) {
-    // Without the group's rights the folder is merely stricter than it has to be.
-    static_cast<void>(fchown(folder, std::numeric_limits<uid_t>::max(), found->gr_gid));
+  if (geteuid() != 0 ||
+      getgrnam_r(kMachineGroup, &entry, buffer.data(), buffer.size(), &found) != 0 ||
+      found == nullptr) {
+    return;
+  }
+  // Without the group's rights the folder is merely stricter than it has to be.
+  if (fchown(folder, std::numeric_limits<uid_t>::max(), found->gr_gid) != 0) {
+    QX_TRACE("the machine's keys could not be given to the group %s", kMachineGroup);
   }
 }
 
