@@ -1,7 +1,11 @@
 #ifndef QX_PLATFORM_ENCODE_H_
 #define QX_PLATFORM_ENCODE_H_
 
-/* Decoding of single ASN.1 values. */
+/* Decoding of single ASN.1 values.
+ *
+ * Some of the published names are types of OpenSSL (X509_NAME): no source file includes this header
+ * and those of OpenSSL.
+ */
 
 #include "platform/cert.h"
 

@@ -77,17 +77,40 @@ Result<void> appendKey(std::wstring& out, der::Bytes attributeType, DWORD string
   return {};
 }
 
+bool isSpecial(wchar_t c) {
+  switch (c) {
+    case L',':
+    case L'+':
+    case L'=':
+    case L'"':
+    case L'\r':
+    case L'\n':
+    case L'<':
+    case L'>':
+    case L'#':
+    case L';':
+      return true;
+    default:
+      return false;
+  }
+}
+
 bool needsQuotes(std::wstring_view value) {
-  constexpr std::wstring_view kSpecial = L",+=\"\r\n<>#;";
   return value.empty() || value.front() == L' ' || value.back() == L' ' ||
-         value.find_first_of(kSpecial) != std::wstring_view::npos;
+         std::any_of(value.begin(), value.end(), isSpecial);
 }
 
 // Whether the rendered text would hold a NUL or a backslash before a quote. A reader may end at the
 // one and may take the other for an escaped quote, and so read another name than the one signed.
 bool isMisleading(std::wstring_view value, bool quoted) {
-  return value.find(L'\0') != std::wstring_view::npos ||
-         value.find(L"\\\"") != std::wstring_view::npos || (quoted && value.ends_with(L'\\'));
+  wchar_t before = L' ';
+  for (const wchar_t c : value) {
+    if (c == L'\0' || (c == L'"' && before == L'\\')) {
+      return true;
+    }
+    before = c;
+  }
+  return quoted && before == L'\\';
 }
 
 void appendHex(std::wstring& out, der::Bytes octets) {

@@ -3,10 +3,12 @@
 #include <pthread.h>
 
 #include <atomic>
+#include <chrono>
+#include <thread>
 
 namespace qx {
 
-/// The live mutexes in the order of their construction. Its members are constant-initialised and need
+/// The live mutexes. Its members are constant-initialised and need
 /// no destructor, so it serves mutexes of static storage whenever they come and go.
 struct ForkRegistry {
   std::mutex guard;
@@ -19,6 +21,7 @@ struct ForkRegistry {
   void remove(ForkSafeMutex& mutex);
   void lockAll();
   void unlockAll();
+  bool tryLockAll();
   void installHandlers();
 };
 
@@ -63,10 +66,30 @@ void ForkRegistry::remove(ForkSafeMutex& mutex) {
   (mutex.later_ != nullptr ? mutex.later_->earlier_ : last) = mutex.earlier_;
 }
 
-void ForkRegistry::lockAll() {
-  guard.lock();
+// The caller holds the guard. On failure none is held.
+bool ForkRegistry::tryLockAll() {
   for (ForkSafeMutex* mutex = first; mutex != nullptr; mutex = mutex->later_) {
-    mutex->mutex_.lock();
+    if (!mutex->mutex_.try_lock()) {
+      for (mutex = mutex->earlier_; mutex != nullptr; mutex = mutex->earlier_) {
+        mutex->mutex_.unlock();
+      }
+      return false;
+    }
+  }
+  return true;
+}
+
+// Waiting for one mutex while holding others, or the guard, would meet a thread that holds it and
+// waits for one of them, or is about to make or drop a mutex.
+void ForkRegistry::lockAll() {
+  constexpr std::chrono::microseconds kPause(50);
+  for (;;) {
+    guard.lock();
+    if (tryLockAll()) {
+      return;
+    }
+    guard.unlock();
+    std::this_thread::sleep_for(kPause);
   }
 }
 

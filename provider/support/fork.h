@@ -5,13 +5,13 @@
 
 namespace qx {
 
-/// ForkSafeMutex is a mutex for process-wide state that a child goes on using after fork(): all live
-/// ones are taken before the fork and released on both sides, so the child never sees half a change
-/// nor a lock that nobody holds.
+/// ForkSafeMutex is a mutex for state that a child goes on using after fork(): all live ones are taken
+/// before the fork and released on both sides, so the child never sees half a change nor a lock that
+/// nobody holds. A fork waits until it can take all of them at once and holds none while it waits, so
+/// it adds no rule about the order in which they are nested.
 ///
-/// They are taken in the order of their construction: who holds one may only take one that was
-/// constructed later. Nobody forks while holding one; posix_spawn is allowed. Meets the Lockable
-/// requirements (std::scoped_lock, std::unique_lock).
+/// Nobody forks while holding one; posix_spawn is allowed. Meets the Lockable requirements
+/// (std::scoped_lock, std::unique_lock).
 class ForkSafeMutex {
  public:
   ForkSafeMutex();

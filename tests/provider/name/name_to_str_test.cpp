@@ -4,10 +4,12 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <openssl/asn1.h>
 
 #include "platform/cert.h"
 #include "platform/errors.h"
 
+#include "provider/openssl/owned.h"
 #include "tests/provider/name/der_name.h"
 
 namespace {

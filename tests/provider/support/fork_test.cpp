@@ -71,6 +71,28 @@ TEST(ForkSafeMutex, IsFreeInAChildAndItsStateIsWhole) {
   EXPECT_EQ(left, right);
 }
 
+// A lock that was made first is taken inside one that was made later, and others come and go under it:
+// neither keeps a fork waiting for ever.
+TEST(ForkSafeMutex, MayBeNestedInAnyOrder) {
+  ForkSafeMutex early;
+  ForkSafeMutex late;
+  std::atomic<bool> stop = false;
+  std::thread worker([&] {
+    while (!stop) {
+      const std::scoped_lock lateLock(late);
+      const ForkSafeMutex passing;
+      const std::scoped_lock earlyLock(early);
+    }
+  });
+  alarm(60);
+  for (int i = 0; i < 50; ++i) {
+    ASSERT_EQ(inChild([] { return 0; }), 0);
+  }
+  alarm(0);
+  stop = true;
+  worker.join();
+}
+
 TEST(ForkSafeMutex, CanComeAndGoInAnyOrder) {
   auto first = std::make_unique<ForkSafeMutex>();
   auto second = std::make_unique<ForkSafeMutex>();
