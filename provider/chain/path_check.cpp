@@ -133,14 +133,18 @@ unsigned long flagsFor(RevocationScope revocation) {
   }
 }
 
-void setParameters(X509_STORE_CTX* context, std::time_t now, RevocationScope revocation) {
+bool setParameters(X509_STORE_CTX* context, std::time_t now, RevocationScope revocation) {
   X509_VERIFY_PARAM* parameters = X509_STORE_CTX_get0_param(context);
   X509_VERIFY_PARAM_set_flags(parameters, flagsFor(revocation));
   X509_VERIFY_PARAM_set_time(parameters, now);
   X509_VERIFY_PARAM_set_depth(parameters, static_cast<int>(kMaxChainLength));
+  // Any policy suffices (RFC 5280, 6.1.1 c). Left out, libcrypto takes the set for empty and refuses
+  // every chain that requires a policy.
+  return X509_VERIFY_PARAM_add0_policy(parameters, OBJ_nid2obj(NID_any_policy)) == 1;
 }
 
-// libcrypto gives up at an extension that it cannot decode and tells no certificate.
+// libcrypto finds no issuer for a certificate with an extension that it cannot decode, or gives up,
+// without saying why.
 bool markUnreadable(Check& check) {
   bool any = false;
   for (std::size_t i = 0; i < check.path.certificates.size(); ++i) {
@@ -186,13 +190,14 @@ Result<PathFaults> checkPath(const Path& path,
   if (context == nullptr ||
       X509_STORE_CTX_init(
           context.get(), verifierRules(), certificates.front()->x509(), untrusted.get()) != 1 ||
-      X509_STORE_CTX_set_app_data(context.get(), &check) != 1) {
+      X509_STORE_CTX_set_app_data(context.get(), &check) != 1 ||
+      !setParameters(context.get(), now, revocation)) {
     return fail(E_OUTOFMEMORY);
   }
   X509_STORE_CTX_set0_trusted_stack(context.get(), trusted.get());
   X509_STORE_CTX_set0_crls(context.get(), revoked.get());
-  setParameters(context.get(), now, revocation);
-  if (X509_verify_cert(context.get()) <= 0 && !markUnreadable(check)) {
+  const bool unreadable = markUnreadable(check);
+  if (X509_verify_cert(context.get()) <= 0 && !unreadable) {
     return fail(E_OUTOFMEMORY);
   }
   return check.faults;
