@@ -1,7 +1,11 @@
+// glibc 2.36 declares these functions without C linkage for C++.
+extern "C" {
+#include <sys/pidfd.h>
+}
+
 #include <fcntl.h>
 #include <signal.h>
 #include <spawn.h>
-#include <sys/pidfd.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
 #include <unistd.h>
