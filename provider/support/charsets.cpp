@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <cerrno>
-#include <cstring>
 #include <limits>
 #include <string_view>
 #include <vector>
@@ -84,7 +83,7 @@ std::size_t deliver(const Bytes& bytes, Unit* out, std::size_t capacity) {
   if (units >= capacity) {
     return 0;
   }
-  std::memcpy(out, bytes.data(), units * sizeof(Unit));
+  std::copy_n(bytes.data(), units * sizeof(Unit), reinterpret_cast<char*>(out));
   out[units] = 0;
   return units;
 }
