@@ -15,13 +15,6 @@ constexpr std::size_t kMaxKeyFile = 65536;
 constexpr std::int64_t kSettlingTime = 2'000'000'000;  // nanoseconds
 constexpr std::chrono::seconds kIndexLife{5};
 
-/// A file that was just written may be written again without a new stamp.
-bool isSettled(const FileStamp& stamp) {
-  const auto now = std::chrono::duration_cast<std::chrono::nanoseconds>(
-      std::chrono::system_clock::now().time_since_epoch());
-  return now.count() - std::max(stamp.modified, stamp.changed) >= kSettlingTime;
-}
-
 struct Folders {
   ForkSafeMutex mutex;
   std::map<std::string, std::shared_ptr<KeyFolder>> byPath;
@@ -34,6 +27,10 @@ Folders& folders() {
 }
 
 }  // namespace
+
+std::chrono::nanoseconds KeyFolder::systemTime() {
+  return std::chrono::system_clock::now().time_since_epoch();
+}
 
 Result<std::shared_ptr<KeyFolder>> KeyFolder::open(Location location) {
   const auto root = rootFolder(location);
@@ -50,16 +47,16 @@ Result<std::shared_ptr<KeyFolder>> KeyFolder::open(Location location) {
 }
 
 Result<KeyFilePtr> KeyFolder::find(const std::string& id) {
+  if (const auto before = known(id); before && before->settled) {
+    const auto stamp = stampAt(path_ + '/' + before->file->name());
+    if (stamp && *stamp == before->stamp) {
+      return before->file;
+    }
+  }
   const auto folder = openFolder(path_);
   if (!folder) {
     forget(id);
     return fail(ERROR_FILE_NOT_FOUND);
-  }
-  if (const auto before = known(id)) {
-    const auto stamp = stampIn(folder->get(), before->file->name().c_str());
-    if (before->settled && stamp && *stamp == before->stamp) {
-      return before->file;
-    }
   }
   return search(folder->get(), id);
 }
@@ -208,6 +205,11 @@ Result<std::map<std::string, std::string>> KeyFolder::readOtherNames(int folder)
     }
   }
   return byId;
+}
+
+/// A file that was just written may be written again without a new stamp.
+bool KeyFolder::isSettled(const FileStamp& stamp) const {
+  return clock_().count() - std::max(stamp.modified, stamp.changed) >= kSettlingTime;
 }
 
 void KeyFolder::warnOfRights(const std::string& name, const FileStamp& stamp) const {

@@ -18,10 +18,16 @@ namespace qx {
 /// a key that was found before costs one look at its file. Safe from several threads.
 class KeyFolder {
  public:
+  using Clock = std::chrono::nanoseconds (*)();
+
+  static std::chrono::nanoseconds systemTime();
+
   /// The folder of a location ("<root>/keys"), shared by all who ask for the same path.
   static Result<std::shared_ptr<KeyFolder>> open(Location location);
 
-  KeyFolder(std::string path, Location location) : path_(std::move(path)), location_(location) {}
+  /// `clock` tells the time of the day, as the files' stamps do.
+  KeyFolder(std::string path, Location location, Clock clock = systemTime)
+      : path_(std::move(path)), location_(location), clock_(clock) {}
 
   const std::string& path() const { return path_; }
 
@@ -57,10 +63,12 @@ class KeyFolder {
   Result<std::string> otherName(int folder, const std::string& id);
   std::optional<std::string> knownOtherName(const FileStamp& stamp, const std::string& id);
   Result<std::map<std::string, std::string>> readOtherNames(int folder);
+  bool isSettled(const FileStamp& stamp) const;
   void warnOfRights(const std::string& name, const FileStamp& stamp) const;
 
   const std::string path_;
   const Location location_;
+  const Clock clock_;
   ForkSafeMutex mutex_;
   std::map<std::string, Known> known_;
   std::optional<OtherNames> otherNames_;
