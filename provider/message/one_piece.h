@@ -19,10 +19,6 @@ class OnePiece {
  public:
   explicit OnePiece(std::uint8_t* base) : base_(base) {}
 
-  static bool isAligned(const void* address) {
-    return reinterpret_cast<std::uintptr_t>(address) % kAlignment == 0;
-  }
-
   /// What was laid out so far, in bytes.
   std::size_t size() const { return size_; }
 

@@ -61,7 +61,8 @@ class ParamOutput {
     if (*out == nullptr) {
       return {};
     }
-    if (!OnePiece::isAligned(*out)) {
+    // A record without pointers may stand on less than eight bytes: a FILETIME on a caller's stack does.
+    if (reinterpret_cast<std::uintptr_t>(*out) % alignof(Record) != 0) {
       return fail(E_INVALIDARG);
     }
     OnePiece piece(*out);
