@@ -56,7 +56,7 @@ void writePinentry(const std::string& answer) {
   writeProgram(pinentryPath(),
                "echo 'OK ready'\n"
                "while read -r line; do\n"
-               "  echo \"$line\" >> '" +
+               "  printf '%s\\n' \"$line\" >> '" +
                    pinentryPath() +
                    ".log'\n"
                    "  case $line in\n"
