@@ -37,8 +37,10 @@ TEST_F(FrameTest, TheEndBannerComesAfterTheBodyHasReleasedWhatItOwns) {
     TracesItsEnd() = default;
     TracesItsEnd(const TracesItsEnd&) = delete;
     TracesItsEnd& operator=(const TracesItsEnd&) = delete;
+
     ~TracesItsEnd() { QX_TRACE("SsfTest", "released\n"); }
   };
+
   runOperation("SsfTest", [](Frame& /*frame*/) -> SAPRETURN {
     const TracesItsEnd owned;
     return SSF_API_INVALID_INPUT;
@@ -58,14 +60,10 @@ TEST_F(FrameTest, TheEndBannerCanBeOmitted) {
 
 TEST_F(FrameTest, WantOfMemoryEndsLikeAFailedBuffer) {
   SetLastError(ERROR_NOT_ENOUGH_MEMORY);
-  EXPECT_EQ(runOperation("SsfTest",
-                         [](Frame& /*frame*/) -> SAPRETURN { throw std::bad_alloc(); }),
+  EXPECT_EQ(runOperation("SsfTest", [](Frame& /*frame*/) -> SAPRETURN { throw std::bad_alloc(); }),
             4);
   EXPECT_THAT(provider().traceTexts(),
-              ElementsAre(kStart,
-                          "#error#: 00000008\n",
-                          "Text of error 00000008. \r\n",
-                          kError));
+              ElementsAre(kStart, "#error#: 00000008\n", "Text of error 00000008. \r\n", kError));
 }
 
 TEST_F(FrameTest, NoExceptionOfAnyKindLeavesTheWall) {

@@ -12,8 +12,8 @@ using testing::SizeIs;
 class PlatformHandles : public scripted::ScriptedTest {
  protected:
   static Message openMessage() {
-    return Message(CryptMsgOpenToDecode(
-        X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, 0, 0, 0, nullptr, nullptr));
+    return Message(
+        CryptMsgOpenToDecode(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING, 0, 0, 0, nullptr, nullptr));
   }
 };
 
@@ -72,11 +72,11 @@ TEST_F(PlatformHandles, ReleaseGivesTheHandleUp) {
 
 TEST_F(PlatformHandles, TakeHandlesFromOutputArguments) {
   Provider handle;
-  ASSERT_TRUE(CryptAcquireContextA(
-      handle.put(), nullptr, nullptr, PROV_GOST_2001_DH, CRYPT_VERIFYCONTEXT));
+  ASSERT_TRUE(
+      CryptAcquireContextA(handle.put(), nullptr, nullptr, PROV_GOST_2001_DH, CRYPT_VERIFYCONTEXT));
   EXPECT_TRUE(handle);
-  ASSERT_TRUE(CryptAcquireContextA(
-      handle.put(), nullptr, nullptr, PROV_GOST_2001_DH, CRYPT_VERIFYCONTEXT));
+  ASSERT_TRUE(
+      CryptAcquireContextA(handle.put(), nullptr, nullptr, PROV_GOST_2001_DH, CRYPT_VERIFYCONTEXT));
   EXPECT_THAT(provider().calls("CryptReleaseContext"), SizeIs(1));
 }
 
@@ -122,7 +122,9 @@ TEST_F(PlatformHandles, EveryKindGivesBackWhatItOwns) {
 
 TEST_F(PlatformHandles, DestructorsDoNotReadTheLastErrorNorChangeIt) {
   SetLastError(ERROR_BUSY);
-  { const Message message = openMessage(); }
+  {
+    const Message message = openMessage();
+  }
   EXPECT_EQ(provider().lastErrorReads(), 0U);
   EXPECT_EQ(GetLastError(), ERROR_BUSY);
 }

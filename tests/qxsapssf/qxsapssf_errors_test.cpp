@@ -1,7 +1,7 @@
 #include "qxsapssf/qxsapssf_errors.h"
 
-#include "tests/scripted_provider/ssf_fixture.h"
 #include "tests/qxsapssf/cp1251_text.h"
+#include "tests/scripted_provider/ssf_fixture.h"
 
 namespace qx {
 namespace {
@@ -124,9 +124,25 @@ TEST_F(ErrorHandleExTest, NumericCodesBelow100PrintNothing) {
 }
 
 TEST_F(ErrorHandleExTest, NoNumberReachesBeyondTheTables) {
-  const std::vector<DWORD> codes = {107, 112,  199,        201,        311,        401,  507,
-                                    603, 701,  801,        899,        900,        999,  1000,
-                                    5000, 0x80090006, 0xFFFFFFFE, 0xDFFFFFFF, 0x7FFFFFFF};
+  const std::vector<DWORD> codes = {107,
+                                    112,
+                                    199,
+                                    201,
+                                    311,
+                                    401,
+                                    507,
+                                    603,
+                                    701,
+                                    801,
+                                    899,
+                                    900,
+                                    999,
+                                    1000,
+                                    5000,
+                                    0x80090006,
+                                    0xFFFFFFFE,
+                                    0xDFFFFFFF,
+                                    0x7FFFFFFF};
   for (const DWORD code : codes) {
     EXPECT_EQ(ErrorHandleEx("ssfxxmain", 1, code, nullptr), code);
     EXPECT_EQ(ErrorHandleEx("ssfxxmain", 1, code, "text"), code);

@@ -1,11 +1,11 @@
 #include "qxsapssf/qxsapssf_messages.h"
 
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
-
 #include <climits>
 #include <map>
 #include <string>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
 
 #include "qxsapssf/cp1251.h"
 #include "tests/qxsapssf/cp1251_text.h"
