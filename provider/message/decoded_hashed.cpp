@@ -9,6 +9,16 @@
 #include "provider/message/oids.h"
 
 namespace qx {
+namespace {
+
+// CMS has version 2 for all content but data, PKCS #7, whose content stands there as it is, always 0.
+// The type is not hashed: a version that does not fit it is all that shows a change.
+DWORD hashedDataVersion(const ContentInfo& info) {
+  const bool pkcs7 = info.type == oids::kData || (info.content && !isString(*info.content));
+  return pkcs7 ? CMSG_HASHED_DATA_V0 : CMSG_HASHED_DATA_V2;
+}
+
+}  // namespace
 
 Result<std::unique_ptr<Decoded>> DecodedHashed::open(const der::Element& bare, bool detached) {
   if (!bare.is(der::kSequence)) {
@@ -47,8 +57,7 @@ Result<void> DecodedHashed::readFields(der::Reader& reader) {
   if (!hash) {
     return hash.failure();
   }
-  const bool hasPkcs7Version = *version == CMSG_HASHED_DATA_V0;
-  if (!hasPkcs7Version && (*version != CMSG_HASHED_DATA_V2 || info->type == oids::kData)) {
+  if (*version != hashedDataVersion(*info)) {
     return fail(CRYPT_E_ASN1_CORRUPT);
   }
   version_ = static_cast<DWORD>(*version);

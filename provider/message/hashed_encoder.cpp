@@ -43,7 +43,8 @@ std::string_view HashedEncoder::type() const {
 }
 
 DWORD HashedEncoder::version() const {
-  return isEncapsulated() ? CMSG_HASHED_DATA_V2 : CMSG_HASHED_DATA_V0;
+  const bool pkcs7 = contentType() == oids::kData || (!isEncapsulated() && !isDetached());
+  return pkcs7 ? CMSG_HASHED_DATA_V0 : CMSG_HASHED_DATA_V2;
 }
 
 Result<void> HashedEncoder::finish() {
