@@ -9,35 +9,10 @@
 namespace qx {
 namespace {
 
-// An authority has one CRL, a few while it changes them, some dozens when it splits them.
-constexpr std::size_t kMaxCrls = 200;
-
-std::vector<CrlPtr> readable(std::span<const CrlPtr> crls) {
-  std::vector<CrlPtr> some;
-  std::ranges::copy_if(
-      crls.first(std::min(crls.size(), kMaxCrls)), std::back_inserter(some), [](const CrlPtr& crl) {
-        return crl->crl() != nullptr && !hasWeakSignature(crl->crl());
-      });
-  return some;
-}
-
-std::vector<CrlPtr> crlsOf(const X509_NAME* issuer,
-                           const TrustSource& trust,
-                           const CrlIndex& extra) {
-  std::vector<CrlPtr> crls = readable(trust.crlsOf(issuer));
-  std::ranges::copy(readable(extra.find(issuer)), std::back_inserter(crls));
-  return crls;
-}
-
-void keepSigned(std::vector<CrlPtr>& crls, const CertificateData& issuer) {
-  EVP_PKEY* key = X509_get0_pubkey(issuer.x509());
-  const auto isForeign = [key](const CrlPtr& crl) {
-    return key == nullptr || X509_CRL_verify(crl->crl(), key) != 1;
-  };
-  if (crls.size() > 1) {
-    std::erase_if(crls, isForeign);
-  }
-}
+// An authority has one CRL, a few while it changes them, some dozens when it splits them. Who wants us
+// to work for ever has more.
+constexpr std::size_t kMaxCrls = 100;
+constexpr std::size_t kMaxSignatureChecks = 256;
 
 void noteDate(const ASN1_TIME* date, TimeWindow& window) {
   std::tm broken{};
@@ -46,25 +21,42 @@ void noteDate(const ASN1_TIME* date, TimeWindow& window) {
   }
 }
 
-void noteDates(const CrlData& crl, TimeWindow& window) {
-  noteDate(X509_CRL_get0_lastUpdate(crl.crl()), window);
-  noteDate(X509_CRL_get0_nextUpdate(crl.crl()), window);
-}
-
 }  // namespace
 
-std::vector<CrlPtr> chooseCrls(const Path& path,
-                               std::size_t count,
-                               const TrustSource& trust,
-                               const CrlIndex& extra,
-                               TimeWindow& window) {
+void CrlChooser::collect(std::span<const CrlPtr> from, std::vector<CrlPtr>& into) {
+  for (const CrlPtr& crl : from.first(std::min(from.size(), kMaxCrls))) {
+    if (crl->crl() != nullptr && !hasWeakSignature(crl->crl())) {
+      noteDate(X509_CRL_get0_lastUpdate(crl->crl()), window_);
+      noteDate(X509_CRL_get0_nextUpdate(crl->crl()), window_);
+      into.push_back(crl);
+    }
+  }
+}
+
+std::vector<CrlPtr> CrlChooser::named(const X509_NAME* issuer, const CrlIndex& extra) {
+  std::vector<CrlPtr> crls;
+  collect(trust_.crlsOf(issuer), crls);
+  collect(extra.find(issuer), crls);
+  return crls;
+}
+
+void CrlChooser::keepSigned(std::vector<CrlPtr>& crls, const CertificateData& issuer) {
+  EVP_PKEY* key = X509_get0_pubkey(issuer.x509());
+  const auto isForeign = [&](const CrlPtr& crl) {
+    return key == nullptr || ++signatureChecks_ > kMaxSignatureChecks ||
+           X509_CRL_verify(crl->crl(), key) != 1;
+  };
+  if (crls.size() > 1) {
+    std::erase_if(crls, isForeign);
+  }
+}
+
+std::vector<CrlPtr> CrlChooser::choose(const Path& path, std::size_t count, const CrlIndex& extra) {
   const std::vector<CertificatePtr>& certificates = path.certificates;
   std::vector<CrlPtr> chosen;
   for (std::size_t i = 0; i < count; ++i) {
-    const CertificateData& issuer = *certificates[std::min(i + 1, certificates.size() - 1)];
-    std::vector<CrlPtr> crls = crlsOf(X509_get_issuer_name(certificates[i]->x509()), trust, extra);
-    std::ranges::for_each(crls, [&](const CrlPtr& crl) { noteDates(*crl, window); });
-    keepSigned(crls, issuer);
+    std::vector<CrlPtr> crls = named(X509_get_issuer_name(certificates[i]->x509()), extra);
+    keepSigned(crls, *certificates[std::min(i + 1, certificates.size() - 1)]);
     for (CrlPtr& crl : crls) {
       if (std::ranges::find(chosen, crl) == chosen.end()) {
         chosen.push_back(std::move(crl));

@@ -58,7 +58,10 @@ DWORD infoOf(X509* certificate, bool isLast) {
 class Evaluation {
  public:
   explicit Evaluation(const ChainRequest& request)
-      : request_(request), window_(request.now), crls_(request.crls) {}
+      : request_(request),
+        window_(request.now),
+        chooser_(*request.trust, window_),
+        crls_(request.crls) {}
 
   Result<ChainVerdict> run();
 
@@ -71,6 +74,7 @@ class Evaluation {
 
   const ChainRequest& request_;
   TimeWindow window_;
+  CrlChooser chooser_;
   const CrlIndex crls_;
   Path bestPath_;
   Result<ChainVerdict> best_ = fail(E_OUTOFMEMORY);
@@ -96,7 +100,7 @@ ChainElement Evaluation::elementAt(const Path& path, std::size_t i) const {
 
 Result<ChainVerdict> Evaluation::judge(const Path& path, const CrlIndex& extra) {
   const std::size_t checked = countChecked(path, request_.revocation);
-  const std::vector<CrlPtr> crls = chooseCrls(path, checked, *request_.trust, extra, window_);
+  const std::vector<CrlPtr> crls = chooser_.choose(path, checked, extra);
   const Result<PathFaults> faults = checkPath(path, request_.now, request_.revocation, crls);
   if (!faults) {
     return faults.failure();

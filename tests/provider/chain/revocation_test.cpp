@@ -176,6 +176,18 @@ TEST_F(Revocation, IsNotHiddenByAForgedNewerCrl) {
   EXPECT_THAT(errorsOf(world.judge(end.get())), ElementsAre(kRevoked, kGood, kGood));
 }
 
+TEST_F(Revocation, IsUnknownAmongCountlessForgedCrls) {
+  addCrl(root);
+  const Authority namesake = Authority::selfSigned(KeyKind::EcP256, named("Middle"));
+  const X509CrlPtr forged = namesake.crl();
+  for (int i = 0; i < 1000; ++i) {
+    world.addLooseCrl(forged.get());
+  }
+  EXPECT_THAT(errorsOf(world.judge(end.get())), ElementsAre(kUnknown, kGood, kGood));
+  addCrl(middle);
+  EXPECT_EQ(world.judge(end.get()).errors, kGood) << "the stores' own come first";
+}
+
 TEST_F(Revocation, TakesTheNewestOfSeveralCrls) {
   addCrl(root);
   CrlOptions older = revoking(end.get());
