@@ -179,7 +179,7 @@ void Properties::setKeySpec(const DWORD* keySpec) {
     if (keySpec == nullptr) {
       return;
     }
-    values_.key.emplace();
+    values_.key = KeySlot(0, 0, /*owned=*/false);
   }
   values_.key->setKeySpec(keySpec == nullptr ? 0 : *keySpec);
   used_ = true;
