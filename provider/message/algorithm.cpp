@@ -27,22 +27,34 @@ bool areNull(der::Bytes parameters) {
 
 // Hashes have no parameters, written as absent or NULL; R 34.11-94 may name its set. Nothing of this is
 // signed, so anything else would go unnoticed.
-bool areHashParameters(der::Bytes parameters) {
+bool areHashParameters(const der::AlgorithmIdentifier& algorithm) {
+  const der::Bytes parameters = algorithm.parameters;
   return parameters.empty() || areNull(parameters) || parameters.front() == der::kOid;
 }
 
+// A signature algorithm of GOST names the hash and has no parameters (RFC 4491, 2.2; RFC 9215, 2). With
+// NULL it would be the public key's name with one bit changed, which nothing else would show.
+constexpr std::string_view kGostSignatures[] = {
+    "1.2.643.2.2.3", "1.2.643.7.1.1.3.2", "1.2.643.7.1.1.3.3"};
+
 // GOST keys and RSASSA-PSS have parameters in a SEQUENCE, the others none.
-bool areSignatureParameters(der::Bytes parameters) {
+bool areSignatureParameters(const der::AlgorithmIdentifier& algorithm) {
+  const der::Bytes parameters = algorithm.parameters;
+  if (std::ranges::find(kGostSignatures, algorithm.oid) != std::end(kGostSignatures)) {
+    return parameters.empty();
+  }
   return parameters.empty() || areNull(parameters) || parameters.front() == der::kSequence;
 }
 
-Result<der::AlgorithmIdentifier> readAlgorithm(der::Reader& reader, bool (*allowed)(der::Bytes)) {
+using Check = bool (*)(const der::AlgorithmIdentifier&);
+
+Result<der::AlgorithmIdentifier> readAlgorithm(der::Reader& reader, Check isGood) {
   const Result<der::Element> sequence = reader.next(der::kSequence);
   if (!sequence) {
     return sequence.failure();
   }
   Result<der::AlgorithmIdentifier> algorithm = der::readAlgorithm(*sequence);
-  if (algorithm && !allowed(algorithm->parameters)) {
+  if (algorithm && !isGood(*algorithm)) {
     return fail(CRYPT_E_ASN1_CORRUPT);
   }
   return algorithm;
