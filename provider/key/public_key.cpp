@@ -1,83 +1,148 @@
 #include "provider/key/public_key.h"
 
 #include <algorithm>
-#include <array>
+#include <iterator>
+#include <string>
 #include <string_view>
 
+#include <openssl/core_names.h>
 #include <openssl/evp.h>
+#include <openssl/params.h>
 #include <openssl/x509.h>
 
 #include "provider/der/reader.h"
+#include "provider/der/values.h"
 #include "provider/openssl/engine.h"
+#include "provider/openssl/library_context.h"
 
 namespace qx {
 namespace {
 
-constexpr std::array kCurves = {
-    std::string_view("prime256v1"), std::string_view("secp384r1"), std::string_view("secp521r1")};
-constexpr std::size_t kCurveNameSize = 32;
+/// A curve by its OID. Curves with explicit parameters are refused: whoever describes the curve
+/// chooses its strength.
+struct Curve {
+  std::string_view oid;
+  const char* name;
+};
 
-/// Curves with explicit parameters are refused: whoever names the curve chooses its strength.
-bool isKnownCurve(EVP_PKEY* key) {
-  std::array<char, kCurveNameSize> name{};
-  std::size_t length = 0;
-  if (EVP_PKEY_get_group_name(key, name.data(), name.size(), &length) != 1) {
-    return false;
+constexpr Curve kCurves[] = {{.oid = "1.2.840.10045.3.1.7", .name = "P-256"},
+                             {.oid = "1.3.132.0.34", .name = "P-384"},
+                             {.oid = "1.3.132.0.35", .name = "P-521"}};
+
+struct Spki {
+  der::AlgorithmIdentifier algorithm;
+  der::Bytes bits;
+};
+
+Result<Spki> readSpki(der::Bytes input) {
+  const auto sequence = der::readWhole(input, der::kSequence);
+  der::Reader members(sequence ? sequence->content : der::Bytes());
+  const auto algorithm = members.next(der::kSequence);
+  const auto bits = members.next(der::kBitString);
+  if (!algorithm || !bits || !members.atEnd()) {
+    return fail(NTE_BAD_PUBLIC_KEY);
   }
-  const std::string_view curve(name.data(), length);
-  return std::find(kCurves.begin(), kCurves.end(), curve) != kCurves.end();
+  auto read = der::readAlgorithm(*algorithm);
+  const auto octets = der::readBitString(*bits);
+  if (!read || !octets || octets->unusedBits != 0) {
+    return fail(NTE_BAD_PUBLIC_KEY);
+  }
+  return Spki{.algorithm = std::move(*read), .bits = octets->octets};
 }
 
 /// A GOST point has the size of the signatures. The engine also takes the other size's curve under an
 /// algorithm, and then writes past what it believes to be the signature's end.
-bool hasPointOfItsSize(const KeyTypeInfo& type, std::span<const std::uint8_t> bits) {
-  const auto point = der::readWhole(bits, der::kOctetString);
-  return point && point->content.size() == type.signatureLength;
+Result<EvpPkeyPtr> makeGostKey(const KeyTypeInfo& type, const Spki& parts, der::Bytes spki) {
+  if (const auto engine = gostEngine(); !engine) {
+    return engine.failure();
+  }
+  const auto point = der::readWhole(parts.bits, der::kOctetString);
+  if (!point || point->content.size() != type.signatureLength) {
+    return fail(NTE_BAD_PUBLIC_KEY);
+  }
+  const unsigned char* position = spki.data();
+  EvpPkeyPtr key(d2i_PUBKEY(nullptr, &position, static_cast<long>(spki.size())));
+  if (key == nullptr || EVP_PKEY_get_base_id(key.get()) != type.nid) {
+    return fail(NTE_BAD_PUBLIC_KEY);
+  }
+  return key;
 }
 
-struct SpkiParts {
-  const KeyTypeInfo* type;
-  std::span<const std::uint8_t> bits;
-};
+// The next two go past libcrypto's decoders, which take longer than the verification.
 
-SpkiParts partsOf(const X509_PUBKEY* pubkey) {
-  ASN1_OBJECT* object = nullptr;
-  const unsigned char* bits = nullptr;
-  int length = 0;
-  X509_PUBKEY_get0_param(&object, &bits, &length, nullptr, pubkey);
-  return {.type = keyTypeByNid(OBJ_obj2nid(object)),
-          .bits = {bits, static_cast<std::size_t>(length)}};
+Result<EvpPkeyPtr> makeRsaKey(const Spki& parts) {
+  const unsigned char* position = parts.bits.data();
+  EvpPkeyPtr key(
+      d2i_PublicKey(EVP_PKEY_RSA, nullptr, &position, static_cast<long>(parts.bits.size())));
+  if (key == nullptr || position != parts.bits.data() + parts.bits.size()) {
+    return fail(NTE_BAD_PUBLIC_KEY);
+  }
+  return key;
+}
+
+const Curve* findCurve(der::Bytes parameters) {
+  const auto element = der::readWhole(parameters, der::kOid);
+  const auto oid = element ? der::readOid(*element) : element.failure();
+  if (!oid) {
+    return nullptr;
+  }
+  const auto* const found = std::find_if(std::begin(kCurves),
+                                         std::end(kCurves),
+                                         [&](const Curve& curve) { return curve.oid == *oid; });
+  return found != std::end(kCurves) ? found : nullptr;
+}
+
+Result<EvpPkeyPtr> makeEcKey(const Spki& parts) {
+  const Curve* curve = findCurve(parts.algorithm.parameters);
+  if (curve == nullptr) {
+    return fail(NTE_BAD_ALGID);
+  }
+  // libcrypto reads both values only, but its records are made for writing, too.
+  std::string group = curve->name;
+  std::vector<std::uint8_t> point(parts.bits.begin(), parts.bits.end());
+  OSSL_PARAM parameters[] = {
+      OSSL_PARAM_construct_utf8_string(OSSL_PKEY_PARAM_GROUP_NAME, group.data(), group.size()),
+      OSSL_PARAM_construct_octet_string(OSSL_PKEY_PARAM_PUB_KEY, point.data(), point.size()),
+      OSSL_PARAM_construct_end()};
+  const EvpPkeyCtxPtr context(EVP_PKEY_CTX_new_from_name(libraryContext(), "EC", nullptr));
+  EVP_PKEY* made = nullptr;
+  // One octet is the point at infinity, which is nobody's key.
+  if (point.size() < 2 || context == nullptr || EVP_PKEY_fromdata_init(context.get()) != 1 ||
+      EVP_PKEY_fromdata(context.get(), &made, EVP_PKEY_PUBLIC_KEY, parameters) != 1) {
+    return fail(NTE_BAD_PUBLIC_KEY);
+  }
+  return EvpPkeyPtr(made);
+}
+
+Result<EvpPkeyPtr> makeKey(const KeyTypeInfo& type, const Spki& parts, der::Bytes spki) {
+  switch (type.type) {
+    case KeyType::Rsa:
+      return makeRsaKey(parts);
+    case KeyType::Ec:
+      return makeEcKey(parts);
+    default:
+      return makeGostKey(type, parts, spki);
+  }
 }
 
 }  // namespace
 
 Result<PublicKey> PublicKey::parse(std::span<const std::uint8_t> spki) {
-  const auto engine = gostEngine();
-  const unsigned char* position = spki.data();
-  const X509PubkeyPtr pubkey(d2i_X509_PUBKEY(nullptr, &position, static_cast<long>(spki.size())));
-  if (pubkey == nullptr || position != spki.data() + spki.size()) {
-    return fail(NTE_BAD_PUBLIC_KEY);
+  const auto parts = readSpki(spki);
+  if (!parts) {
+    return parts.failure();
   }
-  const SpkiParts parts = partsOf(pubkey.get());
-  if (parts.type == nullptr) {
+  const KeyTypeInfo* type = keyTypeByOid(parts->algorithm.oid);
+  if (type == nullptr) {
     return fail(NTE_BAD_ALGID);
   }
-  if (parts.type->onlyHash && !engine) {
-    return engine.failure();
+  auto key = makeKey(*type, *parts, spki);
+  if (!key) {
+    return key.failure();
   }
-  if (parts.type->onlyHash && !hasPointOfItsSize(*parts.type, parts.bits)) {
-    return fail(NTE_BAD_PUBLIC_KEY);
-  }
-  EvpPkeyPtr key(X509_PUBKEY_get(pubkey.get()));
-  if (key == nullptr || EVP_PKEY_get_base_id(key.get()) != parts.type->nid) {
-    return fail(NTE_BAD_PUBLIC_KEY);
-  }
-  if (parts.type->type == KeyType::Ec && !isKnownCurve(key.get())) {
-    return fail(NTE_BAD_ALGID);
-  }
-  PublicKey result(std::move(key), *parts.type);
+  PublicKey result(std::move(*key), *type);
   result.spki_.assign(spki.begin(), spki.end());
-  result.bits_.assign(parts.bits.begin(), parts.bits.end());
+  result.bits_.assign(parts->bits.begin(), parts->bits.end());
   return result;
 }
 

@@ -1,5 +1,6 @@
 #include "provider/key/pbes2.h"
 
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -155,26 +156,25 @@ TEST(Pbes2, CutAnywhereIsRefused) {
   }
 }
 
-// EncryptedPrivateKeyInfo with the given KDF parameters and a ciphertext of 16 zero bytes.
-Bytes withKdf(const std::string& kdf) {
-  const Bytes kdfBytes = fromHex(kdf);
-  const Bytes cipher = fromHex("301D060960864801650304012A041000000000000000000000000000000000");
-  const auto wrap = [](std::uint8_t tag, const Bytes& content) {
-    Bytes all = {tag, static_cast<std::uint8_t>(content.size())};
-    all.insert(all.end(), content.begin(), content.end());
-    return all;
-  };
-  Bytes both = kdfBytes;
-  both.insert(both.end(), cipher.begin(), cipher.end());
-  Bytes scheme = fromHex("06092A864886F70D01050D");
-  const Bytes parameters = wrap(0x30, both);
-  scheme.insert(scheme.end(), parameters.begin(), parameters.end());
-  Bytes content = wrap(0x30, scheme);
-  const Bytes data = wrap(0x04, Bytes(16));
-  content.insert(content.end(), data.begin(), data.end());
-  Bytes all = {0x30, 0x81, static_cast<std::uint8_t>(content.size())};
+Bytes wrap(std::uint8_t tag, std::initializer_list<Bytes> parts) {
+  Bytes content;
+  for (const Bytes& part : parts) {
+    content.insert(content.end(), part.begin(), part.end());
+  }
+  Bytes all;
+  all.push_back(tag);
+  all.push_back(0x81);
+  all.push_back(static_cast<std::uint8_t>(content.size()));
   all.insert(all.end(), content.begin(), content.end());
   return all;
+}
+
+// EncryptedPrivateKeyInfo with the given KDF parameters and a ciphertext of 16 zero bytes.
+Bytes withKdf(const std::string& kdf) {
+  const Bytes cipher = fromHex("301D060960864801650304012A041000000000000000000000000000000000");
+  const Bytes pbes2 = fromHex("06092A864886F70D01050D");
+  const Bytes scheme = wrap(0x30, {pbes2, wrap(0x30, {fromHex(kdf), cipher})});
+  return wrap(0x30, {scheme, wrap(0x04, {Bytes(16)})});
 }
 
 TEST(Pbes2, TakesTheStructureThatTheNextTestsSpoil) {
