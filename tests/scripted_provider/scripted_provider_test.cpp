@@ -49,7 +49,8 @@ TEST_F(ScriptedProvider, AllocationFailuresReachMallocAndNew) {
   bool newFailed = false;
   {
     const AllocationFailure failure(1);
-    void* memory = std::malloc(8);
+    // Volatile, or the compiler leaves the pair of malloc and free out.
+    void* volatile memory = std::malloc(8);
     mallocFailed = memory == nullptr;
     std::free(memory);
   }
