@@ -24,6 +24,9 @@ struct Element {
 
   bool constructed() const { return (identifier & kConstructed) != 0; }
 
+  /// The tag is of the context-specific class.
+  bool isContext() const { return (identifier & kClassMask) == kContextClass; }
+
   bool is(std::uint8_t expected) const { return identifier == expected; }
 };
 

@@ -32,6 +32,8 @@ inline constexpr std::uint8_t kSequence = 0x30;
 inline constexpr std::uint8_t kSet = 0x31;
 
 inline constexpr std::uint8_t kConstructed = 0x20;
+inline constexpr std::uint8_t kClassMask = 0xC0;
+inline constexpr std::uint8_t kContextClass = 0x80;
 inline constexpr std::uint8_t kTagNumberMask = 0x1F;
 
 /// contextTag is [n] with primitive content, contextConstructed is [n] with elements inside (n < 31).

@@ -103,6 +103,8 @@ Result<void> CertificateSet::read(der::Bytes content) {
         return good;
       }
       plain_.push_back(elements_.size());
+    } else if (!element->isContext()) {
+      return fail(CRYPT_E_ASN1_BADTAG);
     }
     elements_.push_back(der::Slice::borrowed(element->whole));
     if (elements_.size() > kMaxCertificates) {

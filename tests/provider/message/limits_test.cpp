@@ -1,0 +1,132 @@
+#include "provider/message/limits.h"
+
+#include <gtest/gtest.h>
+
+#include "provider/der/reader.h"
+#include "provider/der/writer.h"
+#include "tests/provider/der/hex.h"
+#include "tests/provider/message/signers.h"
+
+namespace qx::test {
+namespace {
+
+using lab::KeyKind;
+
+const Octets kContent = octets("Much of everything.");
+
+/// A SignedData of these sets' contents, which need not be good.
+Octets signedData(der::Bytes certificates, der::Bytes signers, const char* hashes = "3100") {
+  const Octets hashSet = fromHex(hashes);
+  const Octets info = fromHex("300b06092a864886f70d010701");
+  der::Encoding data = der::sequence(der::integer(1),
+                                     der::Encoding::borrowed(hashSet),
+                                     der::Encoding::borrowed(info),
+                                     der::wrap(0xA0, der::Encoding::borrowed(certificates)),
+                                     der::wrap(der::kSet, der::Encoding::borrowed(signers)));
+  return der::sequence(*der::oid("1.2.840.113549.1.7.2"), der::wrap(0xA0, std::move(data))).bytes();
+}
+
+/// Something that passes for a certificate, with its own serial number.
+Octets certificate(std::uint64_t serial) {
+  return der::sequence(der::sequence(der::integer(serial), der::sequence(), der::sequence()),
+                       der::sequence(),
+                       der::wrap(der::kBitString, der::Encoding::owned({0})))
+      .bytes();
+}
+
+Octets certificates(std::uint64_t count) {
+  Octets all;
+  for (std::uint64_t i = 0; i < count; ++i) {
+    const Octets one = certificate(i);
+    all.insert(all.end(), one.begin(), one.end());
+  }
+  return all;
+}
+
+Octets signers(std::uint64_t count) {
+  Octets all;
+  const Octets hash = fromHex("300706052b0e03021a");
+  const Octets algorithm = fromHex("300406022a03");
+  const Octets signature = fromHex("0401aa");
+  for (std::uint64_t i = 0; i < count; ++i) {
+    const Octets one = der::sequence(der::integer(1),
+                                     der::sequence(der::sequence(), der::integer(i)),
+                                     der::Encoding::borrowed(hash),
+                                     der::Encoding::borrowed(algorithm),
+                                     der::Encoding::borrowed(signature))
+                           .bytes();
+    all.insert(all.end(), one.begin(), one.end());
+  }
+  return all;
+}
+
+TEST(MessageLimits, CertificatesOfADecodedMessage) {
+  EXPECT_EQ(decodeError(signedData(certificates(kMaxCertificates), {})), ERROR_SUCCESS);
+  EXPECT_EQ(decodeError(signedData(certificates(kMaxCertificates + 1), {})), CRYPT_E_ASN1_LARGE);
+}
+
+TEST(MessageLimits, SignersOfADecodedMessage) {
+  constexpr const char* kSha1Set = "3109300706052b0e03021a";
+  const Octets most = signedData({}, signers(kMaxSigners), kSha1Set);
+  const MessageHandle message = decode(most);
+  EXPECT_EQ(numberParam(message, CMSG_SIGNER_COUNT_PARAM), kMaxSigners);
+  EXPECT_EQ(decodeError(signedData({}, signers(kMaxSigners + 1), kSha1Set)), CRYPT_E_ASN1_LARGE);
+  const CMSG_SIGNER_ENCODE_INFO info = signer(KeyKind::EcP256).encodeInfo();
+  EXPECT_EQ(control(message, CMSG_CTRL_ADD_SIGNER, &info), E_INVALIDARG);
+}
+
+TEST(MessageLimits, CertificatesOfAnAddedOne) {
+  const MessageHandle message = decode(signedData(certificates(kMaxCertificates), {}));
+  const Octets more = signer(KeyKind::EcP256).der();
+  const CRYPT_INTEGER_BLOB value = blob(more);
+  EXPECT_EQ(control(message, CMSG_CTRL_ADD_CERT, &value), E_INVALIDARG);
+}
+
+TEST(MessageLimits, SignersOfAMadeMessage) {
+  const std::vector<CMSG_SIGNER_ENCODE_INFO> many(kMaxSigners + 1,
+                                                  signer(KeyKind::EcP256).encodeInfo());
+  SetLastError(0);
+  EXPECT_FALSE(openEncoder(many));
+  EXPECT_EQ(GetLastError(), E_INVALIDARG);
+}
+
+TEST(MessageLimits, AttributesOfAMadeMessage) {
+  // contentType and messageDigest count.
+  const Octets value = fromHex("0500");
+  CRYPT_ATTR_BLOB values[] = {blob(value)};
+  std::vector<std::string> names;
+  for (std::size_t i = 0; i < kMaxAttributes; ++i) {
+    names.push_back("1.2.3." + std::to_string(i));
+  }
+  std::vector<CRYPT_ATTRIBUTE> attributes;
+  for (std::string& name : names) {
+    attributes.push_back({.pszObjId = name.data(), .cValue = 1, .rgValue = values});
+  }
+  Signer& one = signer(KeyKind::EcP256);
+  CMSG_SIGNER_ENCODE_INFO info = one.encodeInfo();
+  info.rgAuthAttr = attributes.data();
+  info.cAuthAttr = kMaxAttributes - 2;
+  const MessageHandle most = openEncoder(std::vector{info});
+  ASSERT_EQ(update(most, kContent), ERROR_SUCCESS);
+  EXPECT_EQ(verify(decode(bytesParam(most, CMSG_CONTENT_PARAM)), 0, one.context()), ERROR_SUCCESS);
+  for (const DWORD count : {DWORD{kMaxAttributes - 1}, DWORD{kMaxAttributes}, DWORD{0xFFFFFFFF}}) {
+    info.cAuthAttr = count;
+    SetLastError(0);
+    EXPECT_FALSE(openEncoder(std::vector{info})) << count;
+    EXPECT_EQ(GetLastError(), E_INVALIDARG);
+  }
+}
+
+TEST(MessageLimits, CountsThatLieInTheMessageRecord) {
+  CMSG_SIGNED_ENCODE_INFO info{};
+  info.cbSize = sizeof info;
+  CERT_BLOB none{};
+  info.rgCertEncoded = &none;
+  info.cCertEncoded = 0xFFFFFFFF;
+  SetLastError(0);
+  EXPECT_EQ(CryptMsgOpenToEncode(kEncoding, 0, CMSG_SIGNED, &info, nullptr, nullptr), nullptr);
+  EXPECT_EQ(GetLastError(), E_INVALIDARG);
+}
+
+}  // namespace
+}  // namespace qx::test
