@@ -58,6 +58,10 @@ Result<CertificateKey> certificateKey(der::Bytes encoded) {
   if (!issuer) {
     return issuer.failure();
   }
+  // Where a certificate has its validity, a CRL has a time.
+  if (const Result<der::Element> validity = fields.next(der::kSequence); !validity) {
+    return validity.failure();
+  }
   return CertificateKey{.issuer = der::asKey(issuer->whole), .serial = der::asKey(serial->content)};
 }
 

@@ -28,9 +28,10 @@ Octets signedData(der::Bytes certificates, der::Bytes signers, const char* hashe
 
 /// Something that passes for a certificate, with its own serial number.
 Octets certificate(std::uint64_t serial) {
-  return der::sequence(der::sequence(der::integer(serial), der::sequence(), der::sequence()),
-                       der::sequence(),
-                       der::wrap(der::kBitString, der::Encoding::owned({0})))
+  return der::sequence(
+             der::sequence(der::integer(serial), der::sequence(), der::sequence(), der::sequence()),
+             der::sequence(),
+             der::wrap(der::kBitString, der::Encoding::owned({0})))
       .bytes();
 }
 
