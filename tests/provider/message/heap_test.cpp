@@ -1,0 +1,187 @@
+#include "tests/provider/message/heap.h"
+
+#include <functional>
+
+#include <gtest/gtest.h>
+
+#include "tests/provider/message/signers.h"
+
+namespace qx::test {
+namespace {
+
+using lab::KeyKind;
+
+constexpr std::size_t kLarge = std::size_t{32} << 20U;
+// Certificates, signer infos, key and hash states: what does not grow with the content.
+constexpr std::size_t kSmall = std::size_t{128} << 10U;
+
+class LargeMessage : public ::testing::Test {
+ protected:
+  static MessageHandle opened(DWORD flags = 0) {
+    return openEncoder(std::vector{&signer(KeyKind::Gost2012_256), &signer(KeyKind::EcP256)},
+                       {.flags = flags});
+  }
+
+  static void give(const MessageHandle& message, der::Bytes bytes) {
+    ASSERT_EQ(updateBorrowed(message, bytes), ERROR_SUCCESS);
+  }
+
+  /// Reads a parameter the way a caller does, into a buffer of the size that was said.
+  static Octets read(const MessageHandle& message, DWORD type) {
+    DWORD size = 0;
+    EXPECT_TRUE(CryptMsgGetParam(message.get(), type, 0, nullptr, &size));
+    Octets buffer(size);
+    EXPECT_TRUE(CryptMsgGetParam(message.get(), type, 0, buffer.data(), &size));
+    return buffer;
+  }
+
+  const Octets content_ = Octets(kLarge, 0x5A);
+};
+
+TEST_F(LargeMessage, IsSignedWithinItsOutput) {
+  (void)sign({&signer(KeyKind::Gost2012_256), &signer(KeyKind::EcP256)}, octets("keys loaded"));
+  const HeapWatch watch;
+  const MessageHandle message = opened();
+  give(message, content_);
+  EXPECT_LT(watch.peak(), kSmall) << "nothing is copied before the caller's buffer";
+  const Octets bytes = read(message, CMSG_CONTENT_PARAM);
+  EXPECT_LT(watch.peak(), kLarge + kSmall);
+  EXPECT_GT(bytes.size(), kLarge);
+}
+
+TEST_F(LargeMessage, IsSignedDetachedWithinNothing) {
+  (void)sign({&signer(KeyKind::Gost2012_256), &signer(KeyKind::EcP256)}, octets("keys loaded"));
+  const HeapWatch watch;
+  const MessageHandle message = opened(CMSG_DETACHED_FLAG);
+  give(message, content_);
+  (void)read(message, CMSG_CONTENT_PARAM);
+  EXPECT_LT(watch.peak(), kSmall);
+}
+
+TEST_F(LargeMessage, IsVerifiedWithinTheCallersOutput) {
+  const MessageHandle made = opened();
+  give(made, content_);
+  const Octets bytes = read(made, CMSG_CONTENT_PARAM);
+  const HeapWatch watch;
+  const MessageHandle message = openDecoder();
+  give(message, bytes);
+  EXPECT_EQ(verify(message, 0, signer(KeyKind::Gost2012_256).context()), ERROR_SUCCESS);
+  EXPECT_EQ(verify(message, 1, signer(KeyKind::EcP256).context()), ERROR_SUCCESS);
+  EXPECT_LT(watch.peak(), kSmall);
+  EXPECT_EQ(read(message, CMSG_CONTENT_PARAM).size(), kLarge);
+  EXPECT_LT(watch.peak(), kLarge + kSmall);
+}
+
+TEST_F(LargeMessage, InSegmentsIsVerifiedWithinTheCallersOutput) {
+  const Octets bytes = opensslSign({&signer(KeyKind::EcP256)}, content_, {"-nodetach", "-stream"});
+  const HeapWatch watch;
+  const MessageHandle message = openDecoder();
+  give(message, bytes);
+  EXPECT_EQ(verify(message, 0, signer(KeyKind::EcP256).context()), ERROR_SUCCESS);
+  EXPECT_LT(watch.peak(), kSmall);
+  EXPECT_EQ(read(message, CMSG_CONTENT_PARAM), content_);
+}
+
+TEST_F(LargeMessage, GetsASignerWithinItsOutput) {
+  const MessageHandle made = opened();
+  give(made, content_);
+  const Octets bytes = read(made, CMSG_CONTENT_PARAM);
+  (void)sign({&signer(KeyKind::Rsa2048)}, octets("key loaded"));
+  const HeapWatch watch;
+  const MessageHandle message = openDecoder();
+  give(message, bytes);
+  const CMSG_SIGNER_ENCODE_INFO info = signer(KeyKind::Rsa2048).encodeInfo();
+  ASSERT_EQ(control(message, CMSG_CTRL_ADD_SIGNER, &info), ERROR_SUCCESS);
+  EXPECT_LT(watch.peak(), kSmall);
+  const Octets changed = read(message, CMSG_ENCODED_MESSAGE);
+  EXPECT_LT(watch.peak(), kLarge + kSmall);
+  EXPECT_GT(changed.size(), bytes.size());
+}
+
+// Lets every single allocation of some work fail in turn: the work then fails with E_OUTOFMEMORY, or
+// does without, but it never ends otherwise and leaves nothing behind (the sanitizers see to that).
+void expectEveryFailureToBeTold(const std::function<DWORD()>& work) {
+  ASSERT_EQ(work(), ERROR_SUCCESS);
+  std::size_t failures = 0;
+  for (std::size_t n = 1;; ++n) {
+    DWORD error = ERROR_SUCCESS;
+    bool happened = false;
+    {
+      const HeapFailure failure(n);
+      error = work();
+      happened = failure.hasHappened();
+    }
+    if (!happened) {
+      EXPECT_EQ(error, ERROR_SUCCESS);
+      break;
+    }
+    ++failures;
+    EXPECT_EQ(error, E_OUTOFMEMORY) << "allocation " << n;
+  }
+  EXPECT_GT(failures, 3U);
+}
+
+DWORD lastErrorUnless(bool done) {
+  return done ? ERROR_SUCCESS : GetLastError();
+}
+
+TEST(OutOfMemory, IsToldBySigning) {
+  Signer& one = signer(KeyKind::EcP256);
+  const CMSG_SIGNER_ENCODE_INFO info = one.encodeInfo();
+  CERT_BLOB certificate = blob(one.der());
+  CMSG_SIGNED_ENCODE_INFO record{};
+  record.cbSize = sizeof record;
+  record.cSigners = 1;
+  record.rgSigners = const_cast<CMSG_SIGNER_ENCODE_INFO*>(&info);
+  record.cCertEncoded = 1;
+  record.rgCertEncoded = &certificate;
+  const Octets content = octets("content");
+  expectEveryFailureToBeTold([&] {
+    HCRYPTMSG message = CryptMsgOpenToEncode(
+        kEncoding, CMSG_AUTHENTICATED_ATTRIBUTES_FLAG, CMSG_SIGNED, &record, nullptr, nullptr);
+    if (message == nullptr) {
+      return GetLastError();
+    }
+    std::uint8_t out[4096];
+    DWORD size = sizeof out;
+    const DWORD error = lastErrorUnless(
+        CryptMsgUpdate(message, content.data(), static_cast<DWORD>(content.size()), TRUE) !=
+            FALSE &&
+        CryptMsgGetParam(message, CMSG_CONTENT_PARAM, 0, out, &size) != FALSE);
+    CryptMsgClose(message);
+    return error;
+  });
+}
+
+TEST(OutOfMemory, IsToldByDecodingVerifyingAndChanging) {
+  Signer& one = signer(KeyKind::EcP256);
+  const Octets bytes =
+      sign({&one}, octets("content"), {.flags = CMSG_AUTHENTICATED_ATTRIBUTES_FLAG});
+  const CMSG_SIGNER_ENCODE_INFO second = signer(KeyKind::EcP256, 1).encodeInfo();
+  const CRYPT_DATA_BLOB certificate = blob(signer(KeyKind::EcP256, 1).der());
+  CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA para{};
+  para.cbSize = sizeof para;
+  para.dwSignerType = CMSG_VERIFY_SIGNER_CERT;
+  para.pvSigner = const_cast<CERT_CONTEXT*>(one.context());
+  expectEveryFailureToBeTold([&] {
+    HCRYPTMSG message = CryptMsgOpenToDecode(kEncoding, 0, 0, 0, nullptr, nullptr);
+    if (message == nullptr) {
+      return GetLastError();
+    }
+    alignas(8) std::uint8_t out[4096];
+    DWORD infoSize = sizeof out;
+    DWORD size = sizeof out;
+    const DWORD error = lastErrorUnless(
+        CryptMsgUpdate(message, bytes.data(), static_cast<DWORD>(bytes.size()), TRUE) != FALSE &&
+        CryptMsgGetParam(message, CMSG_SIGNER_INFO_PARAM, 0, out, &infoSize) != FALSE &&
+        CryptMsgControl(message, 0, CMSG_CTRL_VERIFY_SIGNATURE_EX, &para) != FALSE &&
+        CryptMsgControl(message, 0, CMSG_CTRL_ADD_SIGNER, &second) != FALSE &&
+        CryptMsgControl(message, 0, CMSG_CTRL_ADD_CERT, &certificate) != FALSE &&
+        CryptMsgGetParam(message, CMSG_ENCODED_MESSAGE, 0, out, &size) != FALSE);
+    CryptMsgClose(message);
+    return error;
+  });
+}
+
+}  // namespace
+}  // namespace qx::test
