@@ -101,7 +101,8 @@ CMSG_SIGNER_ENCODE_INFO Signer::encodeInfo() {
 }
 
 Signer& signer(KeyKind kind, int number) {
-  static std::map<std::pair<KeyKind, int>, std::unique_ptr<Signer>> signers;
+  // Never destroyed: at exit libcrypto goes before static objects do.
+  static auto& signers = *new std::map<std::pair<KeyKind, int>, std::unique_ptr<Signer>>;
   std::unique_ptr<Signer>& entry = signers[{kind, number}];
   if (entry == nullptr) {
     entry = std::make_unique<Signer>(
