@@ -40,16 +40,16 @@ CRYPT_BIT_BLOB bitBlobOf(const der::BitString& bits) {
 // grows, so that pointers into it stay good.
 class Texts {
  public:
-  explicit Texts(std::string& arena, std::size_t size) : arena_(arena) { arena_.reserve(size); }
+  Texts(std::string& arena, std::size_t size) : arena_(&arena) { arena_->reserve(size); }
 
   LPSTR add(const std::string& text) {
-    const std::size_t place = arena_.size();
-    arena_.append(text.c_str(), text.size() + 1);
-    return arena_.data() + place;
+    const std::size_t place = arena_->size();
+    arena_->append(text.c_str(), text.size() + 1);
+    return arena_->data() + place;
   }
 
  private:
-  std::string& arena_;
+  std::string* arena_;
 };
 
 }  // namespace
@@ -120,10 +120,9 @@ Bytes CertificateData::publicKeyBits() const {
 }
 
 const CERT_EXTENSION* CertificateData::extension(const char* oid) const {
-  const auto found =
-      std::find_if(extensions_.begin(), extensions_.end(), [oid](const CERT_EXTENSION& extension) {
-        return std::strcmp(extension.pszObjId, oid) == 0;
-      });
+  const auto found = std::ranges::find_if(extensions_, [oid](const CERT_EXTENSION& extension) {
+    return std::strcmp(extension.pszObjId, oid) == 0;
+  });
   return found == extensions_.end() ? nullptr : &*found;
 }
 

@@ -78,22 +78,22 @@ void readTbs(Fields fields, ParsedCertificate& certificate) {
 
 }  // namespace
 
-Result<ParsedCertificate> parseCertificate(der::Bytes bytes) {
+Result<ParsedCertificate> parseCertificate(der::Bytes certificate) {
   DWORD error = ERROR_SUCCESS;
-  ParsedCertificate certificate;
-  Fields whole(bytes, error);
+  ParsedCertificate parsed;
+  Fields whole(certificate, error);
   Fields fields = whole.sequence();
   whole.end();
   const Element tbs = fields.next(der::kSequence);
-  certificate.tbs = tbs.whole;
-  readTbs(fields.inside(tbs), certificate);
+  parsed.tbs = tbs.whole;
+  readTbs(fields.inside(tbs), parsed);
   x509::readAlgorithm(fields);
   x509::readBits(fields);
   fields.end();
   if (error != ERROR_SUCCESS) {
     return fail(error);
   }
-  return certificate;
+  return parsed;
 }
 
 }  // namespace qx

@@ -82,14 +82,13 @@ Result<bool> CertificateStore::close() {
   }
   for (CertificateContext* context : idle) {
     delete context;
-    dropReference();
   }
-  dropReference();
+  dropReferences(idle.size() + 1);
   return contextsOut;
 }
 
-void CertificateStore::dropReference() {
-  if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) {
+void CertificateStore::dropReferences(std::size_t count) {
+  if (references_.fetch_sub(count, std::memory_order_acq_rel) == count) {
     delete this;
   }
 }
@@ -110,7 +109,7 @@ void CertificateStore::release(CertificateContext& context) {
     }
   }
   delete &context;
-  dropReference();
+  dropReferences(1);
 }
 
 Result<PCCERT_CONTEXT> CertificateStore::next(const StoreSearch& search,
@@ -118,10 +117,7 @@ Result<PCCERT_CONTEXT> CertificateStore::next(const StoreSearch& search,
   if (previous != nullptr && previous->store_ != this) {
     return fail(E_INVALIDARG);
   }
-  std::optional<Order> order;
-  if (previous != nullptr) {
-    order = previous->order_;
-  }
+  Order order = previous == nullptr ? kStart : previous->order_;
   for (;;) {
     const Step step = stepBehind(order, search);
     if (step.data == nullptr) {
@@ -138,8 +134,7 @@ Result<PCCERT_CONTEXT> CertificateStore::next(const StoreSearch& search,
   }
 }
 
-CertificateStore::Step CertificateStore::stepBehind(std::optional<Order> order,
-                                                    const StoreSearch& search) {
+CertificateStore::Step CertificateStore::stepBehind(Order order, const StoreSearch& search) {
   const std::scoped_lock lock(mutex_);
   const std::optional<Order> next = orderBehind(order, search);
   if (!next) {
@@ -154,14 +149,15 @@ CertificateStore::Step CertificateStore::stepBehind(std::optional<Order> order,
           .context = ContextReference(known == contexts_.end() ? nullptr : known->second)};
 }
 
-// Properties are looked at without the store's lock, which no other lock may be taken under.
+// A search may render names and look for key files; the store is not locked meanwhile.
 bool CertificateStore::matches(const Step& step, const StoreSearch& search) const {
   const Properties& properties =
       step.context == nullptr ? noProperties() : step.context->properties();
   const bool hidden = search.isForAll() && (flags_ & CERT_STORE_ENUM_ARCHIVED_FLAG) == 0 &&
                       properties.has(CERT_ARCHIVED_PROP_ID);
   return !hidden &&
-         search.matches({.data = *step.data, .properties = properties, .location = location()});
+         search.matches(
+             {.data = step.data.get(), .properties = &properties, .location = location()});
 }
 
 CertificateContext* CertificateStore::take(Order order) {
@@ -238,7 +234,7 @@ Result<void> CertificateStore::remove(CertificateContext& context) {
     return fail(E_ACCESSDENIED);
   }
   if (name_) {
-    if (const Result<void> removed = removeFile(context.order_); !removed) {
+    if (const Result<void> removed = removeFile(*name_, context.order_); !removed) {
       return removed;
     }
   }
@@ -247,8 +243,9 @@ Result<void> CertificateStore::remove(CertificateContext& context) {
   return {};
 }
 
-Result<void> CertificateStore::removeFile(Order order) {
-  std::optional<StoredCertificate> stored;
+// What is another store's is removed from that store.
+Result<void> CertificateStore::removeFile(const StoreName& name, Order order) {
+  StoredCertificate stored;
   {
     const std::scoped_lock lock(mutex_);
     if (!isThere(order)) {
@@ -256,18 +253,20 @@ Result<void> CertificateStore::removeFile(Order order) {
     }
     stored = storedAt(order);
   }
-  // What another store shows here is removed from that store.
-  const Result<StoreName> source = StoreName::make(stored->location, name_->name());
-  return source ? removeCertificateFile(*source, stored->fileName, stored->data->sha1())
-                : source.failure();
+  for (const StoreName& source : name.sources()) {
+    if (source.location() == stored.location) {
+      return removeCertificateFile(source, stored.fileName, stored.data->sha1());
+    }
+  }
+  return {};
 }
 
 std::vector<std::shared_ptr<const CertificateData>> CertificateStore::certificates() {
   std::vector<std::shared_ptr<const CertificateData>> all;
   const StoreSearch everything = StoreSearch::all();
   const std::scoped_lock lock(mutex_);
-  for (std::optional<Order> order = orderBehind({}, everything); order;
-       order = orderBehind(order, everything)) {
+  for (std::optional<Order> order = orderBehind(kStart, everything); order;
+       order = orderBehind(*order, everything)) {
     all.push_back(storedAt(*order).data);
   }
   return all;
@@ -287,12 +286,12 @@ const StoredCertificate& CertificateStore::storedAt(Order order) const {
 }
 
 std::optional<CertificateStore::Order> CertificateStore::orderBehind(
-    std::optional<Order> order, const StoreSearch& search) const {
-  const auto addition = order ? additions_.upper_bound(*order) : additions_.begin();
+    Order order, const StoreSearch& search) const {
+  const auto addition = additions_.upper_bound(order);
   if (addition != additions_.end()) {
     return addition->first;
   }
-  return positionFrom(order ? std::max<Order>(*order + 1, 0) : 0, search);
+  return positionFrom(order < 0 ? 0 : order + 1, search);
 }
 
 // The first position of the snapshot from this one on that is worth looking at.

@@ -4,6 +4,7 @@
 #include <atomic>
 #include <cstddef>
 #include <cstdint>
+#include <limits>
 #include <map>
 #include <memory>
 #include <optional>
@@ -81,6 +82,7 @@ class CertificateStore : public Tagged<HandleTag::Store> {
   /// Entries are walked in ascending order: additions count down from -1, the snapshot's positions up
   /// from 0.
   using Order = std::int64_t;
+  static constexpr Order kStart = std::numeric_limits<Order>::min();
 
   CertificateStore(std::optional<StoreName> name,
                    std::shared_ptr<const StoreSnapshot> snapshot,
@@ -96,19 +98,19 @@ class CertificateStore : public Tagged<HandleTag::Store> {
   };
 
   void release(CertificateContext& context);
-  void dropReference();
+  void dropReferences(std::size_t count);
 
-  Step stepBehind(std::optional<Order> order, const StoreSearch& search);
+  Step stepBehind(Order order, const StoreSearch& search);
   bool matches(const Step& step, const StoreSearch& search) const;
   CertificateContext* take(Order order);
   CertificateContext* takeByThumbprint(const Thumbprint& sha1);
   CertificateContext* putIn(StoredCertificate addition, const CertificateContext* instead);
-  Result<void> removeFile(Order order);
+  Result<void> removeFile(const StoreName& name, Order order);
 
   // These are called with the lock held.
   bool isThere(Order order) const;
   const StoredCertificate& storedAt(Order order) const;
-  std::optional<Order> orderBehind(std::optional<Order> order, const StoreSearch& search) const;
+  std::optional<Order> orderBehind(Order order, const StoreSearch& search) const;
   std::optional<Order> positionFrom(Order position, const StoreSearch& search) const;
   std::optional<Order> orderOf(const Thumbprint& sha1) const;
   CertificateContext* contextAt(Order order);

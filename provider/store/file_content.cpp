@@ -23,11 +23,11 @@ struct Ending {
   FileKind kind;
 };
 
-constexpr std::array kEndings{Ending{".pem", FileKind::Certificate},
-                              Ending{".crt", FileKind::Certificate},
-                              Ending{".cer", FileKind::Certificate},
-                              Ending{".der", FileKind::Certificate},
-                              Ending{".crl", FileKind::Crl}};
+constexpr std::array kEndings{Ending{.text = ".pem", .kind = FileKind::Certificate},
+                              Ending{.text = ".crt", .kind = FileKind::Certificate},
+                              Ending{.text = ".cer", .kind = FileKind::Certificate},
+                              Ending{.text = ".der", .kind = FileKind::Certificate},
+                              Ending{.text = ".crl", .kind = FileKind::Crl}};
 
 // What stands between the two lines of the first block with this label; empty when there is none.
 std::string_view blockBody(std::string_view text, const std::string& label) {

@@ -29,7 +29,7 @@ class FolderReader {
                Location location,
                const FolderState* previous,
                const Moment& now)
-      : folder_(folder), location_(location), previous_(previous), now_(now) {}
+      : folder_(&folder), location_(location), previous_(previous), now_(now) {}
 
   Result<std::shared_ptr<const FolderState>> read();
 
@@ -37,11 +37,12 @@ class FolderReader {
   void readFile(std::string name, FileKind kind);
   const FileState* known(const std::string& name);
   void fill(FileState& file, FileKind kind, const FileState* before);
+  Result<void> fillFromFile(FileState& file, FileKind kind, const FileState* before);
   Result<void> fillCertificate(FileState& file, der::Bytes der, const FileState* before);
   Result<void> fillCrl(FileState& file, der::Bytes der, const FileState* before);
   std::shared_ptr<const StoreSnapshot> makeSnapshot() const;
 
-  const StoreFolder& folder_;
+  const StoreFolder* folder_;
   Location location_;
   const FolderState* previous_;
   Moment now_;
@@ -52,12 +53,12 @@ class FolderReader {
 
 Result<std::shared_ptr<const FolderState>> FolderReader::read() {
   state_.readAt = now_.steady;
-  const Result<FileStamp> stamp = stampOf(folder_.fd.get());
+  const Result<FileStamp> stamp = stampOf(folder_->fd.get());
   if (!stamp) {
     return stamp.failure();
   }
   state_.stamp = dated(*stamp, now_.wall);
-  Result<std::vector<std::string>> names = namesIn(folder_.fd.get());
+  Result<std::vector<std::string>> names = namesIn(folder_->fd.get());
   if (!names) {
     return names.failure();
   }
@@ -87,7 +88,7 @@ const FileState* FolderReader::known(const std::string& name) {
 
 void FolderReader::readFile(std::string name, FileKind kind) {
   const FileState* before = known(name);
-  const Result<FileStamp> stamp = stampIn(folder_.fd.get(), name.c_str());
+  const Result<FileStamp> stamp = stampIn(folder_->fd.get(), name.c_str());
   if (!stamp) {
     return;  // it went since the names were read
   }
@@ -104,17 +105,26 @@ void FolderReader::readFile(std::string name, FileKind kind) {
 }
 
 void FolderReader::fill(FileState& file, FileKind kind, const FileState* before) {
-  Result<std::vector<std::uint8_t>> bytes =
-      readFileIn(folder_.fd.get(), file.name.c_str(), fileLimit(kind));
-  Result<std::vector<std::uint8_t>> der = bytes
-                                              ? derFromFile(kind, *std::move(bytes))
-                                              : Result<std::vector<std::uint8_t>>(bytes.failure());
-  const Result<void> filled = !der                            ? Result<void>(der.failure())
-                              : kind == FileKind::Certificate ? fillCertificate(file, *der, before)
-                                                              : fillCrl(file, *der, before);
-  if (!filled) {
-    QX_TRACE("%s/%s is left out: %08x", folder_.path.c_str(), file.name.c_str(), filled.error());
+  if (const Result<void> filled = fillFromFile(file, kind, before); !filled) {
+    QX_TRACE("%s/%s is left out: %08x",
+             folder_->path.c_str(),
+             file.name.c_str(),
+             static_cast<unsigned>(filled.error()));
   }
+}
+
+Result<void> FolderReader::fillFromFile(FileState& file, FileKind kind, const FileState* before) {
+  Result<std::vector<std::uint8_t>> bytes =
+      readFileIn(folder_->fd.get(), file.name.c_str(), fileLimit(kind));
+  if (!bytes) {
+    return bytes.failure();
+  }
+  const Result<std::vector<std::uint8_t>> der = derFromFile(kind, *std::move(bytes));
+  if (!der) {
+    return der.failure();
+  }
+  return kind == FileKind::Certificate ? fillCertificate(file, *der, before)
+                                       : fillCrl(file, *der, before);
 }
 
 // The same bytes stay the same object, which knows what libcrypto made of it.

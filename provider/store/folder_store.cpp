@@ -123,26 +123,33 @@ void SnapshotCache::clear() {
   merged_.swap(merged);
 }
 
+// A store that is included may be absent, and must not keep the including one from being read.
+SnapshotPtr includedSnapshot(const StoreName& name) {
+  Result<SnapshotPtr> included = SnapshotCache::instance().get(name);
+  if (included) {
+    return *std::move(included);
+  }
+  if (included.error() != ERROR_FILE_NOT_FOUND) {
+    QX_TRACE("the machine's store %s is left out: %08x",
+             name.name().c_str(),
+             static_cast<unsigned>(included.error()));
+  }
+  return nullptr;
+}
+
 }  // namespace
 
 Result<SnapshotPtr> snapshot(const StoreName& name) {
-  SnapshotCache& cache = SnapshotCache::instance();
   const std::vector<StoreName> sources = name.sources();
-  Result<SnapshotPtr> own = cache.get(sources.front());
+  Result<SnapshotPtr> own = ownSnapshot(sources.front());
   if (sources.size() == 1 || (!own && own.error() != ERROR_FILE_NOT_FOUND)) {
     return own;
   }
-  Result<SnapshotPtr> included = cache.get(sources.back());
-  if (!own) {
-    return included;
-  }
-  if (!included) {
-    if (included.error() != ERROR_FILE_NOT_FOUND) {
-      QX_TRACE("the machine's %s is left out: %08x", name.name().c_str(), included.error());
-    }
+  SnapshotPtr included = includedSnapshot(sources.back());
+  if (included == nullptr) {
     return own;
   }
-  return cache.merge(*own, *included);
+  return own ? SnapshotCache::instance().merge(*own, included) : included;
 }
 
 Result<SnapshotPtr> ownSnapshot(const StoreName& name) {

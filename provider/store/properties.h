@@ -61,7 +61,6 @@ class Properties {
   /// KeySlot is the key handle of a context; an owned one is given back at the slot's end.
   class KeySlot {
    public:
-
     KeySlot(HCRYPTPROV provider, DWORD keySpec, bool owned)
         : provider_(provider), keySpec_(keySpec), owned_(owned) {}
 

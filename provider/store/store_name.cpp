@@ -1,7 +1,5 @@
 #include "provider/store/store_name.h"
 
-#include <strings.h>
-
 #include <algorithm>
 #include <optional>
 #include <utility>
@@ -13,8 +11,8 @@ namespace {
 
 constexpr std::size_t kMaxNameBytes = 255;
 
-bool equalIgnoringCase(std::string_view left, std::string_view right) {
-  return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
+char lowered(char letter) {
+  return letter >= 'A' && letter <= 'Z' ? static_cast<char>(letter - 'A' + 'a') : letter;
 }
 
 bool isControl(char32_t character) {
@@ -81,7 +79,7 @@ Result<StoreName> StoreName::fromWide(Location location, LPCWSTR name) {
 }
 
 bool StoreName::is(std::string_view name) const {
-  return equalIgnoringCase(name_, name);
+  return std::ranges::equal(name_, name, {}, lowered, lowered);
 }
 
 std::vector<StoreName> StoreName::sources() const {

@@ -1,17 +1,16 @@
 #include "provider/store/store_search.h"
 
-#include <locale.h>
-#include <wctype.h>
-
 #include <algorithm>
+#include <clocale>
 #include <cstring>
+#include <cwctype>
 #include <span>
 #include <string>
 #include <string_view>
 #include <utility>
 
 #include "provider/key/key_store.h"
-#include "provider/name/name_text.h"
+#include "provider/name/text_cache.h"
 #include "provider/store/compare.h"
 #include "provider/store/computed_value.h"
 #include "provider/support/utf8.h"
@@ -71,8 +70,8 @@ std::wstring folded(std::wstring text) {
 }
 
 bool nameHolds(const CERT_NAME_BLOB& name, const std::wstring& wanted) {
-  Result<std::wstring> text = nameText(bytesOf(name), CERT_SIMPLE_NAME_STR);
-  return text && folded(*std::move(text)).find(wanted) != std::wstring::npos;
+  const auto text = cachedNameText(bytesOf(name), CERT_SIMPLE_NAME_STR);
+  return text && folded(**text).find(wanted) != std::wstring::npos;
 }
 
 using NameMember = CERT_NAME_BLOB CERT_INFO::*;
@@ -80,13 +79,13 @@ using NameMember = CERT_NAME_BLOB CERT_INFO::*;
 Test nameTest(NameMember member, const void* parameter) {
   const auto* wanted = static_cast<const CERT_NAME_BLOB*>(parameter);
   return [member, wanted](const Candidate& candidate) {
-    return sameBytes(candidate.data.info().*member, *wanted);
+    return sameBytes(candidate.data->info().*member, *wanted);
   };
 }
 
 Test textTest(NameMember member, const std::wstring& text) {
   return [member, wanted = folded(text)](const Candidate& candidate) {
-    return nameHolds(candidate.data.info().*member, wanted);
+    return nameHolds(candidate.data->info().*member, wanted);
   };
 }
 
@@ -103,15 +102,15 @@ Test narrowTextTest(NameMember member, const void* parameter) {
 Test valueTest(DWORD propertyId, const void* parameter) {
   const auto* wanted = static_cast<const CRYPT_HASH_BLOB*>(parameter);
   return [propertyId, wanted](const Candidate& candidate) {
-    return hasValue(candidate.data, propertyId, *wanted);
+    return hasValue(*candidate.data, propertyId, *wanted);
   };
 }
 
 // A certificate without a serial number is none: an empty one finds nothing.
 Test issuerAndSerialTest(const CERT_NAME_BLOB& issuer, const CRYPT_INTEGER_BLOB& serial) {
   return [issuer, serial](const Candidate& candidate) {
-    return serial.cbData != 0 && sameInteger(candidate.data.info().SerialNumber, serial) &&
-           sameBytes(candidate.data.info().Issuer, issuer);
+    return serial.cbData != 0 && sameInteger(candidate.data->info().SerialNumber, serial) &&
+           sameBytes(candidate.data->info().Issuer, issuer);
   };
 }
 
@@ -136,14 +135,14 @@ bool samePublicKey(const CERT_PUBLIC_KEY_INFO& left, const CERT_PUBLIC_KEY_INFO&
 Test publicKeyTest(const void* parameter) {
   const auto* wanted = static_cast<const CERT_PUBLIC_KEY_INFO*>(parameter);
   return [wanted](const Candidate& candidate) {
-    return samePublicKey(candidate.data.info().SubjectPublicKeyInfo, *wanted);
+    return samePublicKey(candidate.data->info().SubjectPublicKeyInfo, *wanted);
   };
 }
 
 Test existingTest(const void* parameter) {
   const auto* wanted = static_cast<PCCERT_CONTEXT>(parameter);
   return [wanted](const Candidate& candidate) {
-    return std::ranges::equal(candidate.data.der(),
+    return std::ranges::equal(candidate.data->der(),
                               std::span(wanted->pbCertEncoded, wanted->cbCertEncoded));
   };
 }
@@ -165,20 +164,20 @@ Test certIdTest(const void* parameter) {
 
 Test propertyTest(const void* parameter) {
   const DWORD id = *static_cast<const DWORD*>(parameter);
-  return [id](const Candidate& candidate) { return candidate.properties.has(id); };
+  return [id](const Candidate& candidate) { return candidate.properties->has(id); };
 }
 
 Test keySpecTest(const void* parameter) {
   const DWORD keySpec = *static_cast<const DWORD*>(parameter);
   return
-      [keySpec](const Candidate& candidate) { return candidate.properties.keySpec() == keySpec; };
+      [keySpec](const Candidate& candidate) { return candidate.properties->keySpec() == keySpec; };
 }
 
 // A key belongs to a certificate by a property, or because the location's key folder has it.
 bool hasPrivateKey(const Candidate& candidate) {
-  return candidate.properties.has(CERT_KEY_PROV_INFO_PROP_ID) ||
-         candidate.properties.has(CERT_KEY_CONTEXT_PROP_ID) ||
-         (candidate.location && findKey(*candidate.location, candidate.data.keyFileName()));
+  return candidate.properties->has(CERT_KEY_PROV_INFO_PROP_ID) ||
+         candidate.properties->has(CERT_KEY_CONTEXT_PROP_ID) ||
+         (candidate.location && findKey(*candidate.location, candidate.data->keyFileName()));
 }
 
 Test privateKeyTest(const void* /*parameter*/) {
@@ -207,29 +206,47 @@ constexpr NameMember kSubject = &CERT_INFO::Subject;
 constexpr NameMember kIssuer = &CERT_INFO::Issuer;
 
 constexpr SearchKind kKinds[] = {
-    {CERT_FIND_MD5_HASH, true, valueTestOf<CERT_MD5_HASH_PROP_ID>},
-    {CERT_FIND_SIGNATURE_HASH, true, valueTestOf<CERT_SIGNATURE_HASH_PROP_ID>},
-    {CERT_FIND_KEY_IDENTIFIER, true, valueTestOf<CERT_KEY_IDENTIFIER_PROP_ID>},
-    {CERT_FIND_SUBJECT_NAME, true, withMember<nameTest, kSubject>},
-    {CERT_FIND_ISSUER_NAME, true, withMember<nameTest, kIssuer>},
-    {CERT_FIND_SUBJECT_STR_W, false, withMember<wideTextTest, kSubject>},
-    {CERT_FIND_SUBJECT_STR_A, false, withMember<narrowTextTest, kSubject>},
-    {CERT_FIND_ISSUER_STR_W, false, withMember<wideTextTest, kIssuer>},
-    {CERT_FIND_ISSUER_STR_A, false, withMember<narrowTextTest, kIssuer>},
-    {CERT_FIND_SUBJECT_CERT, true, subjectCertificateTest},
-    {CERT_FIND_ISSUER_OF, true, issuerTest},
-    {CERT_FIND_EXISTING, true, existingTest},
-    {CERT_FIND_PUBLIC_KEY, true, publicKeyTest},
-    {CERT_FIND_CERT_ID, true, certIdTest},
-    {CERT_FIND_PROPERTY, true, propertyTest},
-    {CERT_FIND_KEY_SPEC, true, keySpecTest},
-    {CERT_FIND_HAS_PRIVATE_KEY, false, privateKeyTest},
+    {.findType = CERT_FIND_MD5_HASH,
+     .needsParameter = true,
+     .make = valueTestOf<CERT_MD5_HASH_PROP_ID>},
+    {.findType = CERT_FIND_SIGNATURE_HASH,
+     .needsParameter = true,
+     .make = valueTestOf<CERT_SIGNATURE_HASH_PROP_ID>},
+    {.findType = CERT_FIND_KEY_IDENTIFIER,
+     .needsParameter = true,
+     .make = valueTestOf<CERT_KEY_IDENTIFIER_PROP_ID>},
+    {.findType = CERT_FIND_SUBJECT_NAME,
+     .needsParameter = true,
+     .make = withMember<nameTest, kSubject>},
+    {.findType = CERT_FIND_ISSUER_NAME,
+     .needsParameter = true,
+     .make = withMember<nameTest, kIssuer>},
+    {.findType = CERT_FIND_SUBJECT_STR_W,
+     .needsParameter = false,
+     .make = withMember<wideTextTest, kSubject>},
+    {.findType = CERT_FIND_SUBJECT_STR_A,
+     .needsParameter = false,
+     .make = withMember<narrowTextTest, kSubject>},
+    {.findType = CERT_FIND_ISSUER_STR_W,
+     .needsParameter = false,
+     .make = withMember<wideTextTest, kIssuer>},
+    {.findType = CERT_FIND_ISSUER_STR_A,
+     .needsParameter = false,
+     .make = withMember<narrowTextTest, kIssuer>},
+    {.findType = CERT_FIND_SUBJECT_CERT, .needsParameter = true, .make = subjectCertificateTest},
+    {.findType = CERT_FIND_ISSUER_OF, .needsParameter = true, .make = issuerTest},
+    {.findType = CERT_FIND_EXISTING, .needsParameter = true, .make = existingTest},
+    {.findType = CERT_FIND_PUBLIC_KEY, .needsParameter = true, .make = publicKeyTest},
+    {.findType = CERT_FIND_CERT_ID, .needsParameter = true, .make = certIdTest},
+    {.findType = CERT_FIND_PROPERTY, .needsParameter = true, .make = propertyTest},
+    {.findType = CERT_FIND_KEY_SPEC, .needsParameter = true, .make = keySpecTest},
+    {.findType = CERT_FIND_HAS_PRIVATE_KEY, .needsParameter = false, .make = privateKeyTest},
 };
 
 }  // namespace
 
 StoreSearch StoreSearch::byThumbprint(const Thumbprint& sha1) {
-  StoreSearch search([sha1](const Candidate& candidate) { return candidate.data.sha1() == sha1; });
+  StoreSearch search([sha1](const Candidate& candidate) { return candidate.data->sha1() == sha1; });
   search.thumbprint_ = sha1;
   return search;
 }

@@ -16,8 +16,8 @@ namespace qx {
 
 /// What a search looks at.
 struct Candidate {
-  const CertificateData& data;
-  const Properties& properties;
+  const CertificateData* data = nullptr;
+  const Properties* properties = nullptr;
   std::optional<Location> location;  ///< whose keys the certificate may use
 };
 
@@ -25,7 +25,7 @@ struct Candidate {
 class StoreSearch {
  public:
   /// Every certificate.
-  static StoreSearch all() { return StoreSearch(); }
+  static StoreSearch all() { return {}; }
 
   /// of reads the arguments of CertFindCertificateInStore; what `parameter` points at must live as long
   /// as the search. E_INVALIDARG for an unknown type, and for a parameter that is missing.

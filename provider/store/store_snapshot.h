@@ -16,14 +16,14 @@ namespace qx {
 /// One certificate of a store, and the file that it stands in.
 struct StoredCertificate {
   std::shared_ptr<const CertificateData> data;
-  Location location;
+  Location location = Location::CurrentUser;
   std::string fileName;
 };
 
 /// One CRL of a store, and the file that it stands in.
 struct StoredCrl {
   std::shared_ptr<const CrlData> data;
-  Location location;
+  Location location = Location::CurrentUser;
   std::string fileName;
 };
 
