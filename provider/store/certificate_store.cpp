@@ -63,8 +63,9 @@ CertificateStore::CertificateStore(std::optional<StoreName> name,
                                    bool readOnly)
     : name_(std::move(name)), snapshot_(std::move(snapshot)), flags_(flags), readOnly_(readOnly) {}
 
+// Nothing is allocated here: who closes has no second try.
 Result<bool> CertificateStore::close() {
-  std::vector<CertificateContext*> idle;
+  std::size_t idle = 0;
   bool contextsOut = false;
   {
     const std::scoped_lock lock(mutex_);
@@ -72,18 +73,16 @@ Result<bool> CertificateStore::close() {
       return fail(ERROR_INVALID_HANDLE);
     }
     closed_ = true;
-    for (const auto& [order, context] : contexts_) {
-      if (context->references_ == 0) {
-        idle.push_back(context);
+    idle = std::erase_if(contexts_, [](const auto& item) {
+      const bool back = item.second->references_ == 0;
+      if (back) {
+        delete item.second;
       }
-    }
-    contextsOut = idle.size() < contexts_.size();
-    std::erase_if(contexts_, [](const auto& item) { return item.second->references_ == 0; });
+      return back;
+    });
+    contextsOut = !contexts_.empty();
   }
-  for (CertificateContext* context : idle) {
-    delete context;
-  }
-  dropReferences(idle.size() + 1);
+  dropReferences(idle + 1);
   return contextsOut;
 }
 
@@ -222,7 +221,10 @@ CertificateContext* CertificateStore::putIn(StoredCertificate addition,
   const std::scoped_lock lock(mutex_);
   const Order order = --lastAddition_;  // never used again: contexts outlive their entries
   additions_.emplace(order, std::move(addition));
+  const auto takeBack = [this](const Order* failed) { additions_.erase(*failed); };
+  std::unique_ptr<const Order, decltype(takeBack)> undo(&order, takeBack);
   CertificateContext* context = contextAt(order);
+  static_cast<void>(undo.release());
   if (instead != nullptr) {
     takeOut(instead->order_);
   }

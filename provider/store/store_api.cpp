@@ -126,9 +126,11 @@ Result<void> closeStore(HCERTSTORE handle, DWORD flags) {
 
 // The previous context goes whatever happens.
 Result<PCCERT_CONTEXT> findNext(HCERTSTORE handle,
-                                const Result<StoreSearch>& search,
+                                DWORD findType,
+                                const void* parameter,
                                 PCCERT_CONTEXT previousContext) {
   const ContextReference previous(CertificateContext::from(previousContext));
+  const Result<StoreSearch> search = StoreSearch::of(findType, parameter);
   if (!search) {
     return search.failure();
   }
@@ -192,22 +194,20 @@ PCCERT_CONTEXT CertFindCertificateInStore(HCERTSTORE hCertStore,
                                           DWORD dwFindType,
                                           const void* pvFindPara,
                                           PCCERT_CONTEXT pPrevCertContext) {
-  return qx::apiValue<PCCERT_CONTEXT>([&] {
-    return qx::findNext(hCertStore, qx::StoreSearch::of(dwFindType, pvFindPara), pPrevCertContext);
-  });
+  return qx::apiValue<PCCERT_CONTEXT>(
+      [&] { return qx::findNext(hCertStore, dwFindType, pvFindPara, pPrevCertContext); });
 }
 
 PCCERT_CONTEXT CertEnumCertificatesInStore(HCERTSTORE hCertStore, PCCERT_CONTEXT pPrevCertContext) {
   return qx::apiValue<PCCERT_CONTEXT>(
-      [&] { return qx::findNext(hCertStore, qx::StoreSearch::all(), pPrevCertContext); });
+      [&] { return qx::findNext(hCertStore, CERT_FIND_ANY, nullptr, pPrevCertContext); });
 }
 
 PCCERT_CONTEXT CertGetSubjectCertificateFromStore(HCERTSTORE hCertStore,
                                                   DWORD /*dwCertEncodingType*/,
                                                   PCERT_INFO pCertId) {
-  return qx::apiValue<PCCERT_CONTEXT>([&] {
-    return qx::findNext(hCertStore, qx::StoreSearch::of(CERT_FIND_SUBJECT_CERT, pCertId), nullptr);
-  });
+  return qx::apiValue<PCCERT_CONTEXT>(
+      [&] { return qx::findNext(hCertStore, CERT_FIND_SUBJECT_CERT, pCertId, nullptr); });
 }
 
 BOOL CertAddEncodedCertificateToStore(HCERTSTORE hCertStore,
