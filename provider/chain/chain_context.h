@@ -36,8 +36,8 @@ class ChainContext : public CERT_CHAIN_CONTEXT, public Tagged<HandleTag::Chain> 
 
   struct Element {
     std::unique_ptr<const CERT_CONTEXT, ContextRelease> certificate;
-    CERT_CHAIN_ELEMENT record;
-    CERT_REVOCATION_INFO revocation;
+    CERT_CHAIN_ELEMENT record{};
+    CERT_REVOCATION_INFO revocation{};
   };
 
   void fill(std::size_t i, const ChainElement& from);

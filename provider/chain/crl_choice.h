@@ -20,6 +20,12 @@ class CrlChooser {
   /// `window` is narrowed by the dates of the CRLs that are looked at.
   CrlChooser(const TrustSource& trust, TimeWindow& window) : trust_(trust), window_(window) {}
 
+  ~CrlChooser() = default;
+  CrlChooser(const CrlChooser&) = delete;
+  CrlChooser& operator=(const CrlChooser&) = delete;
+  CrlChooser(CrlChooser&&) = delete;
+  CrlChooser& operator=(CrlChooser&&) = delete;
+
   /// Those for the first `count` certificates of a path, from the trust source and from `extra`.
   std::vector<CrlPtr> choose(const Path& path, std::size_t count, const CrlIndex& extra);
 

@@ -45,8 +45,14 @@ class NameIndex {
  private:
   struct Named {
     X509NamePtr name;
+    std::size_t position = 0;
     Pointer object;
   };
+
+  static bool comesBefore(const Named& left, const Named& right) {
+    const int compared = X509_NAME_cmp(left.name.get(), right.name.get());
+    return compared != 0 ? compared < 0 : left.position < right.position;
+  }
 
   // Two parallel arrays, so that a range of objects can be handed out.
   std::vector<X509NamePtr> names_;
@@ -62,12 +68,10 @@ NameIndex<Data>::NameIndex(std::span<const Pointer> objects) {
     const unsigned char* position = name.data();
     X509NamePtr decoded(d2i_X509_NAME(nullptr, &position, static_cast<long>(name.size())));
     if (decoded != nullptr) {
-      sorted.push_back({std::move(decoded), object});
+      sorted.push_back({std::move(decoded), sorted.size(), object});
     }
   }
-  std::ranges::stable_sort(sorted, [](const Named& left, const Named& right) {
-    return X509_NAME_cmp(left.name.get(), right.name.get()) < 0;
-  });
+  std::ranges::sort(sorted, comesBefore);
   names_.reserve(sorted.size());
   objects_.reserve(sorted.size());
   for (Named& named : sorted) {

@@ -21,8 +21,8 @@ constexpr unsigned long kFlags =
 constexpr DWORD kRevocationBits = kRevocationUnknown | CERT_TRUST_IS_REVOKED;
 
 struct Check {
-  const Path& path;
-  std::size_t checked;  // for revocation
+  const Path* path = nullptr;
+  std::size_t checked = 0;  // for revocation
   PathFaults faults;
 };
 
@@ -66,7 +66,7 @@ int onVerified(int good, X509_STORE_CTX* context) {
 // The path is made; libcrypto's own search, which looks at names and key identifiers only and takes the
 // first that fits, is led along it.
 int isIssuedBy(X509_STORE_CTX* context, X509* subject, X509* issuer) {
-  const std::vector<CertificatePtr>& path = checkOf(context).path.certificates;
+  const std::vector<CertificatePtr>& path = checkOf(context).path->certificates;
   if (subject == issuer) {
     return X509_self_signed(subject, /*verify_signature=*/0) > 0 ? 1 : 0;
   }
@@ -147,8 +147,8 @@ bool setParameters(X509_STORE_CTX* context, std::time_t now, RevocationScope rev
 // without saying why.
 bool markUnreadable(Check& check) {
   bool any = false;
-  for (std::size_t i = 0; i < check.path.certificates.size(); ++i) {
-    if ((X509_get_extension_flags(check.path.certificates[i]->x509()) & EXFLAG_INVALID) != 0) {
+  for (std::size_t i = 0; i < check.path->certificates.size(); ++i) {
+    if ((X509_get_extension_flags(check.path->certificates[i]->x509()) & EXFLAG_INVALID) != 0) {
       check.faults.elements[i] |= CERT_TRUST_INVALID_EXTENSION;
       any = true;
     }
@@ -179,7 +179,7 @@ Result<PathFaults> checkPath(const Path& path,
                              RevocationScope revocation,
                              std::span<const CrlPtr> crls) {
   const std::span<const CertificatePtr> certificates(path.certificates);
-  Check check{.path = path,
+  Check check{.path = &path,
               .checked = countChecked(path, revocation),
               .faults = {.elements = std::vector<DWORD>(certificates.size())}};
   const X509BorrowedStackPtr trusted =

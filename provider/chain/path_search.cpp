@@ -20,11 +20,12 @@ struct Candidate {
   bool isRoot = false;
   bool isValid = false;
   bool isStored = false;  // not only in the caller's material
+  std::size_t position = 0;
 };
 
 bool isLikelier(const Candidate& left, const Candidate& right) {
-  return std::tie(left.maySign, left.isRoot, left.isValid, left.isStored) >
-         std::tie(right.maySign, right.isRoot, right.isValid, right.isStored);
+  return std::tie(left.maySign, left.isRoot, left.isValid, left.isStored, right.position) >
+         std::tie(right.maySign, right.isRoot, right.isValid, right.isStored, left.position);
 }
 
 bool isSelfSigned(const CertificateData& certificate) {
@@ -47,6 +48,12 @@ class PathSearch {
         window_(window),
         visit_(visit),
         path_{.certificates = {request.certificate}} {}
+
+  ~PathSearch() = default;
+  PathSearch(const PathSearch&) = delete;
+  PathSearch& operator=(const PathSearch&) = delete;
+  PathSearch(PathSearch&&) = delete;
+  PathSearch& operator=(PathSearch&&) = delete;
 
   void run() {
     noteDates(*request_.certificate);
@@ -113,7 +120,8 @@ void PathSearch::collect(std::span<const CertificatePtr> from,
                     .maySign = linked == X509_V_OK,
                     .isRoot = isSelfSigned(*issuer) && request_.trust->isRoot(*issuer),
                     .isValid = isValidAt(*issuer, request_.time.value_or(request_.now)),
-                    .isStored = stored});
+                    .isStored = stored,
+                    .position = into.size()});
   }
 }
 
@@ -126,7 +134,7 @@ std::vector<Candidate> PathSearch::issuers(bool& cyclic) {
   std::erase_if(found,
                 [&](const Candidate& candidate) { return isInPath(*candidate.certificate); });
   cyclic = found.empty() && all > 0;
-  std::ranges::stable_sort(found, isLikelier);
+  std::ranges::sort(found, isLikelier);
   return found;
 }
 
@@ -136,6 +144,7 @@ bool PathSearch::fitsSignature(const CertificateData& issuer) {
          X509_verify(last().x509(), key) == 1;
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): as deep as the longest chain
 void PathSearch::extendBy(const CertificatePtr& issuer) {
   path_.certificates.push_back(issuer);
   extend();
@@ -143,6 +152,7 @@ void PathSearch::extendBy(const CertificatePtr& issuer) {
 }
 
 // A lone candidate is taken as it is: its signature is checked with the path.
+// NOLINTNEXTLINE(misc-no-recursion): as deep as the longest chain
 void PathSearch::extend() {
   bool cyclic = false;
   std::vector<Candidate> candidates;

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <ranges>
 #include <string_view>
 
 #include <openssl/objects.h>
@@ -23,6 +24,7 @@ std::string dotted(const ASN1_OBJECT* oid) {
 
 std::vector<std::string> usagesIn(const EXTENDED_KEY_USAGE* extension) {
   std::vector<std::string> usages;
+  usages.reserve(static_cast<std::size_t>(std::max(0, sk_ASN1_OBJECT_num(extension))));
   for (int i = 0; i < sk_ASN1_OBJECT_num(extension); ++i) {
     usages.push_back(dotted(sk_ASN1_OBJECT_value(extension, i)));
   }
@@ -60,11 +62,11 @@ void markUsage(const RequestedUsage& requested, std::vector<ChainElement>& eleme
     return;
   }
   std::vector<std::string> left = requested.oids;
-  for (auto element = elements.rbegin(); element != elements.rend(); ++element) {
-    std::vector<std::string> allowed = allowedBy(*element->certificate, left);
+  for (ChainElement& element : std::views::reverse(elements)) {
+    std::vector<std::string> allowed = allowedBy(*element.certificate, left);
     const bool suffices = requested.any ? !allowed.empty() : allowed.size() == left.size();
     if (!suffices) {
-      element->errors |= CERT_TRUST_IS_NOT_VALID_FOR_USAGE;
+      element.errors |= CERT_TRUST_IS_NOT_VALID_FOR_USAGE;
     } else {
       left = std::move(allowed);
     }

@@ -63,6 +63,12 @@ class Evaluation {
         chooser_(*request.trust, window_),
         crls_(request.crls) {}
 
+  ~Evaluation() = default;
+  Evaluation(const Evaluation&) = delete;
+  Evaluation& operator=(const Evaluation&) = delete;
+  Evaluation(Evaluation&&) = delete;
+  Evaluation& operator=(Evaluation&&) = delete;
+
   Result<ChainVerdict> run();
 
  private:

@@ -1,4 +1,5 @@
 // Which chain is built where several could be.
+#include <algorithm>
 #include <chrono>
 #include <string>
 #include <vector>
@@ -365,7 +366,7 @@ TEST_F(Building, RefusesACertificateWhoseKeyCannotBeRead) {
   lab::Bytes der = lab::toDer(root.certificate());
   // The OID of the key's curve, P-256, turned into another one.
   const lab::Bytes curve = {0x06, 0x08, 0x2A, 0x86, 0x48, 0xCE, 0x3D, 0x03, 0x01, 0x07};
-  const auto place = std::search(der.begin(), der.end(), curve.begin(), curve.end());
+  const auto place = std::ranges::search(der, curve).begin();
   ASSERT_NE(place, der.end());
   place[9] = 0x7F;
   const Result<CertificatePtr> certificate = CertificateData::parse(der);

@@ -139,6 +139,7 @@ ChainVerdict ChainWorld::judgeTwice(const X509* certificate) const {
 
 std::vector<DWORD> errorsOf(const ChainVerdict& verdict) {
   std::vector<DWORD> errors;
+  errors.reserve(verdict.elements.size());
   for (const ChainElement& element : verdict.elements) {
     errors.push_back(element.errors);
   }
@@ -147,6 +148,7 @@ std::vector<DWORD> errorsOf(const ChainVerdict& verdict) {
 
 std::vector<std::string> namesOf(const ChainVerdict& verdict) {
   std::vector<std::string> names;
+  names.reserve(verdict.elements.size());
   for (const ChainElement& element : verdict.elements) {
     std::array<char, 256> name{};
     X509_NAME_get_text_by_NID(X509_get_subject_name(element.certificate->x509()),

@@ -1,5 +1,6 @@
 #include "provider/chain/verdict_cache.h"
 
+#include <algorithm>
 #include <memory>
 #include <string>
 #include <vector>
@@ -126,6 +127,7 @@ TEST_F(VerdictCacheTest, KeepsDifferentRequestsApart) {
   requests[6].certificates = material;
   requests[7].crls = crls;
   std::vector<VerdictPtr> verdicts;
+  verdicts.reserve(requests.size());
   for (const ChainRequest& asked : requests) {
     verdicts.push_back(judge(asked));
   }
@@ -150,7 +152,7 @@ TEST_F(VerdictCacheTest, MakesRoomByDroppingTheOldest) {
 TEST_F(VerdictCacheTest, DoesNotKeepFailures) {
   lab::Bytes der = lab::toDer(root.certificate());
   const lab::Bytes curve = {0x06, 0x08, 0x2A, 0x86, 0x48, 0xCE, 0x3D, 0x03, 0x01, 0x07};
-  const auto place = std::search(der.begin(), der.end(), curve.begin(), curve.end());
+  const auto place = std::ranges::search(der, curve).begin();
   ASSERT_NE(place, der.end());
   place[9] = 0x7F;
   const ChainRequest asked{.certificate = *CertificateData::parse(der), .now = now};
