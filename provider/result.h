@@ -30,6 +30,7 @@ class [[nodiscard]] Result {
 
   explicit operator bool() const { return value_.has_value(); }
 
+  // NOLINTBEGIN(bugprone-unchecked-optional-access): whoever takes the value has tested
   T& operator*() & { return *value_; }
 
   const T& operator*() const& { return *value_; }
@@ -39,6 +40,8 @@ class [[nodiscard]] Result {
   T* operator->() { return &*value_; }
 
   const T* operator->() const { return &*value_; }
+
+  // NOLINTEND(bugprone-unchecked-optional-access)
 
   Failure failure() const { return Failure{code_}; }
 

@@ -56,12 +56,12 @@ Result<std::uint64_t> joinFirstArcs(std::uint64_t first, std::uint64_t second) {
   if (first > 2 || (first < 2 && second > 39) || second > kMaxArc - 80) {
     return fail(CRYPT_E_OID_FORMAT);
   }
-  return first * 40 + second;
+  return (first * 40) + second;
 }
 
 std::string splitFirstArcs(std::uint64_t joined) {
   const std::uint64_t first = joined < 80 ? joined / 40 : 2;
-  return std::to_string(first) + '.' + std::to_string(joined - first * 40);
+  return std::to_string(first) + '.' + std::to_string(joined - (first * 40));
 }
 
 }  // namespace

@@ -248,18 +248,12 @@ Result<std::optional<Bytes>> OctetStringReader::step() {
 }
 
 Result<std::vector<std::uint8_t>> readOctets(const Element& string, std::uint8_t primitive) {
-  OctetStringReader reader(string, primitive);
   std::vector<std::uint8_t> octets;
-  for (;;) {
-    const Result<std::optional<Bytes>> part = reader.next();
-    if (!part) {
-      return part.failure();
-    }
-    if (!*part) {
-      return octets;
-    }
-    octets.insert(octets.end(), (*part)->begin(), (*part)->end());
-  }
+  const auto collect = [&octets](Bytes piece) {
+    octets.insert(octets.end(), piece.begin(), piece.end());
+  };
+  const Result<void> done = visitOctets(string, collect, primitive);
+  return done ? Result<std::vector<std::uint8_t>>(std::move(octets)) : done.failure();
 }
 
 }  // namespace qx::der

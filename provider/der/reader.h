@@ -94,6 +94,25 @@ class OctetStringReader {
   std::uint8_t expected_;
 };
 
+/// visitOctets shows the octets of an OCTET STRING to `visitor`, a span at a time.
+template <class Visitor>
+Result<void> visitOctets(const Element& string,
+                         const Visitor& visitor,
+                         std::uint8_t primitive = kOctetString) {
+  OctetStringReader reader(string, primitive);
+  for (;;) {
+    const Result<std::optional<Bytes>> next = reader.next();
+    if (!next) {
+      return next.failure();
+    }
+    const std::optional<Bytes> octets = *next;
+    if (!octets) {
+      return {};
+    }
+    visitor(*octets);
+  }
+}
+
 /// readOctets collects the octets of an OCTET STRING in one piece.
 Result<std::vector<std::uint8_t>> readOctets(const Element& string,
                                              std::uint8_t primitive = kOctetString);

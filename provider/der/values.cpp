@@ -49,7 +49,7 @@ class TimeReader {
         good_ = false;
         return low;
       }
-      value = value * 10 + (rest_.front() - '0');
+      value = (value * 10) + (rest_.front() - '0');
       rest_ = rest_.subspan(1);
     }
     good_ = good_ && value >= low && value <= high;
@@ -90,7 +90,7 @@ int readOffset(TimeReader& reader) {
     return 0;  // what is left makes the time invalid
   }
   const int hours = reader.number(2, 0, 23);
-  const int minutes = hours * 60 + reader.number(2, 0, 59);
+  const int minutes = (hours * 60) + reader.number(2, 0, 59);
   return east ? minutes : -minutes;
 }
 
@@ -105,18 +105,20 @@ int daysInMonth(int year, int month) {
 std::int64_t daysSince1970(int year, int month, int day) {
   const int shifted = month > 2 ? year : year - 1;
   const int era = shifted / 400;
-  const int yearOfEra = shifted - era * 400;
-  const int dayOfYear = (153 * (month > 2 ? month - 3 : month + 9) + 2) / 5 + day - 1;
-  const int dayOfEra = yearOfEra * 365 + yearOfEra / 4 - yearOfEra / 100 + dayOfYear;
-  return std::int64_t{era} * 146'097 + dayOfEra - 719'468;
+  const int yearOfEra = shifted - (era * 400);
+  const int monthOfYear = month > 2 ? month - 3 : month + 9;
+  const int dayOfYear = (((153 * monthOfYear) + 2) / 5) + day - 1;
+  const int dayOfEra = (yearOfEra * 365) + (yearOfEra / 4) - (yearOfEra / 100) + dayOfYear;
+  return (std::int64_t{era} * 146'097) + dayOfEra - 719'468;
 }
 
 FILETIME toFileTime(const CivilTime& time) {
   const std::int64_t days = daysSince1970(time.year, time.month, time.day) + kDaysFrom1601To1970;
   // The published decoder adds the zone's offset; times that end in Z, all that we write, have none.
-  const std::int64_t minutes = days * 1440 + time.hour * 60 + time.minute + time.offsetMinutes;
-  const std::int64_t seconds = std::max<std::int64_t>(minutes * 60 + time.second, 0);
-  const auto ticks = static_cast<std::uint64_t>(seconds * kTicksPerSecond + time.ticks);
+  const std::int64_t hours = (days * 24) + time.hour;
+  const std::int64_t minutes = (hours * 60) + time.minute + time.offsetMinutes;
+  const std::int64_t seconds = std::max<std::int64_t>((minutes * 60) + time.second, 0);
+  const auto ticks = static_cast<std::uint64_t>((seconds * kTicksPerSecond) + time.ticks);
   return {.dwLowDateTime = static_cast<DWORD>(ticks),
           .dwHighDateTime = static_cast<DWORD>(ticks >> 32U)};
 }

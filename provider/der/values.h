@@ -36,7 +36,7 @@ Result<BitString> readBitString(const Element& bits);
 
 /// readTime reads UTCTime (years 1950 to 2049) or GeneralizedTime. Seconds may be missing; fractions
 /// count to the 100 ns; a time without a zone is taken as UTC.
-Result<FILETIME> readTime(const Element& time);
+Result<FILETIME> readTime(const Element& element);
 
 /// littleEndian gives the content octets of an INTEGER as the published interface wants serial
 /// numbers: reversed.

@@ -46,7 +46,7 @@ class Encoding {
 
   /// The pieces in order, for a reader that needs no copy (a hash).
   template <class Visitor>
-  void visit(Visitor&& visitor) const {
+  void visit(const Visitor& visitor) const {
     for (const Slice& piece : pieces_) {
       visitor(piece.bytes());
     }

@@ -10,9 +10,10 @@ using MakeState = std::unique_ptr<HashState> (*)();
 
 struct Row {
   HashInfo info;
-  MakeState make;
+  MakeState make = nullptr;
 };
 
+// NOLINTBEGIN(modernize-use-designated-initializers): rows of tables
 // Which library does which algorithm. The rows stand in the order of HashAlgorithm. The engine's own
 // R 34.11-94 is not among them: it hashes the empty message wrongly.
 // clang-format off
@@ -50,6 +51,7 @@ constexpr SignatureOid kSignatureOids[] = {
     {"1.2.643.7.1.1.3.3",     HashAlgorithm::Streebog512},
 };
 // clang-format on
+// NOLINTEND(modernize-use-designated-initializers)
 
 const Row& rowOf(HashAlgorithm algorithm) {
   return kRows[static_cast<std::size_t>(algorithm)];

@@ -26,11 +26,11 @@ enum class HashAlgorithm : std::uint8_t {
 };
 
 struct HashInfo {
-  HashAlgorithm algorithm;
+  HashAlgorithm algorithm{};
   std::string_view oid;  ///< dotted; ends in NUL
-  ALG_ID algId;
-  std::size_t length;  ///< of the value, in bytes
-  bool signs;          ///< false: broken, only good for hashed messages
+  ALG_ID algId = 0;
+  std::size_t length = 0;  ///< of the value, in bytes
+  bool signs = false;      ///< false: broken, only good for hashed messages
 };
 
 inline constexpr std::size_t kMaxHashLength = 64;

@@ -17,16 +17,9 @@ void MessageContent::setOctets(der::Bytes octets) {
 }
 
 Result<void> MessageContent::setString(const der::Element& string) {
-  der::OctetStringReader reader(string);
-  for (;;) {
-    const Result<std::optional<der::Bytes>> octets = reader.next();
-    if (!octets) {
-      return octets.failure();
-    }
-    if (!*octets) {
-      break;
-    }
-    note(**octets);
+  const Result<void> read = der::visitOctets(string, [this](der::Bytes octets) { note(octets); });
+  if (!read) {
+    return read;
   }
   source_ = string;
   complete_ = true;
@@ -66,11 +59,7 @@ void MessageContent::visit(const Visitor& visitor) const {
     visitor(*octets);
   }
   if (const auto* string = std::get_if<der::Element>(&source_)) {
-    der::OctetStringReader reader(*string);
-    // setString has read it to its end already.
-    for (auto segment = reader.next(); segment && *segment; segment = reader.next()) {
-      visitor(**segment);
-    }
+    (void)der::visitOctets(*string, visitor);  // read to its end before, by setString
   }
 }
 

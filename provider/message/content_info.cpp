@@ -12,11 +12,15 @@ constexpr std::uint8_t kContentTag = der::contextConstructed(0);
 
 // The one element inside [0], if there is a [0].
 Result<std::optional<der::Element>> readContent(der::Reader& reader) {
-  const Result<std::optional<der::Element>> tagged = reader.optional(kContentTag);
-  if (!tagged || !*tagged) {
+  const Result<std::optional<der::Element>> found = reader.optional(kContentTag);
+  if (!found) {
+    return found;
+  }
+  const std::optional<der::Element> tagged = *found;
+  if (!tagged) {
     return tagged;
   }
-  der::Reader inside((*tagged)->content);
+  der::Reader inside(tagged->content);
   const Result<der::Element> content = inside.next();
   if (!content) {
     return content.failure();

@@ -62,12 +62,13 @@ Result<der::Element> Decoder::bareElement(der::Bytes bytes) {
   if (type == 0) {
     return fail(CRYPT_E_INVALID_MSG_TYPE);
   }
-  if (!info->content) {
+  const std::optional<der::Element> bare = info->content;
+  if (!bare) {
     return fail(CRYPT_E_ASN1_EOD);
   }
   type_ = type;
   input_ = info->whole;
-  return *info->content;
+  return *bare;
 }
 
 Result<void> Decoder::param(DWORD type, DWORD index, ParamOutput& output) {

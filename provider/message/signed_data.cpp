@@ -82,14 +82,15 @@ Result<void> SignedData::readHead(der::Reader& reader) {
 Result<void> SignedData::readSets(der::Reader& reader) {
   for (auto [tag, set] :
        {std::pair{kCertificatesTag, &certificates_}, std::pair{kCrlsTag, &crls_}}) {
-    const Result<std::optional<der::Element>> field = reader.optional(tag);
-    if (!field) {
-      return field.failure();
+    const Result<std::optional<der::Element>> found = reader.optional(tag);
+    if (!found) {
+      return found.failure();
     }
-    if (!*field) {
+    const std::optional<der::Element> field = *found;
+    if (!field) {
       continue;
     }
-    if (const Result<void> done = set->read((*field)->content); !done) {
+    if (const Result<void> done = set->read(field->content); !done) {
       return done;
     }
   }

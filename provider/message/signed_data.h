@@ -47,10 +47,10 @@ class SignedData {
 
   Result<void> removeSigner(std::size_t index);
 
-  /// addUnsignedAttribute puts an encoded attribute behind the signer's unsigned ones.
-  Result<void> addUnsignedAttribute(std::size_t signer, der::Bytes attribute);
+  /// addUnsignedAttribute puts an encoded attribute behind the unsigned ones of signer `index`.
+  Result<void> addUnsignedAttribute(std::size_t index, der::Bytes attribute);
 
-  Result<void> removeUnsignedAttribute(std::size_t signer, std::size_t attribute);
+  Result<void> removeUnsignedAttribute(std::size_t index, std::size_t attribute);
 
   /// addCertificate copies a certificate in; CRYPT_E_EXISTS when another one has its issuer and serial
   /// number.
@@ -79,7 +79,7 @@ class SignedData {
   bool hasOtherForms() const;
   bool isAmbiguous() const;
   bool listsHashAlgorithm(std::string_view oid) const;
-  Result<void> replaceUnsigned(std::size_t signer, const std::vector<der::Bytes>& attributes);
+  Result<void> replaceUnsigned(std::size_t index, const std::vector<der::Bytes>& attributes);
 
   der::Bytes whole_;
   std::uint64_t version_ = 0;

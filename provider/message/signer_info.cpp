@@ -85,21 +85,22 @@ Result<void> SignerInfo::readIdentifier(der::Reader& reader) {
 }
 
 Result<void> SignerInfo::readSignedAttributes(der::Reader& reader) {
-  const Result<std::optional<der::Element>> set = reader.optional(kSignedTag);
-  if (!set) {
-    return set.failure();
+  const Result<std::optional<der::Element>> found = reader.optional(kSignedTag);
+  if (!found) {
+    return found.failure();
   }
-  if (!*set) {
+  const std::optional<der::Element> set = *found;
+  if (!set) {
     return {};
   }
-  Result<Attributes> attributes = readAttributes((*set)->content);
+  Result<Attributes> attributes = readAttributes(set->content);
   if (!attributes) {
     return attributes.failure();
   }
   if (attributes->empty() || hasRepeatedType(*attributes)) {
     return fail(CRYPT_E_ASN1_CORRUPT);
   }
-  signedContent_ = (*set)->content;
+  signedContent_ = set->content;
   signed_ = *std::move(attributes);
   return {};
 }
@@ -123,14 +124,15 @@ Result<void> SignerInfo::readSignature(der::Reader& reader) {
 }
 
 Result<void> SignerInfo::readUnsignedAttributes(der::Reader& reader) {
-  const Result<std::optional<der::Element>> set = reader.optional(kUnsignedTag);
-  if (!set) {
-    return set.failure();
+  const Result<std::optional<der::Element>> found = reader.optional(kUnsignedTag);
+  if (!found) {
+    return found.failure();
   }
-  if (!*set) {
+  const std::optional<der::Element> set = *found;
+  if (!set) {
     return {};
   }
-  Result<Attributes> attributes = readAttributes((*set)->content);
+  Result<Attributes> attributes = readAttributes(set->content);
   if (!attributes) {
     return attributes.failure();
   }

@@ -48,6 +48,7 @@ Result<std::vector<std::vector<std::uint8_t>>> copyRecords(const CRYPT_ATTRIBUTE
 
 bool haveDistinctTypes(const CRYPT_ATTRIBUTE* records, DWORD count) {
   std::vector<std::string_view> types;
+  types.reserve(count);
   for (DWORD i = 0; i < count; ++i) {
     types.emplace_back(records[i].pszObjId);
   }
