@@ -166,13 +166,18 @@ CertificateContext* CertificateStore::take(Order order) {
 
 CertificateContext* CertificateStore::contextAt(Order order) {
   const auto known = contexts_.find(order);
-  if (known != contexts_.end()) {
-    known->second->addReference();
-    return known->second;
+  if (known == contexts_.end()) {
+    return makeContext(storedAt(order).data, order);
   }
+  known->second->addReference();
+  return known->second;
+}
+
+CertificateContext* CertificateStore::makeContext(std::shared_ptr<const CertificateData> data,
+                                                  Order order) {
   const auto destroy = [](CertificateContext* context) { delete context; };
   std::unique_ptr<CertificateContext, decltype(destroy)> fresh(
-      new CertificateContext(storedAt(order).data, this, order));
+      new CertificateContext(std::move(data), this, order));
   contexts_.emplace(order, fresh.get());
   references_.fetch_add(1, std::memory_order_relaxed);
   return fresh.release();
@@ -220,11 +225,10 @@ CertificateContext* CertificateStore::putIn(StoredCertificate addition,
                                             const CertificateContext* instead) {
   const std::scoped_lock lock(mutex_);
   const Order order = --lastAddition_;  // never used again: contexts outlive their entries
-  additions_.emplace(order, std::move(addition));
-  const auto takeBack = [this](const Order* failed) { additions_.erase(*failed); };
-  std::unique_ptr<const Order, decltype(takeBack)> undo(&order, takeBack);
-  CertificateContext* context = contextAt(order);
-  static_cast<void>(undo.release());
+  std::map<Order, StoredCertificate> entry;
+  entry.emplace(order, std::move(addition));
+  CertificateContext* context = makeContext(entry.at(order).data, order);
+  additions_.merge(entry);  // cannot fail: nothing is allocated any more
   if (instead != nullptr) {
     takeOut(instead->order_);
   }
@@ -299,8 +303,8 @@ std::optional<CertificateStore::Order> CertificateStore::orderBehind(
 // The first position of the snapshot from this one on that is worth looking at.
 std::optional<CertificateStore::Order> CertificateStore::positionFrom(
     Order position, const StoreSearch& search) const {
-  if (search.thumbprint()) {
-    for (const std::size_t found : snapshot_->find(*search.thumbprint())) {
+  if (const std::optional<Thumbprint>& wanted = search.thumbprint()) {
+    for (const std::size_t found : snapshot_->find(*wanted)) {
       const auto order = static_cast<Order>(found);
       if (order >= position && isThere(order)) {
         return order;

@@ -114,6 +114,7 @@ class CertificateStore : public Tagged<HandleTag::Store> {
   std::optional<Order> positionFrom(Order position, const StoreSearch& search) const;
   std::optional<Order> orderOf(const Thumbprint& sha1) const;
   CertificateContext* contextAt(Order order);
+  CertificateContext* makeContext(std::shared_ptr<const CertificateData> data, Order order);
   void takeOut(Order order);
 
   const std::optional<StoreName> name_;

@@ -145,7 +145,7 @@ Result<SnapshotPtr> snapshot(const StoreName& name) {
   if (sources.size() == 1 || (!own && own.error() != ERROR_FILE_NOT_FOUND)) {
     return own;
   }
-  SnapshotPtr included = includedSnapshot(sources.back());
+  const SnapshotPtr included = includedSnapshot(sources.back());
   if (included == nullptr) {
     return own;
   }

@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <thread>
 #include <vector>
 
@@ -13,7 +14,7 @@ TEST_F(CertificateContextTest, ShowsACopyOfTheBytes) {
   Bytes der = makeDer("Copy");
   const Bytes original = der;
   const ContextHandle context = makeContext(der);
-  std::fill(der.begin(), der.end(), std::uint8_t{0});
+  std::ranges::fill(der, std::uint8_t{0});
   ASSERT_NE(nullptr, context);
   EXPECT_EQ(X509_ASN_ENCODING, context->dwCertEncodingType);
   EXPECT_EQ(original, bytesOf(context.get()));
@@ -100,6 +101,7 @@ TEST_F(CertificateContextTest, TakesNothingForNothing) {
 TEST_F(CertificateContextTest, CountsInManyThreads) {
   const ContextHandle context = makeContext(makeDer("Threads"));
   std::vector<std::thread> threads;
+  threads.reserve(8);
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([&context] {
       for (int turn = 0; turn < 1000; ++turn) {
@@ -134,7 +136,7 @@ TEST_F(CertificateContextTest, IsRecognisedByItsMark) {
   EXPECT_EQ(nullptr, CertificateContext::from(nullptr));
 
   // The mark stands behind the published record.
-  struct {
+  const struct {
     CERT_CONTEXT record{};
     std::uint64_t behind[4] = {};
   } foreign;

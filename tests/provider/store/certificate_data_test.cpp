@@ -55,6 +55,14 @@ std::int64_t secondsSince1970(const ASN1_TIME* time) {
   return timegm(&parts);
 }
 
+void expectSame(X509_EXTENSION* expected, const CERT_EXTENSION& extension) {
+  const ASN1_OCTET_STRING* value = X509_EXTENSION_get_data(expected);
+  const unsigned char* octets = ASN1_STRING_get0_data(value);
+  EXPECT_EQ(textOf(X509_EXTENSION_get_object(expected)), extension.pszObjId);
+  EXPECT_EQ(X509_EXTENSION_get_critical(expected), extension.fCritical);
+  EXPECT_EQ(Bytes(octets, octets + ASN1_STRING_length(value)), bytesOf(extension.Value));
+}
+
 // Every kind of key is certified by an authority with a key of the same kind.
 class CertificateOfEachKind : public ::testing::TestWithParam<KeyKind> {
  protected:
@@ -149,13 +157,7 @@ TEST_P(CertificateOfEachKind, HasTheExtensionsThatLibcryptoSees) {
   ASSERT_EQ(static_cast<DWORD>(X509_get_ext_count(expected.get())), info.cExtension);
   ASSERT_LE(5U, info.cExtension);
   for (DWORD i = 0; i < info.cExtension; ++i) {
-    X509_EXTENSION* extension = X509_get_ext(expected.get(), static_cast<int>(i));
-    const ASN1_OCTET_STRING* value = X509_EXTENSION_get_data(extension);
-    const unsigned char* octets = ASN1_STRING_get0_data(value);
-    EXPECT_EQ(textOf(X509_EXTENSION_get_object(extension)), info.rgExtension[i].pszObjId);
-    EXPECT_EQ(X509_EXTENSION_get_critical(extension), info.rgExtension[i].fCritical);
-    EXPECT_EQ(Bytes(octets, octets + ASN1_STRING_length(value)),
-              bytesOf(info.rgExtension[i].Value));
+    expectSame(X509_get_ext(expected.get(), static_cast<int>(i)), info.rgExtension[i]);
   }
 }
 
@@ -232,6 +234,7 @@ TEST(CertificateData, GivesOneObjectOfLibcryptoToAllThreads) {
   const auto data = makeData("Threads");
   std::vector<X509*> seen(8);
   std::vector<std::thread> threads;
+  threads.reserve(seen.size());
   for (X509*& place : seen) {
     threads.emplace_back([&place, &data] { place = data->x509(); });
   }

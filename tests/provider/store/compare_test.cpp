@@ -10,7 +10,7 @@ namespace {
 
 class IntegerTest : public ::testing::Test {
  protected:
-  static BOOL same(Bytes left, Bytes right) {
+  static BOOL same(const Bytes& left, const Bytes& right) {
     CRYPT_INTEGER_BLOB leftBlob = blobOf(left);
     CRYPT_INTEGER_BLOB rightBlob = blobOf(right);
     return CertCompareIntegerBlob(&leftBlob, &rightBlob);
@@ -49,13 +49,13 @@ TEST_F(IntegerTest, LeavesTheLastErrorAlone) {
 }
 
 TEST_F(IntegerTest, IsNotEqualToNothing) {
-  Bytes one = {0x01};
+  const Bytes one = {0x01};
   CRYPT_INTEGER_BLOB blob = blobOf(one);
   EXPECT_EQ(FALSE, CertCompareIntegerBlob(&blob, nullptr));
   EXPECT_EQ(FALSE, CertCompareIntegerBlob(nullptr, &blob));
 }
 
-BOOL sameName(Bytes left, Bytes right, DWORD encoding = kX509) {
+BOOL sameName(const Bytes& left, const Bytes& right, DWORD encoding = kX509) {
   CERT_NAME_BLOB leftBlob = blobOf(left);
   CERT_NAME_BLOB rightBlob = blobOf(right);
   return CertCompareCertificateName(encoding, &leftBlob, &rightBlob);
@@ -74,7 +74,7 @@ TEST(CompareName, IgnoresTheEncodingType) {
 }
 
 TEST(CompareName, TellsStringTypesApart) {
-  lab::CertificateOptions utf8 = named("Same");
+  const lab::CertificateOptions utf8 = named("Same");
   lab::CertificateOptions printable = named("Same");
   printable.subject.back().stringType = V_ASN1_PRINTABLESTRING;
   const auto first = dataOf(lab::toDer(makeCertificate(utf8).get()));
@@ -119,6 +119,7 @@ TEST(CompareCertificate, IsNotEqualToNothing) {
   EXPECT_EQ(FALSE, CertCompareCertificate(kX509, nullptr, &info));
 }
 
+// Three attributes, of which the last two have one OID.
 class FindAttribute : public ::testing::Test {
  protected:
   FindAttribute() {
@@ -127,28 +128,31 @@ class FindAttribute : public ::testing::Test {
     list_[2].pszObjId = second_;
   }
 
+  CRYPT_ATTRIBUTE* list() { return list_; }
+
+ private:
   char first_[8] = "1.2.3";
   char second_[8] = "1.2.4";
   CRYPT_ATTRIBUTE list_[3] = {};
 };
 
 TEST_F(FindAttribute, GivesTheFirstWithTheOid) {
-  EXPECT_EQ(&list_[0], CertFindAttribute("1.2.3", 3, list_));
-  EXPECT_EQ(&list_[1], CertFindAttribute("1.2.4", 3, list_));
+  EXPECT_EQ(list(), CertFindAttribute("1.2.3", 3, list()));
+  EXPECT_EQ(list() + 1, CertFindAttribute("1.2.4", 3, list()));
 }
 
 TEST_F(FindAttribute, GivesNothingAndLeavesTheLastErrorAlone) {
   SetLastError(77);
-  EXPECT_EQ(nullptr, CertFindAttribute("1.2", 3, list_));
-  EXPECT_EQ(nullptr, CertFindAttribute("1.2.4", 1, list_));
+  EXPECT_EQ(nullptr, CertFindAttribute("1.2", 3, list()));
+  EXPECT_EQ(nullptr, CertFindAttribute("1.2.4", 1, list()));
   EXPECT_EQ(nullptr, CertFindAttribute("1.2.3", 0, nullptr));
-  EXPECT_EQ(nullptr, CertFindAttribute(nullptr, 3, list_));
+  EXPECT_EQ(nullptr, CertFindAttribute(nullptr, 3, list()));
   EXPECT_EQ(77U, GetLastError());
 }
 
 TEST_F(FindAttribute, StepsOverAttributesWithoutOid) {
-  list_[0].pszObjId = nullptr;
-  EXPECT_EQ(&list_[1], CertFindAttribute("1.2.4", 3, list_));
+  list()[0].pszObjId = nullptr;
+  EXPECT_EQ(list() + 1, CertFindAttribute("1.2.4", 3, list()));
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 #include "provider/store/crl_data.h"
 
+#include <algorithm>
 #include <string>
 #include <thread>
 #include <vector>
@@ -51,6 +52,7 @@ TEST(CrlData, IsGivenToLibcryptoOnce) {
   const auto data = crlDataOf(der);
   std::vector<X509_CRL*> seen(8);
   std::vector<std::thread> threads;
+  threads.reserve(seen.size());
   for (X509_CRL*& place : seen) {
     threads.emplace_back([&place, &data] { place = data->crl(); });
   }
@@ -118,7 +120,7 @@ TEST(CrlData, HasNothingForLibcryptoWhenTheRowsAreDamaged) {
   options.revoked = {{.serial = "0A0B0C0D0E0F"}};
   Bytes der = makeCrl(options);
   const Bytes serial = {0x02, 0x06, 0x0A, 0x0B, 0x0C, 0x0D, 0x0E, 0x0F};
-  const auto row = std::search(der.begin(), der.end(), serial.begin(), serial.end());
+  const auto row = std::ranges::search(der, serial).begin();
   ASSERT_NE(der.end(), row);
   *row = 0x04;
   const auto data = crlDataOf(der);

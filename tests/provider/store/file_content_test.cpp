@@ -73,10 +73,9 @@ TEST(DerFromFile, TakesTheFirstOfSeveralCertificates) {
   EXPECT_EQ(lab::toDer(first.get()), *der);
 }
 
-TEST(DerFromFile, ReadsWindowsLineEndsAndOneLongLine) {
+TEST(DerFromFile, ReadsWindowsLineEnds) {
   const X509Ptr certificate = makeCertificate("Lines");
   std::string windows;
-  std::string joined;
   for (const char letter : lab::toPem(certificate.get())) {
     windows += letter == '\n' ? std::string("\r\n") : std::string(1, letter);
   }

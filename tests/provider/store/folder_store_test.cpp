@@ -89,6 +89,7 @@ TEST_F(FolderStoreTest, FollowsTheEnvironment) {
   EXPECT_EQ(1U, user("My")->certificates().size());
   const TempDir other;
   other.write("stores/My/x.txt", "x");
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): no other thread runs
   setenv("QXPROVIDER_USER_DIR", other.path().c_str(), 1);
   EXPECT_TRUE(user("My")->certificates().empty());
 }

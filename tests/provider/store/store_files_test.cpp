@@ -40,11 +40,11 @@ class StoreFilesTest : public StoreTest {
   }
 
   static std::string hex(const Thumbprint& sha1) {
+    constexpr const char* kDigits = "0123456789abcdef";
     std::string text;
     for (const std::uint8_t octet : sha1) {
-      char digits[3];
-      std::snprintf(digits, sizeof digits, "%02x", octet);
-      text += digits;
+      text += kDigits[octet >> 4U];
+      text += kDigits[octet & 15U];
     }
     return text;
   }
@@ -223,6 +223,7 @@ TEST_F(StoreFilesTest, SaysThatTheSystemRefuses) {
 TEST_F(StoreFilesTest, WritesOneFileForManyWhoAddTheSame) {
   const auto data = makeData("Race");
   std::vector<std::thread> threads;
+  threads.reserve(8);
   std::atomic<int> added = 0;
   for (int i = 0; i < 8; ++i) {
     threads.emplace_back([&] {
@@ -257,41 +258,60 @@ TEST_F(StoreFilesTest, WaitsForWhoeverHoldsTheFolder) {
   EXPECT_EQ(1U, filesOf("My").size());
 }
 
-// A process that is killed while it writes leaves whole files and at most a temporary one, which nobody
-// reads.
-TEST_F(StoreFilesTest, LeavesWholeFilesWhenTheWriterIsKilled) {
-  const auto small = makeData("Kill me");
-  std::vector<std::shared_ptr<const CertificateData>> many;
-  for (int i = 0; i < 10; ++i) {
-    many.push_back(makeData("Kill " + std::to_string(i)));
+class KilledWriterTest : public StoreFilesTest {
+ protected:
+  KilledWriterTest() {
+    for (int i = 0; i < 10; ++i) {
+      certificates_.push_back(makeData("Kill " + std::to_string(i)));
+    }
   }
-  for (int round = 0; round < 5; ++round) {
-    int ready[2];
-    ASSERT_EQ(0, pipe(ready));
+
+  // Adds and removes until it is killed; after each turn a byte goes through the pipe.
+  [[noreturn]] void changeForEver(int pipe) const {
+    for (std::size_t turn = 0;; turn = (turn + 1) % certificates_.size()) {
+      const CertificateData& data = *certificates_[turn];
+      if (const auto name = addCertificateFile(user("My"), data, IfPresent::AddAnother)) {
+        static_cast<void>(static_cast<bool>(removeCertificateFile(user("My"), *name, data.sha1())));
+      }
+      if (::write(pipe, "x", 1) != 1) {
+        _exit(1);
+      }
+    }
+  }
+
+  // Starts a writer and kills it after some turns.
+  void killWriterAfter(int turns) const {
+    int ends[2] = {-1, -1};
+    ASSERT_EQ(0, pipe(ends));
+    const Fd readEnd(ends[0]);
+    const Fd writeEnd(ends[1]);
     const pid_t child = fork();
     if (child == 0) {
-      for (int turn = 0;; turn = (turn + 1) % 10) {
-        const auto& data = *many[static_cast<std::size_t>(turn)];
-        if (const auto name = addCertificateFile(user("My"), data, IfPresent::AddAnother)) {
-          static_cast<void>(removeCertificateFile(user("My"), *name, data.sha1()));
-        }
-        static_cast<void>(!::write(ready[1], "x", 1));
-      }
+      changeForEver(writeEnd.get());
     }
-    char buffer[8];
-    for (int i = 0; i < round + 1; ++i) {
-      ASSERT_LT(0, read(ready[0], buffer, 1));
+    char byte = 0;
+    for (int i = 0; i < turns; ++i) {
+      EXPECT_EQ(1, ::read(readEnd.get(), &byte, 1));
     }
-    kill(child, SIGKILL);
-    waitpid(child, nullptr, 0);
-    close(ready[0]);
-    close(ready[1]);
-    for (const auto& file : filesOf("My")) {
-      if (file.starts_with(".")) {
-        continue;
-      }
-      const std::string content = readFile(storePath("My") + "/" + file);
-      EXPECT_TRUE(CertificateData::parse(Bytes(content.begin(), content.end()))) << file;
+    EXPECT_EQ(0, kill(child, SIGKILL));
+    EXPECT_EQ(child, waitpid(child, nullptr, 0));
+  }
+
+  bool isWhole(const std::string& file) const {
+    const std::string content = readFile(storePath("My") + "/" + file);
+    return static_cast<bool>(CertificateData::parse(Bytes(content.begin(), content.end())));
+  }
+
+ private:
+  std::vector<std::shared_ptr<const CertificateData>> certificates_;
+};
+
+// What is left are whole files and at most a temporary one, which nobody reads.
+TEST_F(KilledWriterTest, LeavesWholeFiles) {
+  for (int turns = 1; turns <= 5; ++turns) {
+    killWriterAfter(turns);
+    for (const std::string& file : filesOf("My")) {
+      EXPECT_TRUE(file.starts_with(".") || isWhole(file)) << file;
     }
     EXPECT_TRUE(snapshot(user("My")));
   }
