@@ -16,8 +16,7 @@ DWORD encodeError(DWORD encoding,
                   const char* innerType = nullptr,
                   CMSG_STREAM_INFO* stream = nullptr) {
   SetLastError(0);
-  HCRYPTMSG message =
-      CryptMsgOpenToEncode(encoding, 0, type, info, const_cast<char*>(innerType), stream);
+  HCRYPTMSG message = CryptMsgOpenToEncode(encoding, 0, type, info, writable(innerType), stream);
   if (message != nullptr) {
     CryptMsgClose(message);
     return ERROR_SUCCESS;
@@ -53,7 +52,7 @@ TEST(MessageApi, DoesNotStream) {
 TEST(MessageApi, RefusesAContentTypeThatIsNoOid) {
   CMSG_HASHED_ENCODE_INFO info{};
   info.cbSize = sizeof info;
-  info.HashAlgorithm.pszObjId = const_cast<char*>("1.3.14.3.2.26");
+  info.HashAlgorithm.pszObjId = writable("1.3.14.3.2.26");
   EXPECT_EQ(encodeError(kEncoding, CMSG_HASHED, &info, "data"), CRYPT_E_OID_FORMAT);
   EXPECT_EQ(encodeError(kEncoding, CMSG_HASHED, &info, "1.2.840.113549.1.7.1"), ERROR_SUCCESS);
 }
@@ -225,6 +224,7 @@ TEST(MessageApi, WorksInSeveralThreads) {
   Signer& one = signer(KeyKind::Gost2012_256);
   const Octets content(10'000, 'x');
   std::vector<std::thread> threads;
+  threads.reserve(4);
   std::vector<DWORD> errors(4, 0xFFFFFFFF);
   for (DWORD& error : errors) {
     threads.emplace_back([&one, &content, &error] {

@@ -15,7 +15,7 @@ using lab::KeyKind;
 const Octets kContent = octets("Signed by one, then by others.");
 
 bool contains(const Octets& bytes, const Octets& part) {
-  return std::search(bytes.begin(), bytes.end(), part.begin(), part.end()) != bytes.end();
+  return !std::ranges::search(bytes, part).empty();
 }
 
 Octets changed(const MessageHandle& message) {
@@ -75,11 +75,14 @@ class AddSigner : public ::testing::TestWithParam<Origin> {
     return GetParam().detached ? decodeDetached(bytes, kContent) : decode(bytes);
   }
 
+  const Octets& original() const { return original_; }
+
+ private:
   const Octets original_ = opensslSign({&first()}, kContent, GetParam().options);
 };
 
 TEST_P(AddSigner, LeavesTheFirstSignatureGoodAndItsBytesAsTheyWere) {
-  const MessageHandle message = open(original_);
+  const MessageHandle message = open(original());
   const Octets before = bytesParam(message, CMSG_ENCODED_SIGNER, 0);
   ASSERT_EQ(addSigner(message, second()), ERROR_SUCCESS);
   const Octets two = changed(message);
@@ -92,7 +95,7 @@ TEST_P(AddSigner, LeavesTheFirstSignatureGoodAndItsBytesAsTheyWere) {
 }
 
 TEST_P(AddSigner, WorksASecondAndAThirdTime) {
-  const MessageHandle message = open(original_);
+  const MessageHandle message = open(original());
   ASSERT_EQ(addSigner(message, second()), ERROR_SUCCESS);
   const Octets two = changed(message);
   const MessageHandle next = open(two);
@@ -103,7 +106,7 @@ TEST_P(AddSigner, WorksASecondAndAThirdTime) {
 }
 
 TEST_P(AddSigner, AndHisCertificateAndAttribute) {
-  const MessageHandle message = open(original_);
+  const MessageHandle message = open(original());
   const DWORD certificates = numberParam(message, CMSG_CERT_COUNT_PARAM);
   ASSERT_EQ(addSigner(message, second()), ERROR_SUCCESS);
   ASSERT_EQ(addBlob(message, CMSG_CTRL_ADD_CERT, second().der()), ERROR_SUCCESS);
@@ -162,9 +165,7 @@ Octets badlyOrdered(Signer& one) {
   const Octets signer = der::wrap(der::kSequence, std::move(content)).bytes();
   EXPECT_EQ(signer.size(), old.size());
   Octets bytes = made;
-  std::copy(signer.begin(),
-            signer.end(),
-            std::search(bytes.begin(), bytes.end(), old.begin(), old.end()));
+  std::ranges::copy(signer, std::ranges::search(bytes, old).begin());
   return bytes;
 }
 
@@ -276,7 +277,7 @@ TEST_F(Change, RemovesACertificateAndShiftsTheOthers) {
 TEST_F(Change, CopiesWhatIsAdded) {
   Octets certificate = signer(KeyKind::Rsa2048).der();
   ASSERT_EQ(addBlob(message_, CMSG_CTRL_ADD_CERT, certificate), ERROR_SUCCESS);
-  std::fill(certificate.begin(), certificate.end(), 0xEE);
+  std::ranges::fill(certificate, 0xEE);
   EXPECT_EQ(bytesParam(message_, CMSG_CERT_PARAM, 2), signer(KeyKind::Rsa2048).der());
 }
 

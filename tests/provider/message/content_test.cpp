@@ -82,7 +82,7 @@ TEST(MessageContent, HashesPartsAsTheyCome) {
   for (const char* text : {"a", "", "bc"}) {
     auto part = bytesOfText(text);
     ASSERT_TRUE(content.addPart(part, /*final=*/false, kHashes));
-    std::fill(part.begin(), part.end(), std::uint8_t{0});
+    std::ranges::fill(part, std::uint8_t{0});
   }
   EXPECT_FALSE(content.isComplete());
   ASSERT_TRUE(content.addPart({}, /*final=*/true, kHashes));

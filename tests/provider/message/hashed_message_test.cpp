@@ -17,9 +17,9 @@ constexpr const char* kGost94 = "1.2.643.2.2.9";
 MessageHandle openHashed(const char* oid, DWORD flags = 0, const char* innerType = nullptr) {
   CMSG_HASHED_ENCODE_INFO info{};
   info.cbSize = sizeof info;
-  info.HashAlgorithm.pszObjId = const_cast<char*>(oid);
-  return MessageHandle(CryptMsgOpenToEncode(
-      kEncoding, flags, CMSG_HASHED, &info, const_cast<char*>(innerType), nullptr));
+  info.HashAlgorithm.pszObjId = writable(oid);
+  return MessageHandle(
+      CryptMsgOpenToEncode(kEncoding, flags, CMSG_HASHED, &info, writable(innerType), nullptr));
 }
 
 Octets hashed(const char* oid, der::Bytes content, DWORD flags = 0) {
@@ -191,7 +191,7 @@ TEST(HashedMessage, VerifiesDetachedContentInAnyNumberOfParts) {
   for (const char* part : {"ab", "", "cde"}) {
     Octets passing = octets(part);
     ASSERT_EQ(updateBorrowed(message, passing, /*final=*/false), ERROR_SUCCESS);
-    std::fill(passing.begin(), passing.end(), 0xFF);  // a part is hashed as it comes
+    std::ranges::fill(passing, 0xFF);  // a part is hashed as it comes
   }
   ASSERT_EQ(update(message, octets("f")), ERROR_SUCCESS);
   EXPECT_EQ(verifyHash(message), ERROR_SUCCESS);
@@ -271,9 +271,9 @@ TEST(HashedMessage, RefusesRecordsThatCannotBeUsed) {
   EXPECT_EQ(error(), E_INVALIDARG) << "cbSize 0";
   info.cbSize = sizeof info;
   EXPECT_EQ(error(), CRYPT_E_UNKNOWN_ALGO) << "no OID";
-  info.HashAlgorithm.pszObjId = const_cast<char*>("1.2.3");
+  info.HashAlgorithm.pszObjId = writable("1.2.3");
   EXPECT_EQ(error(), CRYPT_E_UNKNOWN_ALGO);
-  info.HashAlgorithm.pszObjId = const_cast<char*>(kSha1);
+  info.HashAlgorithm.pszObjId = writable(kSha1);
   const Octets junk = fromHex("0501");
   info.HashAlgorithm.Parameters = blob(junk);
   EXPECT_EQ(error(), E_INVALIDARG);

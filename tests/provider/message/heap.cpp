@@ -9,17 +9,22 @@
 
 namespace {
 
+// NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables): operator new takes no argument
 std::atomic<std::size_t> held{0};
 std::atomic<std::size_t> most{0};
 thread_local std::size_t untilFailure = 0;  // 0: none is to come
 thread_local bool failed = false;
+std::size_t heldAtStart = 0;
+
+// NOLINTEND(cppcoreguidelines-avoid-non-const-global-variables)
 
 bool hasToFail() {
-  if (untilFailure == 0 || --untilFailure > 0) {
+  if (untilFailure == 0) {
     return false;
   }
-  failed = true;
-  return true;
+  --untilFailure;
+  failed = failed || untilFailure == 0;
+  return untilFailure == 0;
 }
 
 void* take(std::size_t size) {
@@ -40,8 +45,6 @@ void giveBack(void* memory) noexcept {
   // NOLINTNEXTLINE(cppcoreguidelines-no-malloc): beneath operator delete.
   std::free(memory);
 }
-
-std::size_t heldAtStart = 0;
 
 }  // namespace
 
@@ -75,8 +78,6 @@ HeapWatch::HeapWatch() {
   heldAtStart = held;
   most = held.load();
 }
-
-HeapWatch::~HeapWatch() = default;
 
 std::size_t HeapWatch::peak() const {
   return most - heldAtStart;

@@ -9,7 +9,7 @@ namespace qx::test {
 class HeapWatch {
  public:
   HeapWatch();
-  ~HeapWatch();
+  ~HeapWatch() = default;
   HeapWatch(const HeapWatch&) = delete;
   HeapWatch& operator=(const HeapWatch&) = delete;
   HeapWatch(HeapWatch&&) = delete;

@@ -132,7 +132,7 @@ TEST(OutOfMemory, IsToldBySigning) {
   CMSG_SIGNED_ENCODE_INFO record{};
   record.cbSize = sizeof record;
   record.cSigners = 1;
-  record.rgSigners = const_cast<CMSG_SIGNER_ENCODE_INFO*>(&info);
+  record.rgSigners = writable(&info);
   record.cCertEncoded = 1;
   record.rgCertEncoded = &certificate;
   const Octets content = octets("content");
@@ -162,7 +162,7 @@ TEST(OutOfMemory, IsToldByDecodingVerifyingAndChanging) {
   CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA para{};
   para.cbSize = sizeof para;
   para.dwSignerType = CMSG_VERIFY_SIGNER_CERT;
-  para.pvSigner = const_cast<CERT_CONTEXT*>(one.context());
+  para.pvSigner = writable(one.context());
   expectEveryFailureToBeTold([&] {
     HCRYPTMSG message = CryptMsgOpenToDecode(kEncoding, 0, 0, 0, nullptr, nullptr);
     if (message == nullptr) {

@@ -96,10 +96,12 @@ TEST(MessageLimits, AttributesOfAMadeMessage) {
   const Octets value = fromHex("0500");
   CRYPT_ATTR_BLOB values[] = {blob(value)};
   std::vector<std::string> names;
+  names.reserve(kMaxAttributes);
   for (std::size_t i = 0; i < kMaxAttributes; ++i) {
     names.push_back("1.2.3." + std::to_string(i));
   }
   std::vector<CRYPT_ATTRIBUTE> attributes;
+  attributes.reserve(kMaxAttributes);
   for (std::string& name : names) {
     attributes.push_back({.pszObjId = name.data(), .cValue = 1, .rgValue = values});
   }

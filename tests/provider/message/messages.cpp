@@ -15,7 +15,7 @@ std::string text(der::Bytes bytes) {
 }
 
 CRYPT_DATA_BLOB blob(const Octets& bytes) {
-  return {.cbData = static_cast<DWORD>(bytes.size()), .pbData = const_cast<BYTE*>(bytes.data())};
+  return {.cbData = static_cast<DWORD>(bytes.size()), .pbData = writable(bytes.data())};
 }
 
 DWORD update(const MessageHandle& message, der::Bytes bytes, bool final) {
@@ -33,28 +33,36 @@ DWORD control(const MessageHandle& message, DWORD type, const void* para) {
   return errorOf([&] { return CryptMsgControl(message.get(), 0, type, para); });
 }
 
+namespace {
+
+DWORD getParam(
+    const MessageHandle& message, DWORD type, DWORD index, std::uint8_t* data, DWORD* size) {
+  return errorOf([&] { return CryptMsgGetParam(message.get(), type, index, data, size); });
+}
+
+void expectRefusalOfLess(const MessageHandle& message, DWORD type, DWORD index, DWORD size) {
+  Octets buffer(size, 0xEE);
+  DWORD less = size - 1;
+  EXPECT_EQ(getParam(message, type, index, buffer.data(), &less), ERROR_MORE_DATA);
+  EXPECT_EQ(less, size);
+  EXPECT_EQ(buffer, Octets(size, 0xEE)) << "nothing is written into a buffer that is too small";
+}
+
+}  // namespace
+
 Param readParam(const MessageHandle& message, DWORD type, DWORD index) {
   DWORD size = 0;
-  const DWORD error =
-      errorOf([&] { return CryptMsgGetParam(message.get(), type, index, nullptr, &size); });
+  const DWORD error = getParam(message, type, index, nullptr, &size);
   if (error != ERROR_SUCCESS) {
     return {.error = error, .bytes = {}};
   }
+  if (size > 0) {
+    expectRefusalOfLess(message, type, index, size);
+  }
   constexpr DWORD kMore = 10;
   Octets bytes(std::size_t{size} + kMore, 0xEE);
-  if (size > 0) {
-    DWORD tooSmall = size - 1;
-    EXPECT_EQ(errorOf([&] {
-                return CryptMsgGetParam(message.get(), type, index, bytes.data(), &tooSmall);
-              }),
-              ERROR_MORE_DATA);
-    EXPECT_EQ(tooSmall, size);
-    EXPECT_EQ(bytes.front(), 0xEE) << "nothing is written into a buffer that is too small";
-  }
   DWORD written = size + kMore;
-  EXPECT_EQ(
-      errorOf([&] { return CryptMsgGetParam(message.get(), type, index, bytes.data(), &written); }),
-      ERROR_SUCCESS);
+  EXPECT_EQ(getParam(message, type, index, bytes.data(), &written), ERROR_SUCCESS);
   EXPECT_EQ(written, size) << "the size that was really used";
   EXPECT_EQ(Octets(bytes.begin() + size, bytes.end()), Octets(kMore, 0xEE));
   bytes.resize(size);

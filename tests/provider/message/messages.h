@@ -22,6 +22,13 @@ using Octets = std::vector<std::uint8_t>;
 
 constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 
+/// writable shows something to a published record, whose pointers could write but do not.
+template <class T>
+T* writable(const T* object) {
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): see above
+  return const_cast<T*>(object);
+}
+
 Octets octets(std::string_view text);
 std::string text(der::Bytes bytes);
 
@@ -104,13 +111,13 @@ class RecordParam {
 MessageHandle openDecoder(DWORD flags = 0, DWORD type = 0);
 
 /// decode opens an attached message; the test fails when it cannot.
-MessageHandle decode(der::Bytes message);
+MessageHandle decode(der::Bytes bytes);
 
 /// decodeDetached opens a detached message and gives it its content in one piece.
-MessageHandle decodeDetached(der::Bytes message, der::Bytes content);
+MessageHandle decodeDetached(der::Bytes bytes, der::Bytes content);
 
 /// decodeError tells why a message cannot be decoded, or ERROR_SUCCESS.
-DWORD decodeError(der::Bytes message, DWORD type = 0);
+DWORD decodeError(der::Bytes bytes, DWORD type = 0);
 
 std::string hex(const CRYPT_DATA_BLOB& value);
 

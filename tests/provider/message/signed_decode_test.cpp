@@ -74,6 +74,7 @@ TEST_F(SignedDecode, GivesTheSignerInOnePiece) {
 TEST_F(SignedDecode, GivesTheSignedAttributesInTheOrderOfTheMessage) {
   const RecordParam<CRYPT_ATTRIBUTES> attributes(message_, CMSG_SIGNER_AUTH_ATTR_PARAM);
   std::vector<std::string> names;
+  names.reserve(attributes->cAttr);
   for (DWORD i = 0; i < attributes->cAttr; ++i) {
     names.emplace_back(attributes->rgAttr[i].pszObjId);
   }
@@ -227,7 +228,7 @@ TEST(SignedDecodeTail, IgnoresWhatStandsBehindTheMessage) {
 
 // A SignedData taken apart, to be put together otherwise.
 struct Parts {
-  explicit Parts(const Octets& bytes) : whole(bytes) {
+  explicit Parts(Octets bytes) : whole(std::move(bytes)) {
     der::Reader outer(der::readWhole(whole, der::kSequence)->content);
     EXPECT_TRUE(outer.next(der::kOid));
     der::Reader inside(outer.next(0xA0)->content);

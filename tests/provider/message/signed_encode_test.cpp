@@ -57,7 +57,7 @@ struct AttributeRecord {
     for (const Octets& value : values) {
       blobs.push_back(blob(value));
     }
-    record = {.pszObjId = const_cast<char*>(oid),
+    record = {.pszObjId = writable(oid),
               .cValue = static_cast<DWORD>(blobs.size()),
               .rgValue = blobs.data()};
   }
@@ -225,8 +225,8 @@ TEST(SignedEncode, CopiesEveryRecordWhenItIsOpened) {
   const MessageHandle message(
       CryptMsgOpenToEncode(kEncoding, 0, CMSG_SIGNED, &record, nullptr, nullptr));
   ASSERT_TRUE(message);
-  std::fill(issuer.begin(), issuer.end(), 0xEE);
-  std::fill(certificate.begin(), certificate.end(), 0xEE);
+  std::ranges::fill(issuer, 0xEE);
+  std::ranges::fill(certificate, 0xEE);
   hash.assign(hash.size(), 'x');
   info = {};
   record = {};
@@ -351,7 +351,7 @@ TEST(SignedEncode, TakesTheIdentifierOfTheLongForm) {
 TEST(SignedEncode, WritesASignatureAlgorithmThatFitsTheKey) {
   Signer& one = signer(KeyKind::Rsa2048);
   CMSG_SIGNER_ENCODE_INFO_LONG info = longForm(one);
-  info.HashEncryptionAlgorithm.pszObjId = const_cast<char*>("1.2.840.113549.1.1.11");
+  info.HashEncryptionAlgorithm.pszObjId = writable("1.2.840.113549.1.1.11");
   const MessageHandle message = openLong({info});
   ASSERT_EQ(update(message, kContent), ERROR_SUCCESS);
   EXPECT_TRUE(contains(bytesParam(message, CMSG_ENCODED_SIGNER), "300d06092a864886f70d01010b0500"));
@@ -359,7 +359,7 @@ TEST(SignedEncode, WritesASignatureAlgorithmThatFitsTheKey) {
 
   Signer& curve = signer(KeyKind::EcP256);
   info = longForm(curve);
-  info.HashEncryptionAlgorithm.pszObjId = const_cast<char*>("1.2.840.10045.2.1");
+  info.HashEncryptionAlgorithm.pszObjId = writable("1.2.840.10045.2.1");
   const MessageHandle bare = openLong({info});
   ASSERT_EQ(update(bare, kContent), ERROR_SUCCESS);
   EXPECT_TRUE(contains(bytesParam(bare, CMSG_ENCODED_SIGNER), "300b06072a8648ce3d02010500"));
@@ -370,7 +370,7 @@ TEST(SignedEncode, WritesASignatureAlgorithmThatFitsTheKey) {
 TEST(SignedEncode, RefusesASignatureAlgorithmThatDoesNotFitTheKey) {
   for (const char* oid : {"1.2.840.113549.1.1.5", "1.2.840.10045.2.1", "1.2.3.4"}) {
     CMSG_SIGNER_ENCODE_INFO_LONG info = longForm(signer(KeyKind::Rsa2048));
-    info.HashEncryptionAlgorithm.pszObjId = const_cast<char*>(oid);
+    info.HashEncryptionAlgorithm.pszObjId = writable(oid);
     const MessageHandle message = openLong({info});
     ASSERT_TRUE(message);
     EXPECT_EQ(update(message, kContent), NTE_BAD_ALGID) << oid;
@@ -380,7 +380,7 @@ TEST(SignedEncode, RefusesASignatureAlgorithmThatDoesNotFitTheKey) {
 TEST(SignedEncode, WritesTheHashThatASignatureAlgorithmNames) {
   Signer& one = signer(KeyKind::Rsa2048);
   CMSG_SIGNER_ENCODE_INFO info = one.encodeInfo();
-  info.HashAlgorithm.pszObjId = const_cast<char*>("1.2.840.113549.1.1.5");
+  info.HashAlgorithm.pszObjId = writable("1.2.840.113549.1.1.5");
   const MessageHandle message = openEncoder(std::vector{info});
   ASSERT_EQ(update(message, kContent), ERROR_SUCCESS);
   const Octets bytes = bytesParam(message, CMSG_CONTENT_PARAM);
@@ -455,7 +455,7 @@ TEST(SignedEncode, TakesDetachedContentInAnyNumberOfParts) {
   for (const char* part : {"", "a", "b"}) {
     Octets passing = octets(part);
     ASSERT_EQ(updateBorrowed(message, passing, /*final=*/false), ERROR_SUCCESS);
-    std::fill(passing.begin(), passing.end(), 0xEE);
+    std::ranges::fill(passing, 0xEE);
   }
   ASSERT_EQ(update(message, octets("c")), ERROR_SUCCESS);
   EXPECT_EQ(update(message, octets("d")), CRYPT_E_MSG_ERROR);
@@ -555,10 +555,10 @@ TEST(SignedEncode, RefusesRecordsThatCannotBeUsed) {
   bad = good;
   bad.HashAlgorithm.pszObjId = nullptr;
   EXPECT_EQ(openError({bad}), CRYPT_E_UNKNOWN_ALGO);
-  bad.HashAlgorithm.pszObjId = const_cast<char*>("1.2.3");
+  bad.HashAlgorithm.pszObjId = writable("1.2.3");
   EXPECT_EQ(openError({bad}), CRYPT_E_UNKNOWN_ALGO);
   for (const char* broken : {"1.2.840.113549.2.2", "1.2.840.113549.2.5", "1.2.840.113549.1.1.4"}) {
-    bad.HashAlgorithm.pszObjId = const_cast<char*>(broken);
+    bad.HashAlgorithm.pszObjId = writable(broken);
     EXPECT_EQ(openError({bad}), NTE_BAD_ALGID) << broken;
   }
   EXPECT_EQ(openError({good}, {octets("junk")}), CRYPT_E_ASN1_BADTAG);

@@ -96,7 +96,7 @@ CMSG_SIGNER_ENCODE_INFO Signer::encodeInfo() {
   info.pCertInfo = context_->pCertInfo;
   info.hCryptProv = provider();
   info.dwKeySpec = AT_SIGNATURE;
-  info.HashAlgorithm.pszObjId = const_cast<char*>(hashOid());
+  info.HashAlgorithm.pszObjId = writable(hashOid());
   return info;
 }
 
@@ -126,6 +126,8 @@ MessageHandle openEncoder(std::vector<CMSG_SIGNER_ENCODE_INFO> signers,
                           const std::vector<Octets>& certificates) {
   std::vector<CERT_BLOB> certificateBlobs;
   std::vector<CRL_BLOB> crlBlobs;
+  certificateBlobs.reserve(certificates.size());
+  crlBlobs.reserve(options.crls.size());
   for (const Octets& certificate : certificates) {
     certificateBlobs.push_back(blob(certificate));
   }
@@ -140,7 +142,7 @@ MessageHandle openEncoder(std::vector<CMSG_SIGNER_ENCODE_INFO> signers,
                                      .cCrlEncoded = static_cast<DWORD>(crlBlobs.size()),
                                      .rgCrlEncoded = crlBlobs.data()};
   return MessageHandle(CryptMsgOpenToEncode(
-      kEncoding, options.flags, CMSG_SIGNED, &info, const_cast<char*>(options.innerType), nullptr));
+      kEncoding, options.flags, CMSG_SIGNED, &info, writable(options.innerType), nullptr));
 }
 
 MessageHandle openEncoder(const std::vector<Signer*>& signers, const SignOptions& options) {
@@ -167,7 +169,7 @@ DWORD verify(const MessageHandle& message, DWORD index, PCCERT_CONTEXT certifica
                                                 .hCryptProv = 0,
                                                 .dwSignerIndex = index,
                                                 .dwSignerType = CMSG_VERIFY_SIGNER_CERT,
-                                                .pvSigner = const_cast<CERT_CONTEXT*>(certificate)};
+                                                .pvSigner = writable(certificate)};
   return control(message, CMSG_CTRL_VERIFY_SIGNATURE_EX, &para);
 }
 

@@ -147,8 +147,8 @@ TEST(TamperSigners, SwappedSignaturesDoNotPass) {
   const auto place = [&good](const Octets& what) {
     return static_cast<std::ptrdiff_t>(text(good).find(text(what)));
   };
-  std::copy(two.begin(), two.end(), bad.begin() + place(one));
-  std::copy(one.begin(), one.end(), bad.begin() + place(two));
+  std::ranges::copy(two, bad.begin() + place(one));
+  std::ranges::copy(one, bad.begin() + place(two));
   const MessageHandle swapped = decode(bad);
   EXPECT_EQ(verify(swapped, 0, first.context()), NTE_BAD_SIGNATURE);
   EXPECT_EQ(verify(swapped, 1, second.context()), NTE_BAD_SIGNATURE);

@@ -22,7 +22,7 @@ DWORD verifyWithKey(const MessageHandle& message, const CERT_PUBLIC_KEY_INFO& ke
   CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA para{};
   para.cbSize = sizeof para;
   para.dwSignerType = CMSG_VERIFY_SIGNER_PUBKEY;
-  para.pvSigner = const_cast<CERT_PUBLIC_KEY_INFO*>(&key);
+  para.pvSigner = writable(&key);
   return control(message, CMSG_CTRL_VERIFY_SIGNATURE_EX, &para);
 }
 
@@ -211,7 +211,7 @@ TEST(Verify, RefusesWrongParameters) {
   para.cbSize = sizeof para;
   para.dwSignerType = CMSG_VERIFY_SIGNER_CERT;
   EXPECT_EQ(error(), E_INVALIDARG) << "no certificate";
-  para.pvSigner = const_cast<CERT_CONTEXT*>(one.context());
+  para.pvSigner = writable(one.context());
   EXPECT_EQ(error(), ERROR_SUCCESS);
   para.dwSignerType = CMSG_VERIFY_SIGNER_NULL;
   EXPECT_EQ(error(), E_INVALIDARG) << "a certificate that is not wanted";
@@ -255,7 +255,7 @@ TEST(Verify, ProvesABareHashWithoutAKey) {
   const CMSG_SIGNER_ENCODE_INFO shortForm = one.encodeInfo();
   std::memcpy(&info, &shortForm, sizeof shortForm);
   info.cbSize = sizeof info;
-  info.HashEncryptionAlgorithm.pszObjId = const_cast<char*>("1.3.6.1.5.5.7.6.2");
+  info.HashEncryptionAlgorithm.pszObjId = writable("1.3.6.1.5.5.7.6.2");
   CMSG_SIGNED_ENCODE_INFO signedInfo{};
   signedInfo.cbSize = sizeof signedInfo;
   signedInfo.cSigners = 1;
