@@ -21,12 +21,12 @@ Verdict verifySigner(bool isCades,
   return isCades ? verifyCadesSigner(signer, certificate) : verifyPlainSigner(signer, certificate);
 }
 
-/// Every signer is looked at, whatever became of the earlier ones.
+/// Every signer is looked at, whatever became of the earlier ones. One certificate is kept at a time.
 SAPRETURN verifySigners(const VerifyArguments& arguments,
                         const SignedMessage& message,
+                        Certificate& certificate,
                         bool& isAllVerified) noexcept {
   bool isPreviousVerified = true;
-  Certificate certificate;
   for (DWORD index = 0; index < message.signerCount; ++index) {
     certificate.reset();
     QX_TRACE(kVerifyName, "#trace#: Check signer # %d\n", index);
@@ -48,13 +48,14 @@ SAPRETURN verifySigners(const VerifyArguments& arguments,
 }
 
 SAPRETURN verifyMessage(const VerifyArguments& arguments, Outcome& outcome) noexcept {
+  Certificate lastCertificate;
   SignedMessage message;
   const SAPRETURN code = openSignedMessage(arguments, message);
   if (code != SSF_API_OK) {
     return code;
   }
   outcome.isAttached = message.isAttached;
-  return verifySigners(arguments, message, outcome.isAllVerified);
+  return verifySigners(arguments, message, lastCertificate, outcome.isAllVerified);
 }
 
 /// The content has been handed out already.

@@ -101,6 +101,7 @@ SAPRETURN takeDetached(const VerifyArguments& arguments, SignedMessage& message)
     return failedCall(kVerifyName, SSF_API_NO_MEMORY);
   }
   handOver(copy, arguments.output, arguments.outputLength);
+  message.handle.close();
   if (!openDecoder(CMSG_DETACHED_FLAG, message.handle)) {
     return SSF_API_NO_PROVIDER;
   }

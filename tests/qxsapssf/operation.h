@@ -35,6 +35,13 @@ inline SAP_B8* bytesOf(std::string& text) {
   return reinterpret_cast<SAP_B8*>(text.data());
 }
 
+/// Frees what an earlier call has left in an output.
+inline void freeOutput(Output& output) {
+  if (!output.isUntouched()) {
+    SsfDELSsfOctetstring(output.data(), output.length());
+  }
+}
+
 /// A list of records, freed with it.
 class Records {
  public:

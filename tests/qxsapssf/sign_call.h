@@ -16,6 +16,7 @@ struct SignCall {
   Output output;
 
   SAPRETURN run() {
+    freeOutput(output);
     return SsfSign(bytesOf(format),
                    lengthOf(format),
                    bytesOf(hashName),
