@@ -29,7 +29,8 @@
 /** Marks a function whose answer must be looked at. */
 #define QX_MUST_USE [[nodiscard]]
 /** A small number in the place of a pointer, as the published interface passes identifiers. */
-#define QX_NUMBER_AS(type, number) (reinterpret_cast<type>(static_cast<uintptr_t>(number)))
+#define QX_NUMBER_AS(type, number) \
+  (reinterpret_cast<type>(static_cast<uintptr_t>(number))) /* NOLINT(performance-no-int-to-ptr) */
 #else
 #define QX_PLATFORM_BEGIN
 #define QX_PLATFORM_END

@@ -19,6 +19,7 @@ struct Named {
   Decoder decoder;
 };
 
+// NOLINTBEGIN(modernize-use-designated-initializers): rows of a table
 constexpr Named kNamed[] = {
     {szOID_RSA_signingTime, decodeUtcTime},
     {szOID_SUBJECT_KEY_IDENTIFIER, decodeOctets},
@@ -26,7 +27,10 @@ constexpr Named kNamed[] = {
     {"2.5.29.37", decodeUsages},
 };
 
+// NOLINTEND(modernize-use-designated-initializers)
+
 Decoder numbered(LPCSTR type) {
+  // NOLINTBEGIN(modernize-use-designated-initializers): rows of a table
   static const Numbered kNumbered[] = {
       {X509_NAME, decodeName},
       {X509_PUBLIC_KEY_INFO, decodePublicKey},
@@ -46,6 +50,7 @@ Decoder numbered(LPCSTR type) {
       {X509_OBJECT_IDENTIFIER, decodeOid},
       {X509_ALGORITHM_IDENTIFIER, decodeAlgorithm},
   };
+  // NOLINTEND(modernize-use-designated-initializers)
   for (const Numbered& row : kNumbered) {
     if (row.type == type) {
       return row.decoder;

@@ -1,7 +1,6 @@
 #include "provider/api.h"
 
 #include <algorithm>
-#include <cwchar>
 #include <limits>
 #include <memory>
 #include <string>
@@ -39,7 +38,7 @@ DWORD deliver(std::wstring_view text, LPWSTR out, DWORD capacity) {
     return needed;
   }
   const DWORD given = std::min(needed, capacity);
-  std::wmemcpy(out, text.data(), given - 1);
+  text.copy(out, given - 1);
   out[given - 1] = L'\0';
   return given;
 }

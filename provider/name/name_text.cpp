@@ -97,7 +97,7 @@ bool isSpecial(wchar_t c) {
 
 bool needsQuotes(std::wstring_view value) {
   return value.empty() || value.front() == L' ' || value.back() == L' ' ||
-         std::any_of(value.begin(), value.end(), isSpecial);
+         std::ranges::any_of(value, isSpecial);
 }
 
 // Whether the rendered text would hold a NUL or a backslash before a quote. A reader may end at the
@@ -144,7 +144,7 @@ void appendValue(std::wstring& out, const NameAttribute& attribute, const Style&
 
 // Brings the last RDN to the front; the attributes inside an RDN keep their order.
 void reverseRdns(std::vector<NameAttribute>& attributes) {
-  std::reverse(attributes.begin(), attributes.end());
+  std::ranges::reverse(attributes);
   for (auto first = attributes.begin(); first != attributes.end();) {
     const auto last = std::find_if(
         first, attributes.end(), [](const NameAttribute& item) { return item.startsRdn; });

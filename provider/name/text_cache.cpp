@@ -41,7 +41,9 @@ struct KeyHash {
 
   std::size_t operator()(const KeyView& key) const { return hashOf(key); }
 
-  std::size_t operator()(const Key& key) const { return hashOf({key.name, key.stringType}); }
+  std::size_t operator()(const Key& key) const {
+    return hashOf({.name = key.name, .stringType = key.stringType});
+  }
 };
 
 struct KeyEqual {
@@ -62,13 +64,14 @@ class Shard {
   }
 
   void add(const KeyView& key, const Text& text) {
-    const std::size_t cost = kEntryOverhead + key.name.size() + text->size() * sizeof(wchar_t);
+    const std::size_t cost = kEntryOverhead + key.name.size() + (text->size() * sizeof(wchar_t));
     const std::scoped_lock lock(mutex_);
     if (bytes_ + cost > kShardBytes) {
       texts_.clear();
       bytes_ = 0;
     }
-    if (texts_.emplace(Key{std::string(key.name), key.stringType}, text).second) {
+    if (texts_.emplace(Key{.name = std::string(key.name), .stringType = key.stringType}, text)
+            .second) {
       bytes_ += cost;
     }
   }

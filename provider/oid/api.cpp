@@ -24,7 +24,7 @@ bool isSearchable(ALG_ID id) {
 }
 
 bool sameName(std::wstring_view left, std::wstring_view right) {
-  return std::equal(left.begin(), left.end(), right.begin(), right.end(), [](wchar_t a, wchar_t b) {
+  return std::ranges::equal(left, right, [](wchar_t a, wchar_t b) {
     return std::towlower(static_cast<std::wint_t>(a)) == std::towlower(static_cast<std::wint_t>(b));
   });
 }

@@ -32,11 +32,12 @@ constexpr Extra extra(DWORD first, DWORD second, DWORD third) {
   return {.words = {first, second, third}, .count = 3};
 }
 
+// NOLINTNEXTLINE(clang-analyzer-optin.performance.Padding): in the order in which a row is read
 struct Row {
-  DWORD group;
-  LPCSTR oid;
-  LPCWSTR name;
-  DWORD value;
+  DWORD group = 0;
+  LPCSTR oid = nullptr;
+  LPCWSTR name = nullptr;
+  DWORD value = 0;
   Extra extra;
   LPCWSTR cngAlgorithm = L"";
   LPCWSTR cngExtra = L"";
@@ -64,6 +65,7 @@ constexpr Extra kIa5OrUtf8 = extra(CERT_RDN_IA5_STRING, CERT_RDN_UTF8_STRING, 0)
 // the TC 26 arc 1.2.643.7; name attributes X.520 with the upper bounds of RFC 5280, appendix A.1.
 // The name of an attribute is its keyword in the text of a name.
 // clang-format off
+// NOLINTBEGIN(modernize-use-designated-initializers): rows of a table
 constexpr Row kRows[] = {
     {kHash, szOID_OIWSEC_sha1, L"sha1", CALG_SHA1, kNone, L"SHA1"},
     {kHash, szOID_RSA_MD5, L"md5", CALG_MD5, kNone, L"MD5"},
@@ -167,6 +169,7 @@ constexpr Row kRows[] = {
 
     {kPolicy, "2.5.29.32.0", L"All Issuance Policies", 0, kNone},
 };
+// NOLINTEND(modernize-use-designated-initializers)
 // clang-format on
 
 using Table = std::array<CRYPT_OID_INFO_LONG, std::size(kRows)>;

@@ -117,8 +117,10 @@ size_t qxsup_mbsrtowcs(wchar_t* out, const char** text, size_t capacity, mbstate
   mbstate_t* const used = state != nullptr ? state : &fresh;
   if (out == nullptr) {
     const char* start = *text;
+    // NOLINTNEXTLINE(concurrency-mt-unsafe): the state is never the shared one
     return std::mbsrtowcs(nullptr, &start, 0, used);
   }
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): the state is never the shared one
   const size_t count = std::mbsrtowcs(out, text, capacity - 1, used);
   if (count == static_cast<size_t>(-1)) {
     out[0] = L'\0';

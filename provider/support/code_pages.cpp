@@ -111,6 +111,7 @@ int WideCharToMultiByte(UINT CodePage,
                         LPSTR lpMultiByteStr,
                         int cbMultiByte,
                         LPCSTR lpDefaultChar,
+                        // NOLINTNEXTLINE(readability-non-const-parameter): published signature
                         BOOL* lpUsedDefaultChar) {
   return qx::apiValue<int>([&]() -> Result<int> {
     const Result<void> good =

@@ -30,6 +30,7 @@ struct Word {
   Value value;
 };
 
+// NOLINTBEGIN(modernize-use-designated-initializers): rows of a table
 constexpr Word<bool> kBooleans[] = {{"yes", true},
                                     {"no", false},
                                     {"true", true},
@@ -45,6 +46,8 @@ constexpr Word<TraceOutput> kOutputs[] = {{"none", TraceOutput::None},
                                           {"syslog", TraceOutput::Syslog},
                                           {"file", TraceOutput::File}};
 
+// NOLINTEND(modernize-use-designated-initializers)
+
 std::string variableName(const std::string& section, const std::string& key) {
   std::string name = "QXPROVIDER_" + section + "_" + key;
   for (char& c : name) {
@@ -53,17 +56,29 @@ std::string variableName(const std::string& section, const std::string& key) {
   return name;
 }
 
+bool isThere(const std::string& file) {
+  return access(file.c_str(), F_OK) == 0;
+}
+
+// The file to read; empty when there is none. One that is named is read whether it is there or not.
+std::string configurationFile() {
+  if (std::string named = environmentVariable("QXPROVIDER_CONF"); !named.empty()) {
+    return named;
+  }
+  const std::string folder = environmentVariable("XDG_CONFIG_HOME");
+  if (std::string own = folder + "/qxprovider/provider.conf";
+      folder.starts_with('/') && isThere(own)) {
+    return own;
+  }
+  return isThere(kMachineFile) ? kMachineFile : "";
+}
+
 // The settings as text, from the file and the environment, and the problems met on the way.
 class Settings {
  public:
   Settings() {
-    if (std::string file = environmentVariable("QXPROVIDER_CONF"); !file.empty()) {
+    if (const std::string file = configurationFile(); !file.empty()) {
       load(file);
-    } else if (file = environmentVariable("XDG_CONFIG_HOME") + "/qxprovider/provider.conf";
-               file.starts_with("/") && isThere(file) && file != "/qxprovider/provider.conf") {
-      load(file);
-    } else if (isThere(kMachineFile)) {
-      load(kMachineFile);
     }
   }
 
@@ -115,27 +130,26 @@ class Settings {
   }
 
   void complain(const std::string& section, const std::string& key, const std::string& value) {
-    problems.push_back("configuration: " + section + "." + key + " has no valid value: '" + value +
-                       "'");
+    problems_.push_back("configuration: " + section + "." + key + " has no valid value: '" + value +
+                        "'");
   }
 
-  std::vector<std::string> problems;
+  const std::vector<std::string>& problems() const { return problems_; }
 
  private:
-  static bool isThere(const std::string& file) { return access(file.c_str(), F_OK) == 0; }
-
   void load(const std::string& file) {
     ConfPtr conf(NCONF_new(nullptr));
     long line = 0;
     if (!conf || NCONF_load(conf.get(), file.c_str(), &line) != 1) {
-      problems.push_back("configuration: cannot read " + file +
-                         (line > 0 ? ", line " + std::to_string(line) : std::string()));
+      problems_.push_back("configuration: cannot read " + file +
+                          (line > 0 ? ", line " + std::to_string(line) : std::string()));
       return;
     }
     file_ = std::move(conf);
   }
 
   ConfPtr file_;
+  std::vector<std::string> problems_;
 };
 
 void readPin(Settings& settings, Configuration& out) {
@@ -178,7 +192,7 @@ Configuration readConfiguration() {
   settings.read("content", "cipher_set", out.content.cipherSet);
   readPin(settings, out);
   readTrace(settings, out);
-  out.problems = std::move(settings.problems);
+  out.problems = settings.problems();
   return out;
 }
 

@@ -30,7 +30,7 @@ bool isPlainName(std::string_view name) {
 FileStamp makeStamp(const struct stat& status) {
   constexpr std::int64_t kNanoseconds = 1'000'000'000;
   const auto ticks = [](const timespec& time) {
-    return static_cast<std::int64_t>(time.tv_sec) * kNanoseconds + time.tv_nsec;
+    return (static_cast<std::int64_t>(time.tv_sec) * kNanoseconds) + time.tv_nsec;
   };
   return FileStamp{.device = status.st_dev,
                    .inode = status.st_ino,
@@ -279,7 +279,7 @@ Result<std::vector<std::string>> namesIn(int dirFd) {
   if (errno != 0) {
     return failErrno();
   }
-  std::sort(names.begin(), names.end());
+  std::ranges::sort(names);
   return names;
 }
 

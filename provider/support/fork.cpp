@@ -21,7 +21,7 @@ struct ForkRegistry {
   void remove(ForkSafeMutex& mutex);
   void lockAll();
   void unlockAll();
-  bool tryLockAll();
+  bool tryLockAll() const;
   void installHandlers();
 };
 
@@ -67,7 +67,7 @@ void ForkRegistry::remove(ForkSafeMutex& mutex) {
 }
 
 // The caller holds the guard. On failure none is held.
-bool ForkRegistry::tryLockAll() {
+bool ForkRegistry::tryLockAll() const {
   for (ForkSafeMutex* mutex = first; mutex != nullptr; mutex = mutex->later_) {
     if (!mutex->mutex_.try_lock()) {
       for (mutex = mutex->earlier_; mutex != nullptr; mutex = mutex->earlier_) {

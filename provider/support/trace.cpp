@@ -25,6 +25,11 @@ struct Context : QX_TRACE_CONTEXT {
   std::string name;
 };
 
+Context* behind(QX_TRACE_CONTEXT* context) {
+  // NOLINTNEXTLINE(cppcoreguidelines-pro-type-static-cast-downcast): makeContext makes no other
+  return static_cast<Context*>(context);
+}
+
 const TraceSink& sink() {
   static const TraceSink kSink(configuration());
   return kSink;
@@ -92,7 +97,7 @@ struct OwnContext {
   OwnContext() {
     qxsup_trace_register("qxprovider", &context);
     if (context != nullptr) {
-      reportProblems(*static_cast<Context*>(context));
+      reportProblems(*behind(context));
     }
   }
 
@@ -162,7 +167,7 @@ void qxsup_trace_register(const char* name, QX_TRACE_CONTEXT** context) {
 
 void qxsup_trace_unregister(QX_TRACE_CONTEXT** context) {
   if (context != nullptr) {
-    delete static_cast<qx::Context*>(*context);
+    delete qx::behind(*context);
     *context = nullptr;
   }
 }
@@ -187,7 +192,7 @@ void qxsup_trace_print(QX_TRACE_CONTEXT* context,
   static_cast<void>(qx::guarded([&]() -> qx::Result<void> {
     std::string place = file != nullptr && *file != '\0' ? qx::escapeControls(file) + ':' : "";
     place += (function != nullptr ? function : "-") + (':' + std::to_string(line));
-    qx::writeLine(*static_cast<qx::Context*>(context), place, qx::formatted(format, arguments));
+    qx::writeLine(*qx::behind(context), place, qx::formatted(format, arguments));
     return {};
   }));
   va_end(arguments);

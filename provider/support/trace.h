@@ -23,6 +23,7 @@ std::string escapeControls(std::string_view text);
 
 /// QX_TRACE(format, ...) writes one line of the provider's own; the arguments are evaluated only when
 /// it is written. Never a secret among them.
+// NOLINTBEGIN(cppcoreguidelines-macro-usage): the line, the function and lazy arguments need it
 #define QX_TRACE(...)                                                \
   do {                                                               \
     QX_TRACE_CONTEXT* const qxTraceContext = qx::providerTrace();    \
@@ -36,5 +37,7 @@ std::string escapeControls(std::string_view text);
                     "",                      \
                     __LINE__,                \
                     static_cast<const char*>(__func__) __VA_OPT__(, ) __VA_ARGS__)
+
+// NOLINTEND(cppcoreguidelines-macro-usage)
 
 #endif

@@ -42,11 +42,11 @@ SecretBytes::SecretBytes(std::size_t size) : size_(size) {
 }
 
 SecretBytes::SecretBytes(std::span<const std::uint8_t> bytes) : SecretBytes(bytes.size()) {
-  std::copy(bytes.begin(), bytes.end(), data_);
+  std::ranges::copy(bytes, data_);
 }
 
 SecretBytes::SecretBytes(std::string_view text) : SecretBytes(text.size()) {
-  std::copy(text.begin(), text.end(), data_);
+  std::ranges::copy(text, data_);
 }
 
 SecretBytes::~SecretBytes() {
