@@ -98,7 +98,7 @@ INSTANTIATE_TEST_SUITE_P(All,
                          ::testing::Values(std::pair(NID_md5, true),
                                            std::pair(NID_sha1, false),
                                            std::pair(NID_sha256, false)),
-                         [](const auto& info) { return OBJ_nid2sn(info.param.first); });
+                         [](const auto& digest) { return OBJ_nid2sn(digest.param.first); });
 
 TEST(WeakDigestOfGost, IsNoneEither) {
   const Authority authority = Authority::selfSigned(KeyKind::Gost2001, named("GOST"));

@@ -82,8 +82,8 @@ TEST_P(Tampering, ByCuttingIsAlwaysSeen) {
 INSTANTIATE_TEST_SUITE_P(All,
                          Tampering,
                          ::testing::Values(KeyKind::EcP256, KeyKind::Gost2012_256),
-                         [](const auto& info) {
-                           return info.param == KeyKind::EcP256 ? "ec" : "gost";
+                         [](const auto& kind) {
+                           return kind.param == KeyKind::EcP256 ? "ec" : "gost";
                          });
 
 }  // namespace
