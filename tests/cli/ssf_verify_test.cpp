@@ -254,7 +254,7 @@ TEST_F(SsfVerifyTool, ShowsThumbprintsAsIdentitiesWhenTheLibraryIsSetSo) {
   setEnvironment("QX_SSF_USERID", "CERT_HASH");
   std::string id = ssfJson({"verify", message})["signers"][0]["id"];
   std::erase(id, ' ');
-  EXPECT_EQ(id, person("anna")["thumbprint"]);
+  EXPECT_EQ(id, person("anna")["thumbprint"].get<std::string>());
 }
 
 TEST_F(SsfVerifyTool, RefusesWhatIsNoMessage) {

@@ -39,7 +39,9 @@ bool Secret::append(char byte) {
 }
 
 void Secret::wipe() {
-  explicit_bzero(bytes_.data(), bytes_.size());
+  if (!bytes_.empty()) {
+    explicit_bzero(bytes_.data(), bytes_.size());
+  }
 }
 
 }  // namespace qx::tools

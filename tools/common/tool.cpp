@@ -5,6 +5,8 @@
 #include <exception>
 #include <functional>
 #include <new>
+#include <string>
+#include <vector>
 
 namespace qx::tools {
 namespace {
@@ -13,6 +15,16 @@ namespace {
 std::string commandLine(const CLI::App& app) {
   const auto inner = app.get_subcommands();
   return app.get_name() + (inner.empty() ? "" : " " + commandLine(*inner.front()));
+}
+
+// A word that is no command is what is wrong, not the command that is missing.
+std::string usageFault(const CLI::App& app, const CLI::ParseError& error) {
+  const std::vector<std::string> words = app.remaining(/*recurse=*/true);
+  if (error.get_exit_code() == static_cast<int>(CLI::ExitCodes::RequiredError) && !words.empty() &&
+      !words.front().starts_with("-")) {
+    return "there is no command " + words.front();
+  }
+  return error.what();
 }
 
 // Runs the work; whatever it throws becomes an exit code and a line.
@@ -25,8 +37,9 @@ ExitCode guarded(Tool& tool, const std::function<void()>& work) {
     work();
     return tool.exit;
   } catch (const CLI::ParseError& error) {
-    return failed(ExitCode::Usage,
-                  std::string(error.what()) + " (" + commandLine(tool.app) + " --help tells more)");
+    return failed(
+        ExitCode::Usage,
+        usageFault(tool.app, error) + " (" + commandLine(tool.app) + " --help tells more)");
   } catch (const ToolError& error) {
     return failed(error.code(), error.what());
   } catch (const std::bad_alloc&) {

@@ -123,7 +123,6 @@ void addCertificates(const ImportedKey& imported,
 
 void import(tools::Tool& tool, const KeyArguments& arguments) {
   tools::Report& report = tool.report;
-  warnOfRights(arguments.file, Location::CurrentUser, report);
   const ImportedKey imported = readKeyFile(arguments.file, [&] {
     PinSource source = arguments.password;
     if (source.kind == PinSource::Kind::None) {
@@ -131,6 +130,7 @@ void import(tools::Tool& tool, const KeyArguments& arguments) {
     }
     return tools::readPin(source, "Password of " + arguments.file, report);
   });
+  warnOfRights(arguments.file, Location::CurrentUser, report);
   store(*imported.key, arguments, report);
   addCertificates(imported, arguments, report);
 }

@@ -85,6 +85,11 @@ TEST_F(AnyTool, RefusesUnknownWordsWithAHint) {
   EXPECT_THAT(err_, AllOf(HasSubstr("--nonsense"), HasSubstr("tool work --help")));
 }
 
+TEST_F(AnyTool, NamesAWordThatIsNoCommand) {
+  EXPECT_EQ(run([] {}, {"wrok"}), 1);
+  EXPECT_EQ(err_, "tool: there is no command wrok (tool --help tells more)\n");
+}
+
 TEST_F(AnyTool, WantsACommand) {
   EXPECT_EQ(run([] {}, {}), 1);
   EXPECT_THAT(err_, HasSubstr("tool --help"));
