@@ -50,7 +50,7 @@ constexpr KeyTypeInfo kKeyTypes[] = {
 
 template <class Predicate>
 const KeyTypeInfo* findKeyType(Predicate matches) {
-  const auto* const found = std::find_if(std::begin(kKeyTypes), std::end(kKeyTypes), matches);
+  const auto* const found = std::ranges::find_if(kKeyTypes, matches);
   return found != std::end(kKeyTypes) ? found : nullptr;
 }
 

@@ -20,13 +20,13 @@ enum class KeyType { Gost2001, Gost2012_256, Gost2012_512, Rsa, Ec };
 
 /// What is fixed for a kind of key.
 struct KeyTypeInfo {
-  KeyType type;
-  int nid;                                ///< libcrypto's base id of the key
-  const char* oid;                        ///< of the public key's AlgorithmIdentifier
+  KeyType type = KeyType::Rsa;
+  int nid = 0;                            ///< libcrypto's base id of the key
+  const char* oid = "";                   ///< of the public key's AlgorithmIdentifier
   std::optional<HashAlgorithm> onlyHash;  ///< GOST: the one hash that its signatures are made over
-  std::size_t signatureLength;            ///< GOST: bytes of a signature, always; else 0
-  DWORD providerType;                     ///< what PP_PROVTYPE says of a handle with such a key
-  DWORD keySpec;                          ///< AT_KEYEXCHANGE or AT_SIGNATURE
+  std::size_t signatureLength = 0;        ///< GOST: bytes of a signature, always; else 0
+  DWORD providerType = 0;                 ///< what PP_PROVTYPE says of a handle with such a key
+  DWORD keySpec = 0;                      ///< AT_KEYEXCHANGE or AT_SIGNATURE
 };
 
 const KeyTypeInfo& keyTypeInfo(KeyType type);

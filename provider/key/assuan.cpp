@@ -24,7 +24,7 @@ int escapedOctet(std::string_view text) {
   if (text.size() < 3 || text[0] != '%' || hexValue(text[1]) < 0 || hexValue(text[2]) < 0) {
     return -1;
   }
-  return hexValue(text[1]) * 16 + hexValue(text[2]);
+  return (hexValue(text[1]) * 16) + hexValue(text[2]);
 }
 
 SecretBytes decode(std::string_view text) {
@@ -44,7 +44,7 @@ SecretBytes decode(std::string_view text) {
 AssuanClient::AssuanClient(int socket, const Deadline& deadline)
     : socket_(socket), deadline_(deadline), buffer_(kBufferSize) {}
 
-bool AssuanClient::send(const std::string& command) {
+bool AssuanClient::send(const std::string& command) const {
   const std::string line = command + "\n";
   // A program that is gone must not cost the host a SIGPIPE.
   return ::send(socket_, line.data(), line.size(), MSG_NOSIGNAL) ==

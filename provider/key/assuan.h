@@ -15,11 +15,11 @@ namespace qx {
 /// deadline and the end of the connection end the conversation.
 class AssuanClient {
  public:
-  /// Borrows the socket and the deadline.
+  /// Borrows the socket.
   AssuanClient(int socket, const Deadline& deadline);
 
   /// send writes one command, which holds no line end.
-  bool send(const std::string& command);
+  bool send(const std::string& command) const;
 
   /// awaitOk reads up to the end of an answer: true for OK. The data in it, decoded, replaces `data`.
   bool awaitOk(SecretBytes* data = nullptr);
@@ -33,7 +33,7 @@ class AssuanClient {
   void dropLine();
 
   int socket_;
-  const Deadline& deadline_;
+  Deadline deadline_;
   SecretBytes buffer_;
   std::size_t filled_ = 0;
   std::size_t line_ = 0;  // size of the line that was given out last, with its end

@@ -1,7 +1,6 @@
 #include "provider/key/helper_program.h"
 
 #include <fcntl.h>
-#include <signal.h>
 #include <spawn.h>
 #include <sys/socket.h>
 #include <sys/wait.h>
@@ -9,6 +8,7 @@
 
 #include <array>
 #include <cerrno>
+#include <csignal>
 
 #include "provider/key/deadline.h"
 
@@ -99,7 +99,11 @@ bool HelperProgram::start(const std::string& program) {
   socket_ = Fd(ends[0]);
   const Fd theirs(ends[1]);
   SpawnPlan plan;
-  if (!plan.talkThrough(theirs.get()) || (child_ = plan.start(program)) < 0) {
+  if (!plan.talkThrough(theirs.get())) {
+    return false;
+  }
+  child_ = plan.start(program);
+  if (child_ < 0) {
     return false;
   }
   handle_ = Fd(pidfd_open(child_, 0));

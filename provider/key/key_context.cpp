@@ -18,6 +18,12 @@ ForkSafeMutex& stateMutex() {
   return mutex;
 }
 
+void traceNeedlessPin(const KeyFile& file) {
+  if (!file.hasPin()) {
+    QX_TRACE("a PIN was given for the key %s, which has none", file.id().c_str());
+  }
+}
+
 }  // namespace
 
 void KeyContext::setPin(std::string_view pin) {
@@ -25,9 +31,7 @@ void KeyContext::setPin(std::string_view pin) {
   if (const auto found = file()) {
     // Where the PIN is known to be right it need not be kept.
     opened = unlockedBefore(**found, pin);
-    if (!(*found)->hasPin()) {
-      QX_TRACE("a PIN was given for the key %s, which has none", key_->id.c_str());
-    }
+    traceNeedlessPin(**found);
   }
   SecretBytes kept = opened != nullptr ? SecretBytes() : SecretBytes(pin);
   replace(std::move(opened), std::move(kept));

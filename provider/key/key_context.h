@@ -55,8 +55,10 @@ class KeyContext : public Tagged<HandleTag::KeyContext> {
   /// user. Errors: as usableKey and askPin.
   Result<void> unlockByPrompt(const std::string& what);
 
-  /// nextAlgorithm is the place of PP_ENUMALGS in the list of algorithms.
-  std::size_t nextAlgorithm = 0;
+  /// The place of PP_ENUMALGS in the list of algorithms.
+  std::size_t nextAlgorithm() const { return nextAlgorithm_; }
+
+  void setNextAlgorithm(std::size_t place) { nextAlgorithm_ = place; }
 
  private:
   Result<KeyFilePtr> file() const;
@@ -67,6 +69,7 @@ class KeyContext : public Tagged<HandleTag::KeyContext> {
   std::shared_ptr<const PrivateKey> opened_;
   SecretBytes pin_;
   unsigned pinChanges_ = 0;
+  std::size_t nextAlgorithm_ = 0;
 };
 
 /// usableKey gives the unlocked key behind a handle; it stays valid when the handle is released.

@@ -24,9 +24,8 @@ std::uint64_t nextSerial() {
 }
 
 PemBlock* findBlock(std::vector<PemBlock>& blocks, std::string_view label) {
-  const auto found = std::find_if(blocks.begin(), blocks.end(), [label](const PemBlock& block) {
-    return block.label == label;
-  });
+  const auto found =
+      std::ranges::find_if(blocks, [label](const PemBlock& block) { return block.label == label; });
   return found != blocks.end() ? &*found : nullptr;
 }
 
@@ -48,7 +47,7 @@ std::string_view idFromFileName(std::string_view name) {
   if (name.ends_with(kSuffix)) {
     name.remove_suffix(kSuffix.size());
   }
-  const bool isId = name.size() == kIdLength && std::all_of(name.begin(), name.end(), isLowerHex);
+  const bool isId = name.size() == kIdLength && std::ranges::all_of(name, isLowerHex);
   return isId ? name : std::string_view();
 }
 

@@ -32,13 +32,13 @@ Result<void> answer(std::span<const BYTE> value, BYTE* data, DWORD* size) {
   if (given < needed) {
     return fail(ERROR_MORE_DATA);
   }
-  std::copy(value.begin(), value.end(), data);
+  std::ranges::copy(value, data);
   return {};
 }
 
 void fillName(std::span<char> field, DWORD& length, std::string_view name) {
   length = static_cast<DWORD>(name.size() + 1);
-  std::copy(name.begin(), name.end(), field.begin());
+  std::ranges::copy(name, field.begin());
 }
 
 void fill(PROV_ENUMALGS& item, const OfferedAlgorithm& algorithm) {
@@ -62,21 +62,21 @@ Result<void> enumerate(KeyContext& context, BYTE* data, DWORD* size, DWORD flags
     return fail(NTE_BAD_FLAGS);
   }
   if (flags == CRYPT_FIRST) {
-    context.nextAlgorithm = 0;
+    context.setNextAlgorithm(0);
   }
   const auto algorithms = offeredAlgorithms();
   Item item{};
   if (data == nullptr) {
     return answer(bytesOf(item), data, size);
   }
-  if (context.nextAlgorithm >= algorithms.size()) {
+  if (context.nextAlgorithm() >= algorithms.size()) {
     return fail(ERROR_NO_MORE_ITEMS);
   }
-  fill(item, algorithms[context.nextAlgorithm]);
+  fill(item, algorithms[context.nextAlgorithm()]);
   const auto answered = answer(bytesOf(item), data, size);
   // Whoever asks again with a larger buffer gets the same item.
   if (answered) {
-    ++context.nextAlgorithm;
+    context.setNextAlgorithm(context.nextAlgorithm() + 1);
   }
   return answered;
 }

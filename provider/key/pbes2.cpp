@@ -119,7 +119,7 @@ Result<std::vector<std::uint8_t>> encryptPkcs8(PKCS8_PRIV_KEY_INFO* key,
   if (encrypted == nullptr) {
     return fail(NTE_FAIL);
   }
-  static_cast<void>(scheme.release());  // `encrypted` owns it now
+  [[maybe_unused]] const X509_ALGOR* takenOver = scheme.release();  // by `encrypted`
   unsigned char* der = nullptr;
   const int length = i2d_X509_SIG(encrypted.get(), &der);
   if (length <= 0) {

@@ -1,7 +1,6 @@
 #include "provider/key/pem.h"
 
 #include <algorithm>
-#include <optional>
 #include <string>
 
 #include <nettle/base64.h>
@@ -20,13 +19,18 @@ struct RawBlock {
   std::string_view body;
 };
 
-/// Takes the next block off the front of `text`; nothing when no further block begins.
-Result<std::optional<RawBlock>> takeBlock(std::string_view& text) {
+/// Drops what stands before the next block and its first dashes; false when no further block begins.
+bool findBlock(std::string_view& text) {
   const std::size_t begin = text.find(kBegin);
   if (begin == std::string_view::npos) {
-    return std::optional<RawBlock>();
+    return false;
   }
   text.remove_prefix(begin + kBegin.size());
+  return true;
+}
+
+/// Takes a block off the front of `text`, from its label on.
+Result<RawBlock> takeBlock(std::string_view& text) {
   const std::size_t labelEnd = text.find(kDashes);
   if (labelEnd == std::string_view::npos) {
     return fail(ERROR_INVALID_DATA);
@@ -43,11 +47,11 @@ Result<std::optional<RawBlock>> takeBlock(std::string_view& text) {
     return fail(ERROR_INVALID_DATA);
   }
   text.remove_prefix(block.label.size() + kDashes.size());
-  return std::optional<RawBlock>(block);
+  return block;
 }
 
 Result<SecretBytes> decodeBase64(std::string_view body) {
-  base64_decode_ctx context;
+  base64_decode_ctx context{};
   base64_decode_init(&context);
   SecretBytes der(BASE64_DECODE_LENGTH(body.size()));
   std::size_t length = der.size();
@@ -65,30 +69,25 @@ std::size_t encodedSize(std::size_t size) {
 }
 
 char* appendText(char* out, std::string_view text) {
-  return std::copy(text.begin(), text.end(), out);
+  return std::ranges::copy(text, out).out;
 }
 
 }  // namespace
 
 Result<std::vector<PemBlock>> readPem(std::string_view text) {
   std::vector<PemBlock> blocks;
-  for (;;) {
+  while (findBlock(text)) {
     const auto raw = takeBlock(text);
-    if (!raw) {
-      return raw.failure();
-    }
-    if (!*raw) {
-      return blocks;
-    }
-    if (blocks.size() == kMaxBlocks) {
+    if (!raw || blocks.size() == kMaxBlocks) {
       return fail(ERROR_INVALID_DATA);
     }
-    auto der = decodeBase64((*raw)->body);
+    auto der = decodeBase64(raw->body);
     if (!der) {
       return der.failure();
     }
-    blocks.push_back({.label = (*raw)->label, .der = std::move(*der)});
+    blocks.push_back({.label = raw->label, .der = std::move(*der)});
   }
+  return blocks;
 }
 
 SecretBytes appendPem(std::span<const std::uint8_t> text,
@@ -97,7 +96,7 @@ SecretBytes appendPem(std::span<const std::uint8_t> text,
   const std::string begin = std::string(kBegin).append(label).append(kDashes).append("\n");
   const std::string end = std::string(kEnd).append(label).append(kDashes).append("\n");
   SecretBytes all(text.size() + begin.size() + encodedSize(der.size()) + end.size());
-  char* out = reinterpret_cast<char*>(std::copy(text.begin(), text.end(), all.data()));
+  char* out = reinterpret_cast<char*>(std::ranges::copy(text, all.data()).out);
   out = appendText(out, begin);
   while (!der.empty()) {
     const auto line = der.first(std::min(der.size(), kLineOctets));

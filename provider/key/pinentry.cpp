@@ -31,9 +31,9 @@ bool introduce(AssuanClient& client, const std::string& what) {
     commands.push_back("OPTION ttyname=" + terminal);
     commands.push_back("OPTION ttytype=" + environmentVariable("TERM"));
   }
-  commands.push_back("SETTITLE PIN");
+  commands.emplace_back("SETTITLE PIN");
   commands.push_back("SETDESC " + AssuanClient::encode(escapeControls(what)));
-  commands.push_back("SETPROMPT PIN:");
+  commands.emplace_back("SETPROMPT PIN:");
   for (const std::string& command : commands) {
     if (!client.send(command)) {
       return false;

@@ -16,27 +16,95 @@ constexpr ProviderType kProviderTypes[] = {
     {.type = PROV_RSA_AES, .name = "qxprovider RSA and ECDSA"},
 };
 
-// clang-format off
 constexpr OfferedAlgorithm kAlgorithms[] = {
-    {CALG_SHA_256,   256,  256,   256, "SHA-256",         "Secure Hash Algorithm (SHA-256)"},
-    {CALG_SHA_384,   384,  384,   384, "SHA-384",         "Secure Hash Algorithm (SHA-384)"},
-    {CALG_SHA_512,   512,  512,   512, "SHA-512",         "Secure Hash Algorithm (SHA-512)"},
-    {CALG_SHA1,      160,  160,   160, "SHA-1",           "Secure Hash Algorithm (SHA-1)"},
-    {0x8021,         256,  256,   256, "GR 34.11-12 256", "GOST R 34.11-2012, 256 bits"},
-    {0x8022,         512,  512,   512, "GR 34.11-12 512", "GOST R 34.11-2012, 512 bits"},
-    {0x801E,         256,  256,   256, "GR 34.11-94",     "GOST R 34.11-94"},
-    {CALG_MD5,       128,  128,   128, "MD5",             "Message Digest 5 (MD5)"},
-    {CALG_MD2,       128,  128,   128, "MD2",             "Message Digest 2 (MD2)"},
-    {0x2E02,         256,  256,   256, "GR 34.10-12 256", "GOST R 34.10-2012, 256 bits"},
-    {0x2E03,         512,  512,   512, "GR 34.10-12 512", "GOST R 34.10-2012, 512 bits"},
-    {0x2E01,         256,  256,   256, "GR 34.10-2001",   "GOST R 34.10-2001"},
-    {CALG_RSA_SIGN, 2048, 1024, 16384, "RSA_SIGN",        "RSA signature"},
-    {CALG_ECDSA,     256,  256,   521, "ECDSA",           "ECDSA signature"},
+    {.id = CALG_SHA_256,
+     .defaultBits = 256,
+     .minBits = 256,
+     .maxBits = 256,
+     .name = "SHA-256",
+     .longName = "Secure Hash Algorithm (SHA-256)"},
+    {.id = CALG_SHA_384,
+     .defaultBits = 384,
+     .minBits = 384,
+     .maxBits = 384,
+     .name = "SHA-384",
+     .longName = "Secure Hash Algorithm (SHA-384)"},
+    {.id = CALG_SHA_512,
+     .defaultBits = 512,
+     .minBits = 512,
+     .maxBits = 512,
+     .name = "SHA-512",
+     .longName = "Secure Hash Algorithm (SHA-512)"},
+    {.id = CALG_SHA1,
+     .defaultBits = 160,
+     .minBits = 160,
+     .maxBits = 160,
+     .name = "SHA-1",
+     .longName = "Secure Hash Algorithm (SHA-1)"},
+    {.id = 0x8021,
+     .defaultBits = 256,
+     .minBits = 256,
+     .maxBits = 256,
+     .name = "GR 34.11-12 256",
+     .longName = "GOST R 34.11-2012, 256 bits"},
+    {.id = 0x8022,
+     .defaultBits = 512,
+     .minBits = 512,
+     .maxBits = 512,
+     .name = "GR 34.11-12 512",
+     .longName = "GOST R 34.11-2012, 512 bits"},
+    {.id = 0x801E,
+     .defaultBits = 256,
+     .minBits = 256,
+     .maxBits = 256,
+     .name = "GR 34.11-94",
+     .longName = "GOST R 34.11-94"},
+    {.id = CALG_MD5,
+     .defaultBits = 128,
+     .minBits = 128,
+     .maxBits = 128,
+     .name = "MD5",
+     .longName = "Message Digest 5 (MD5)"},
+    {.id = CALG_MD2,
+     .defaultBits = 128,
+     .minBits = 128,
+     .maxBits = 128,
+     .name = "MD2",
+     .longName = "Message Digest 2 (MD2)"},
+    {.id = 0x2E02,
+     .defaultBits = 256,
+     .minBits = 256,
+     .maxBits = 256,
+     .name = "GR 34.10-12 256",
+     .longName = "GOST R 34.10-2012, 256 bits"},
+    {.id = 0x2E03,
+     .defaultBits = 512,
+     .minBits = 512,
+     .maxBits = 512,
+     .name = "GR 34.10-12 512",
+     .longName = "GOST R 34.10-2012, 512 bits"},
+    {.id = 0x2E01,
+     .defaultBits = 256,
+     .minBits = 256,
+     .maxBits = 256,
+     .name = "GR 34.10-2001",
+     .longName = "GOST R 34.10-2001"},
+    {.id = CALG_RSA_SIGN,
+     .defaultBits = 2048,
+     .minBits = 1024,
+     .maxBits = 16384,
+     .name = "RSA_SIGN",
+     .longName = "RSA signature"},
+    {.id = CALG_ECDSA,
+     .defaultBits = 256,
+     .minBits = 256,
+     .maxBits = 521,
+     .name = "ECDSA",
+     .longName = "ECDSA signature"},
 };
-// clang-format on
 
 constexpr bool namesFit() {
-  return std::all_of(std::begin(kAlgorithms), std::end(kAlgorithms), [](const auto& row) {
+  return std::ranges::all_of(kAlgorithms, [](const auto& row) {
     return row.name.size() < sizeof(PROV_ENUMALGS::szName) &&
            row.longName.size() < sizeof(PROV_ENUMALGS_EX::szLongName);
   });
@@ -46,8 +114,7 @@ static_assert(namesFit(), "an algorithm's name is longer than the published reco
 
 template <class Predicate>
 const ProviderType* findRow(Predicate matches) {
-  const auto* const found =
-      std::find_if(std::begin(kProviderTypes), std::end(kProviderTypes), matches);
+  const auto* const found = std::ranges::find_if(kProviderTypes, matches);
   return found != std::end(kProviderTypes) ? found : nullptr;
 }
 

@@ -30,14 +30,14 @@ Result<HashAlgorithm> readMaskHash(const der::Element& sequence) {
 /// Reads the element inside the optional explicit tag; `use` stores it.
 template <class Use>
 Result<void> readTagged(der::Reader& reader, unsigned tag, std::uint8_t inner, Use use) {
-  const auto tagged = reader.optional(der::contextConstructed(tag));
+  if (reader.peek() != der::contextConstructed(tag)) {
+    return {};
+  }
+  const auto tagged = reader.next();
   if (!tagged) {
     return tagged.failure();
   }
-  if (!*tagged) {
-    return {};
-  }
-  const auto element = der::readWhole((*tagged)->content, inner);
+  const auto element = der::readWhole(tagged->content, inner);
   return element ? use(*element) : element.failure();
 }
 

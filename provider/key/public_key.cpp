@@ -86,9 +86,8 @@ const Curve* findCurve(der::Bytes parameters) {
   if (!oid) {
     return nullptr;
   }
-  const auto* const found = std::find_if(std::begin(kCurves),
-                                         std::end(kCurves),
-                                         [&](const Curve& curve) { return curve.oid == *oid; });
+  const auto* const found =
+      std::ranges::find_if(kCurves, [&](const Curve& curve) { return curve.oid == *oid; });
   return found != std::end(kCurves) ? found : nullptr;
 }
 

@@ -47,9 +47,8 @@ constexpr SignatureOid kSignatureOids[] = {
 };
 
 const SignatureOid* findSignature(std::string_view oid) {
-  const auto* const found = std::find_if(std::begin(kSignatureOids),
-                                         std::end(kSignatureOids),
-                                         [oid](const SignatureOid& row) { return row.oid == oid; });
+  const auto* const found = std::ranges::find_if(
+      kSignatureOids, [oid](const SignatureOid& row) { return row.oid == oid; });
   return found != std::end(kSignatureOids) ? found : nullptr;
 }
 

@@ -10,7 +10,7 @@ namespace {
 
 UnlockedKeys::Time bootTime() {
   timespec now{};
-  clock_gettime(CLOCK_BOOTTIME, &now);
+  static_cast<void>(clock_gettime(CLOCK_BOOTTIME, &now));
   return std::chrono::seconds(now.tv_sec) + std::chrono::nanoseconds(now.tv_nsec);
 }
 

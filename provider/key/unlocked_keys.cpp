@@ -54,7 +54,7 @@ std::shared_ptr<const PrivateKey> UnlockedKeys::find(std::uint64_t file, std::st
 void UnlockedKeys::add(std::uint64_t file,
                        std::string_view pin,
                        std::shared_ptr<const PrivateKey> key) {
-  if (limits_.unused <= limits_.unused.zero()) {
+  if (limits_.unused <= std::chrono::seconds::zero()) {
     return;
   }
   const Moment now = moment();
@@ -104,7 +104,7 @@ void UnlockedKeys::prepare(Moment now) {
 }
 
 UnlockedKeys::Digest UnlockedKeys::digestOf(std::uint64_t file, std::string_view pin) const {
-  hmac_sha256_ctx context;
+  hmac_sha256_ctx context{};
   hmac_sha256_set_key(&context, digestKey_.size(), digestKey_.data());
   hmac_sha256_update(&context, sizeof file, reinterpret_cast<const std::uint8_t*>(&file));
   hmac_sha256_update(&context, pin.size(), reinterpret_cast<const std::uint8_t*>(pin.data()));
