@@ -62,6 +62,8 @@
 
 SSF_BEGIN
 
+/* NOLINTBEGIN(modernize-use-using): C has no using */
+
 typedef unsigned char SAP_B8; /* one byte */
 typedef int32_t SsfOctetlen;  /* the length of a byte string, in bytes */
 typedef int32_t SAPRETURN;    /* a return code */
@@ -121,6 +123,8 @@ typedef struct SigRcpSsfInformationListStruct {
   struct SigRcpSsfInformationListStruct* next;
   SigRcpSsfInformation* info;
 } SigRcpSsfInformationListStruct;
+
+/* NOLINTEND(modernize-use-using) */
 
 /* ---- Operations ------------------------------------------------------------------------------- */
 

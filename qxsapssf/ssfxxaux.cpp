@@ -1,4 +1,5 @@
 #include <array>
+#include <cstring>
 
 #include "qxsapssf/frame.h"
 #include "qxsapssf/owned_bytes.h"
@@ -20,28 +21,27 @@ struct CountedBytes {
 using RecordStrings = std::array<CountedBytes, 4>;
 
 struct OwnedRecordStrings {
-  std::array<OwnedBytes, 4> copies;
+  std::array<OwnedBytes, 4> buffers;
   bool isComplete = true;
 };
 
-OwnedRecordStrings copyStrings(const RecordStrings& strings) noexcept {
+/// Nothing is copied yet: a failure leaves no password behind in freed memory.
+OwnedRecordStrings allocateStrings(const RecordStrings& strings) noexcept {
   OwnedRecordStrings owned;
   for (std::size_t i = 0; i < strings.size(); ++i) {
     if (strings[i].length > 0) {
-      owned.copies[i] =
-          OwnedBytes::copyOf(strings[i].bytes, static_cast<std::size_t>(strings[i].length));
-      owned.isComplete = owned.isComplete && owned.copies[i];
+      owned.buffers[i] = OwnedBytes::allocate(static_cast<std::size_t>(strings[i].length));
+      owned.isComplete = owned.isComplete && owned.buffers[i];
     }
   }
   return owned;
 }
 
-/// The password may have been copied before another string could not be: it does not stay behind.
-void wipePassword(OwnedRecordStrings& owned) noexcept {
-  OwnedBytes& password = owned.copies.back();
-  if (password) {
-    wipeWithSpaces(password.data(), password.size());
+SAP_B8* fill(OwnedBytes& buffer, const CountedBytes& string) noexcept {
+  if (buffer) {
+    std::memcpy(buffer.data(), string.bytes, buffer.size());
   }
+  return buffer.release();
 }
 
 SAPRETURN newRecord(const RecordStrings& strings,
@@ -59,19 +59,18 @@ SAPRETURN newRecord(const RecordStrings& strings,
   if (!made) {
     return SSF_API_INFO_NO_MEMORY;
   }
-  OwnedRecordStrings owned = copyStrings(strings);
+  OwnedRecordStrings owned = allocateStrings(strings);
   if (!owned.isComplete) {
-    wipePassword(owned);
     return SSF_API_INFO_NO_MEMORY;
   }
   made->idLength = strings[0].length;
-  made->id = owned.copies[0].release();
+  made->id = fill(owned.buffers[0], strings[0]);
   made->reservedLength = strings[1].length;
-  made->reserved = owned.copies[1].release();
+  made->reserved = fill(owned.buffers[1], strings[1]);
   made->profileLength = strings[2].length;
-  made->profile = owned.copies[2].release();
+  made->profile = fill(owned.buffers[2], strings[2]);
   made->passwordLength = strings[3].length;
-  made->password = owned.copies[3].release();
+  made->password = fill(owned.buffers[3], strings[3]);
   made->result = result;
   *record = made.release();
   return SSF_API_OK;
@@ -152,10 +151,10 @@ SAPRETURN SsfNEWSigRcpSsfInfo(const SAP_B8* id,
                               SsfOctetlen passwordLength,
                               SAPRETURN result,
                               SigRcpSsfInformation** record) noexcept {
-  const qx::RecordStrings strings = {{{id, idLength},
-                                      {reserved, reservedLength},
-                                      {profile, profileLength},
-                                      {password, passwordLength}}};
+  const qx::RecordStrings strings = {{{.bytes = id, .length = idLength},
+                                      {.bytes = reserved, .length = reservedLength},
+                                      {.bytes = profile, .length = profileLength},
+                                      {.bytes = password, .length = passwordLength}}};
   return qx::guarded([&] { return qx::newRecord(strings, result, record); }, qx::noMemory);
 }
 

@@ -124,9 +124,11 @@ SAPRETURN printRecord(const SigRcpSsfInformation* record,
   if (record == nullptr || output == nullptr || outputLength == nullptr) {
     return SSF_API_INFO_MISSING;
   }
-  const RecordString id{"Id        : ", record->id, record->idLength};
-  const RecordString reserved{"Reserved  : ", record->reserved, record->reservedLength};
-  const RecordString profile{"Profile   : ", record->profile, record->profileLength};
+  const RecordString id{.label = "Id        : ", .bytes = record->id, .length = record->idLength};
+  const RecordString reserved{
+      .label = "Reserved  : ", .bytes = record->reserved, .length = record->reservedLength};
+  const RecordString profile{
+      .label = "Profile   : ", .bytes = record->profile, .length = record->profileLength};
   TextBuffer text(textSize(id, reserved, profile), kRecordFunction);
   if (!text) {
     return SSF_API_INFO_NO_MEMORY;

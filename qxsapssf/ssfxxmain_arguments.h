@@ -30,9 +30,7 @@ inline bool clearOutputLength(const char* function,
 }
 
 /// clearOutput is clearOutputLength for the operations that leave no output pointer behind on failure.
-inline bool clearOutput(const char* function,
-                        SAP_B8** output,
-                        SsfOctetlen* outputLength) noexcept {
+inline bool clearOutput(const char* function, SAP_B8** output, SsfOctetlen* outputLength) noexcept {
   if (output != nullptr) {
     *output = nullptr;
   }

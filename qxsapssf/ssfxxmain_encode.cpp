@@ -74,6 +74,7 @@ SAPRETURN transfer(Direction direction,
 }  // namespace
 }  // namespace qx
 
+// NOLINTBEGIN(readability-non-const-parameter): the interface is published without const
 SAPRETURN SsfEncode(SAP_B8* format,
                     SsfOctetlen formatLength,
                     SAP_B8* ostrInputData,
@@ -81,7 +82,10 @@ SAPRETURN SsfEncode(SAP_B8* format,
                     SAP_B8** ostrEncodedData,
                     SsfOctetlen* ostrEncodedDataL) noexcept {
   return qx::transfer(qx::Direction::Encode,
-                      {format, formatLength, ostrInputData, ostrInputDataL},
+                      {.format = format,
+                       .formatLength = formatLength,
+                       .input = ostrInputData,
+                       .inputLength = ostrInputDataL},
                       ostrEncodedData,
                       ostrEncodedDataL);
 }
@@ -93,7 +97,12 @@ SAPRETURN SsfDecode(SAP_B8* format,
                     SAP_B8** ostrOutputData,
                     SsfOctetlen* ostrOutputDataL) noexcept {
   return qx::transfer(qx::Direction::Decode,
-                      {format, formatLength, ostrEncodedData, ostrEncodedDataL},
+                      {.format = format,
+                       .formatLength = formatLength,
+                       .input = ostrEncodedData,
+                       .inputLength = ostrEncodedDataL},
                       ostrOutputData,
                       ostrOutputDataL);
 }
+
+// NOLINTEND(readability-non-const-parameter)

@@ -39,6 +39,7 @@ class TraceText {
 
 }  // namespace qx
 
+// NOLINTBEGIN(cppcoreguidelines-macro-usage): a function would evaluate its arguments
 /// QX_TRACE(function, format, ...) writes one line under the name of the operation, which need not be
 /// the C++ function that runs. The arguments are evaluated only when the line is written.
 #define QX_TRACE(function, format, ...) \
@@ -51,5 +52,6 @@ class TraceText {
       qxsup_trace_print(qxsapssf_db_ctx, format, "", line, function __VA_OPT__(, ) __VA_ARGS__); \
     }                                                                                            \
   } while (false)
+// NOLINTEND(cppcoreguidelines-macro-usage)
 
 #endif

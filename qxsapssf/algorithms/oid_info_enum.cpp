@@ -7,7 +7,7 @@ namespace ATL2 {
 DWORD COidInfoEnum::extraWord(const CRYPT_OID_INFO* info, unsigned index) {
   DWORD word = 0;
   if (info->ExtraInfo.pbData != nullptr && info->ExtraInfo.cbData / sizeof(word) > index) {
-    std::memcpy(&word, info->ExtraInfo.pbData + index * sizeof(word), sizeof(word));
+    std::memcpy(&word, info->ExtraInfo.pbData + (index * sizeof(word)), sizeof(word));
   }
   return word;
 }

@@ -12,8 +12,8 @@ namespace qx {
 namespace {
 
 const char* environment(const char* name) {
-  return std::getenv(
-      name);  // NOLINT(concurrency-mt-unsafe): read while the library is being loaded
+  // NOLINTNEXTLINE(concurrency-mt-unsafe): read while the library is being loaded
+  return std::getenv(name);
 }
 
 void readHexFlags(const char* name, std::uint32_t& flags) {

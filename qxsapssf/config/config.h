@@ -30,6 +30,7 @@ void readEnvironment(Config& config);
 }  // namespace qx
 
 /// The settings in force. Read-only after load.
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): exported, as hosts know it
 extern __attribute__((visibility("default"))) qx::Config gConfig;
 
 #endif
