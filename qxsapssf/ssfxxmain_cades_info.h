@@ -31,8 +31,8 @@ class CadesVerification {
     return info_ ? info_.get()->pSignatureTimeStampTime : nullptr;
   }
 
-  /// free gives the record back now.
-  void free() noexcept { info_.close(); }
+  /// giveBack gives the record back now.
+  void giveBack() noexcept { info_.close(); }
 
  private:
   CadesInfo info_;

@@ -32,7 +32,7 @@ Verdict accept(const SignerInMessage& signer, CadesVerification& verification) n
                                                              verification.signingTime(),
                                                              verification.stampTime(),
                                                              SSF_RESULT_OK);
-  verification.free();
+  verification.giveBack();
   if (record == nullptr) {
     return Verdict::Failed;
   }
@@ -61,7 +61,7 @@ Verdict refuse(const SignerInMessage& signer,
              signer.index,
              TraceText(record->id, record->idLength).c_str());
   }
-  verification.free();
+  verification.giveBack();
   if (lastError != 0) {
     SetLastError(lastError);
     reportFailedCall(kVerifyName);

@@ -67,7 +67,8 @@ void expectSame(X509_EXTENSION* expected, const CERT_EXTENSION& extension) {
 class CertificateOfEachKind : public ::testing::TestWithParam<KeyKind> {
  protected:
   static X509Ptr issue(const lab::CertificateOptions& options) {
-    static std::map<KeyKind, lab::Authority> authorities;
+    // Never freed: libcrypto may be gone when static objects end.
+    static auto& authorities = *new std::map<KeyKind, lab::Authority>;
     auto found = authorities.find(GetParam());
     if (found == authorities.end()) {
       found = authorities
