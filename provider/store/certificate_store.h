@@ -39,6 +39,9 @@ class CertificateStore : public Tagged<HandleTag::Store> {
   /// The store that contexts without a store point at: empty, never closed.
   static CertificateStore& none();
 
+  /// isNone tells that store: the only one without a name that cannot be written.
+  bool isNone() const { return !name_ && readOnly_; }
+
   /// A new, empty store in memory.
   static CertificateStore* openMemory(DWORD flags);
 

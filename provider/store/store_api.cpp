@@ -109,12 +109,15 @@ Result<HCERTSTORE> openStore(LPCSTR providerName, DWORD flags, const void* param
 }
 
 Result<void> closeStore(HCERTSTORE handle, DWORD flags) {
-  if (handle == nullptr || handle == &CertificateStore::none()) {
+  if (handle == nullptr) {
     return {};
   }
   CertificateStore* store = CertificateStore::from(handle);
   if (store == nullptr) {
     return fail(ERROR_INVALID_HANDLE);
+  }
+  if (store->isNone()) {
+    return {};
   }
   const Result<bool> contextsOut = store->close();
   if (!contextsOut) {
