@@ -50,7 +50,7 @@ Cost measure(const std::function<void()>& work) {
   work();
   const double seconds =
       std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-  return {seconds, statusMegabytes("VmHWM:") - before};
+  return {.seconds = seconds, .peakMegabytes = statusMegabytes("VmHWM:") - before};
 }
 
 // What cannot be avoided: the content is hashed once and copied once.

@@ -26,8 +26,9 @@ struct Size {
   std::size_t bytes;
 };
 
-constexpr Size kSizes[] = {
-    {"1 KB", kKilobyte}, {"1 MB", kKilobyte* kKilobyte}, {"64 MB", 64 * kKilobyte* kKilobyte}};
+constexpr Size kSizes[] = {{.name = "1 KB", .bytes = kKilobyte},
+                           {.name = "1 MB", .bytes = kKilobyte * kKilobyte},
+                           {.name = "64 MB", .bytes = 64 * kKilobyte * kKilobyte}};
 
 const std::string& content(std::size_t size) {
   static std::map<std::size_t, std::string> cache;

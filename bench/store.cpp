@@ -25,6 +25,7 @@ double microseconds(const std::function<void()>& work) {
 
 double medianMicroseconds(const std::function<void()>& work) {
   std::vector<double> times;
+  times.reserve(kRounds);
   for (int i = 0; i < kRounds; ++i) {
     times.push_back(microseconds(work));
   }

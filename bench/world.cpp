@@ -29,12 +29,15 @@ World::World(int storeSize) {
 
 void World::addFillers(const std::string& store, int count) const {
   const EvpPkeyPtr key = lab::generateKey(lab::KeyKind::EcP256);
-  const lab::Authority authority =
-      lab::Authority::selfSigned(lab::KeyKind::EcP256, {.subject = {{"CN", "Filler Root"}}});
+  const lab::Authority authority = lab::Authority::selfSigned(
+      lab::KeyKind::EcP256, {.subject = {{.type = "CN", .value = "Filler Root"}}});
   for (int i = 0; i < count; ++i) {
     const std::string number = std::to_string(i);
-    const X509Ptr certificate = authority.issue(
-        key.get(), {.subject = {{"C", "RU"}, {"O", "Filler Company"}, {"CN", "Filler " + number}}});
+    const X509Ptr certificate =
+        authority.issue(key.get(),
+                        {.subject = {{.type = "C", .value = "RU"},
+                                     {.type = "O", .value = "Filler Company"},
+                                     {.type = "CN", .value = "Filler " + number}}});
     folder_.addCertificate(store, certificate.get(), "filler" + number + ".pem");
   }
 }
@@ -42,12 +45,14 @@ void World::addFillers(const std::string& store, int count) const {
 void World::addSigner(lab::KeyKind kind) {
   const std::string name = lab::kindName(kind);
   const lab::Authority authority =
-      lab::Authority::selfSigned(kind, {.subject = {{"CN", "Root " + name}}});
+      lab::Authority::selfSigned(kind, {.subject = {{.type = "CN", .value = "Root " + name}}});
   Signer signer;
   signer.key = lab::generateKey(kind);
   signer.certificate = authority.issue(
       signer.key.get(),
-      {.subject = {{"C", "RU"}, {"O", "Bench"}, {"CN", "Signer " + name}},
+      {.subject = {{.type = "C", .value = "RU"},
+                   {.type = "O", .value = "Bench"},
+                   {.type = "CN", .value = "Signer " + name}},
        // Older than the fillers, so that a search by name walks over all of them first.
        .notBefore = -2 * lab::kDay,
        .keyUsage = "digitalSignature,nonRepudiation"});

@@ -11,9 +11,8 @@ BOOL notOffered() {
   return FALSE;
 }
 
-// NOLINTNEXTLINE(cppcoreguidelines-no-malloc): records for callers come from malloc
 void release(void* memory) {
-  std::free(memory);
+  std::free(memory);  // NOLINT(cppcoreguidelines-no-malloc): records for callers come from malloc
 }
 
 }  // namespace

@@ -35,7 +35,7 @@ class OnePiece {
     auto* items = static_cast<T*>(allocate<T>(count));
     for (std::size_t i = 0; i < count; ++i) {
       T scratch{};
-      fill(items == nullptr ? scratch : *new (items + i) T{}, i);
+      fill(items == nullptr ? scratch : *new (static_cast<void*>(items + i)) T{}, i);
     }
     return count == 0 ? nullptr : items;
   }
