@@ -126,7 +126,7 @@ bool isHarmless(const Utf8Step& step) {
 
 std::string escapeControls(std::string_view text) {
   if (text.ends_with('\n')) {
-    text.remove_suffix(1);
+    text.remove_suffix(text.ends_with("\r\n") ? 2 : 1);
   }
   std::string out;
   out.reserve(text.size());

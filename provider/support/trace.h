@@ -15,8 +15,8 @@ inline constexpr unsigned kTraceLevel = 4;
 QX_TRACE_CONTEXT* providerTrace() noexcept;
 
 /// escapeControls makes one line of a text: what a terminal or a log could take for a command (C0, C1,
-/// DEL) and bytes that are not UTF-8 become \xNN, line ends \n and \r. A line end at the text's end
-/// is left out.
+/// DEL) and bytes that are not UTF-8 become \xNN, line ends \n and \r. A line end at the text's end,
+/// LF or CR LF, is left out.
 std::string escapeControls(std::string_view text);
 
 }  // namespace qx

@@ -7,6 +7,7 @@
 
 #include <array>
 #include <cerrno>
+#include <cstring>
 #include <regex>
 #include <string>
 #include <thread>
@@ -91,6 +92,26 @@ TEST_F(Trace, OneCallIsOneLineWhateverTheArguments) {
   qxsup_trace_print(context(), "%s\n", "", 1, "f", "a\nforged\r\x1B[2J\x7F\tb");
   ASSERT_EQ(lines().size(), 1U);
   EXPECT_TRUE(lines().front().ends_with(R"(f:1 a\nforged\r\x1B[2J\x7F\x09b)")) << lines().front();
+}
+
+// What FormatMessage gives ends in CR LF, and hosts print it as it is.
+TEST_F(Trace, LinesOfErrorTextsEndLikeOthers) {
+  char* text = nullptr;
+  ASSERT_NE(FormatMessageA(FORMAT_MESSAGE_ALLOCATE_BUFFER | FORMAT_MESSAGE_FROM_SYSTEM |
+                               FORMAT_MESSAGE_IGNORE_INSERTS,
+                           nullptr,
+                           ERROR_ACCESS_DENIED,
+                           0,
+                           reinterpret_cast<char*>(&text),
+                           0,
+                           nullptr),
+            0U);
+  const std::string expected(text, std::strlen(text) - 2);
+  EXPECT_STREQ(text + expected.size(), "\r\n");
+  qxsup_trace_print(context(), "%s", "", 443, "PrintString", text);
+  EXPECT_EQ(LocalFree(text), nullptr);
+  ASSERT_EQ(lines().size(), 1U);
+  EXPECT_TRUE(lines().front().ends_with("PrintString:443 " + expected)) << lines().front();
 }
 
 TEST_F(Trace, LongTextsAreCutAndSaySo) {
@@ -184,6 +205,10 @@ TEST(EscapeControls, KeepsTextAndEscapesTheRest) {
   EXPECT_EQ(qx::escapeControls("plain text"), "plain text");
   EXPECT_EQ(qx::escapeControls("one line end is left out\n"), "one line end is left out");
   EXPECT_EQ(qx::escapeControls("\n\n"), "\\n");
+  EXPECT_EQ(qx::escapeControls("one of two characters, too\r\n"), "one of two characters, too");
+  EXPECT_EQ(qx::escapeControls("\r\n\r\n"), "\\r\\n");
+  EXPECT_EQ(qx::escapeControls("a\r"), "a\\r");
+  EXPECT_EQ(qx::escapeControls("\r\n"), "");
   EXPECT_EQ(qx::escapeControls("\xD0\x96"), "\xD0\x96");
   EXPECT_EQ(qx::escapeControls("\xC2\x9B"), "\\xC2\\x9B");           // CSI as one C1 character
   EXPECT_EQ(qx::escapeControls("\xE2\x80\xA8"), "\\xE2\\x80\\xA8");  // LINE SEPARATOR
