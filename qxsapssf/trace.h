@@ -46,12 +46,10 @@ class TraceText {
   QX_TRACE_AT(__LINE__, function, format __VA_OPT__(, ) __VA_ARGS__)
 
 /// The same for a line that tells another source line than its own.
-#define QX_TRACE_AT(line, function, format, ...)                                                 \
-  do {                                                                                           \
-    if (qx::isTraceOn()) {                                                                       \
-      qxsup_trace_print(qxsapssf_db_ctx, format, "", line, function __VA_OPT__(, ) __VA_ARGS__); \
-    }                                                                                            \
-  } while (false)
+#define QX_TRACE_AT(line, function, format, ...)                                                  \
+  (qx::isTraceOn() ? static_cast<void>(qxsup_trace_print(                                         \
+                         qxsapssf_db_ctx, format, "", line, function __VA_OPT__(, ) __VA_ARGS__)) \
+                   : static_cast<void>(0))
 // NOLINTEND(cppcoreguidelines-macro-usage)
 
 #endif

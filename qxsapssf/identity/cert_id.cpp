@@ -47,7 +47,7 @@ void readFromHexString(const char* text, std::int32_t length, BYTE* out, DWORD& 
       return;
     }
     if (out != nullptr) {
-      out[read] = static_cast<BYTE>(hexValue(text[i]) * 16 + hexValue(text[i + 1]));
+      out[read] = static_cast<BYTE>((hexValue(text[i]) * 16) + hexValue(text[i + 1]));
     }
     ++read;
   }

@@ -12,21 +12,22 @@ namespace qx {
 
 DWORD localCertNameToStr(
     DWORD encodingType, CRYPT_INTEGER_BLOB* name, DWORD stringType, char* out, DWORD outSize) {
-  std::vector<wchar_t> wide(out != nullptr ? outSize : 0);
-  wchar_t* buffer = wide.empty() ? nullptr : wide.data();
+  const bool measures = out == nullptr || outSize == 0;
+  std::vector<wchar_t> wide(measures ? 0 : outSize);
+  wchar_t* buffer = measures ? nullptr : wide.data();
   const DWORD characters = CertNameToStrW(encodingType, name, stringType, buffer, outSize);
   if (characters == 0 || characters > INT32_MAX / sizeof(wchar_t)) {
     return 0;
   }
   const DWORD bound = characters * static_cast<DWORD>(sizeof(wchar_t));
-  if (buffer == nullptr) {
+  if (measures) {
     return bound;
   }
   std::vector<char> narrow(bound);
   const int bytes = WideCharToMultiByte(CP_ACP,
-                                        /*flags=*/0,
+                                        /*dwFlags=*/0,
                                         buffer,
-                                        /*length=*/-1,
+                                        /*cchWideChar=*/-1,
                                         narrow.data(),
                                         static_cast<int>(bound),
                                         nullptr,

@@ -13,9 +13,9 @@ namespace qx {
 DWORD localCertNameToStr(
     DWORD encodingType, CRYPT_INTEGER_BLOB* name, DWORD stringType, char* out, DWORD outSize);
 
-/// certNameText renders a name with localCertNameToStr into a zero-filled buffer of the size asked
+/// certNameText renders the name in `blob` with localCertNameToStr into a zero-filled buffer of the size asked
 /// for before. What is returned has that size and ends in one NUL at least, or is empty.
-std::string certNameText(const CRYPT_INTEGER_BLOB& name, DWORD stringType);
+std::string certNameText(const CRYPT_INTEGER_BLOB& blob, DWORD stringType);
 
 }  // namespace qx
 

@@ -17,7 +17,7 @@ class CertificateWalk {
                   const Identity& identity,
                   SigRcpSsfInformation& record,
                   const char* function) noexcept
-      : store_(store), identity_(identity), record_(record), function_(function) {}
+      : store_(&store), identity_(&identity), record_(&record), function_(function) {}
 
   /// next gives the next certificate that is named; NULL at the end. The walk keeps it until the
   /// following call.
@@ -27,9 +27,9 @@ class CertificateWalk {
   Certificate take() noexcept { return std::move(candidate_); }
 
  private:
-  const Store& store_;
-  const Identity& identity_;
-  SigRcpSsfInformation& record_;
+  const Store* store_;
+  const Identity* identity_;
+  SigRcpSsfInformation* record_;
   const char* function_;
   Certificate candidate_;
 };

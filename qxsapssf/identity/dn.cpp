@@ -197,9 +197,9 @@ int unescape_rdn(std::string& entry) {
   }
   std::string narrow(capacity, '\0');
   const int converted = WideCharToMultiByte(CP_ACP,
-                                            /*flags=*/0,
+                                            /*dwFlags=*/0,
                                             decoded.c_str(),
-                                            /*length=*/-1,
+                                            /*cchWideChar=*/-1,
                                             narrow.data(),
                                             static_cast<int>(capacity),
                                             nullptr,
