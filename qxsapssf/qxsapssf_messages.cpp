@@ -11,7 +11,6 @@ namespace qx {
 namespace {
 
 // clang-format off
-// NOLINTBEGIN(modernize-use-designated-initializers): tables of texts
 constexpr std::array<MessageRow, 7> kErrorMsgsCommon = {{
   /* 100 */ {"Недостаточно памяти.\n"_cp1251, "No enough memory.\n"},
   /* 101 */ {"Не удается открыть файл '%s'."_cp1251, "Can't open file '%s'.", Insert::Text},
@@ -128,7 +127,6 @@ constexpr std::array<MessageRow, kMessageCount> kMsgs = [] {
   set(149, "Шифрование данных..."_cp1251, "Encrypting the data...");
   return rows;
 }();
-// NOLINTEND(modernize-use-designated-initializers)
 // clang-format on
 
 /// The row at an index that may come from anywhere, or `other`.

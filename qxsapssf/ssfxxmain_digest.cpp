@@ -24,8 +24,6 @@ struct HashName {
 };
 
 constexpr const char* kGost94Oid = "1.2.643.2.2.9";
-
-// NOLINTBEGIN(modernize-use-designated-initializers): a table of names and OIDs
 constexpr std::array<HashName, 5> kHashNames = {{
     {"SHA1", szOID_OIWSEC_sha1},
     {"GOST3411", kGost94Oid},
@@ -33,8 +31,6 @@ constexpr std::array<HashName, 5> kHashNames = {{
     {"MD2", szOID_RSA_MD2},
     {"MD5", szOID_RSA_MD5},
 }};
-
-// NOLINTEND(modernize-use-designated-initializers)
 
 const char* findHashOid(const SAP_B8* name, SsfOctetlen nameLength) noexcept {
   for (const HashName& hash : kHashNames) {

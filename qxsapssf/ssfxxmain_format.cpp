@@ -14,10 +14,8 @@ struct Format {
   unsigned char isCades;
 };
 
-// NOLINTBEGIN(modernize-use-designated-initializers): a table of names and flags
 constexpr std::array<Format, 4> kFormats = {
     {{"CADES", 1}, {"PKCS7", 0}, {"PKCS7_CADES", 1}, {"PKCS7_ANY", 0}}};
-// NOLINTEND(modernize-use-designated-initializers)
 
 constexpr int kMaxNameLength = 256;
 

@@ -17,7 +17,6 @@ struct Property {
   std::string_view value;
 };
 
-// NOLINTBEGIN(modernize-use-designated-initializers): a table of names and values
 constexpr std::array<Property, 5> kProperties = {{
     {"PROPERTIES", "FORMATS;HASHALGS;ENCRALGS;SSF_POPUPS"},
     {"FORMATS", "PKCS7;CADES;PKCS7_CADES;PKCS7_ANY"},
@@ -25,8 +24,6 @@ constexpr std::array<Property, 5> kProperties = {{
     {"ENCRALGS", "GOST28147;GOST-28147-89"},
     {"SSF_POPUPS", "1"},
 }};
-
-// NOLINTEND(modernize-use-designated-initializers)
 
 /// Hands a copy of the text out; `noMemory` is what its failure is called here.
 SAPRETURN giveText(const char* function,

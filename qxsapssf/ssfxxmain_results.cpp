@@ -162,7 +162,7 @@ std::string BlobToHex(const CRYPT_INTEGER_BLOB& blob) {
   if (blob.cbData == 0 || blob.pbData[0] == 0) {
     return text += '0';
   }
-  text.reserve(std::size_t{2} * blob.cbData + 3);
+  text.reserve((std::size_t{2} * blob.cbData) + 3);
   // The number is to be read as a positive one.
   if (blob.pbData[0] >= 0x80) {
     text += '0';

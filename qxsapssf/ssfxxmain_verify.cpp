@@ -89,6 +89,7 @@ bool hasPlaceForSigners(SigRcpSsfInformationListStruct* const* signers) noexcept
 }  // namespace
 }  // namespace qx
 
+// NOLINTBEGIN(readability-non-const-parameter): the interface is published without const
 SAPRETURN SsfVerify(SAP_B8* format,
                     SsfOctetlen formatLength,
                     void* /*ignored3*/,
@@ -120,3 +121,5 @@ SAPRETURN SsfVerify(SAP_B8* format,
                        .outputLength = ostrOutputDataL});
   });
 }
+
+// NOLINTEND(readability-non-const-parameter)

@@ -96,24 +96,24 @@ SAPRETURN resultOfError(DWORD error) noexcept {
 class PlainSigner {
  public:
   PlainSigner(const SignerInMessage& signer, Certificate& certificate) noexcept
-      : signer_(signer), certificate_(certificate), signingTime_(getSigningTime(signer)) {}
+      : signer_(&signer), certificate_(&certificate), signingTime_(getSigningTime(signer)) {}
 
   Verdict verify() noexcept {
     OwnedBytes info;
-    if (!fetchParam(signer_.message, CMSG_SIGNER_CERT_INFO_PARAM, signer_.index, info) ||
+    if (!fetchParam(signer_->message, CMSG_SIGNER_CERT_INFO_PARAM, signer_->index, info) ||
         info.size() < sizeof(CERT_INFO)) {
       return refuseUnreadable();
     }
-    certificate_ = findSignerCertificate(signer_, *info.as<CERT_INFO>());
-    if (const auto error = checkSignature(signer_, certificate_.get()); error) {
+    *certificate_ = findSignerCertificate(*signer_, *info.as<CERT_INFO>());
+    if (const auto error = checkSignature(*signer_, certificate_->get()); error) {
       return refuseSignature(*error);
     }
     QX_TRACE(kVerifyName,
              "#info#: Signer's signature # %d - OK. Verifying Signer's certificate...\n",
-             signer_.index);
+             signer_->index);
     DWORD chainStatus = 0;
     const DWORD error =
-        VerifyCertificate(certificate_.get(), gConfig.verifyCertFlags, &chainStatus);
+        VerifyCertificate(certificate_->get(), gConfig.verifyCertFlags, &chainStatus);
     return error == 0 && chainStatus == 0 ? accept() : verifyAsCades();
   }
 
@@ -122,10 +122,10 @@ class PlainSigner {
     QX_TRACE(kVerifyName,
              "#error#: signer's signature # %d - Failed. Can not get Certificate Info from "
              "signature\n",
-             signer_.index);
+             signer_->index);
     reportFailedCall(kVerifyName);
     const auto* record = addToSignerResultList(
-        signer_.signers, nullptr, kByText, signingTime(), nullptr, SSF_RESULT_OK);
+        signer_->signers, nullptr, kByText, signingTime(), nullptr, SSF_RESULT_OK);
     return record == nullptr ? Verdict::Unreadable : Verdict::Failed;
   }
 
@@ -140,7 +140,7 @@ class PlainSigner {
     if (record != nullptr) {
       QX_TRACE(kVerifyName,
                "#error#: Failed to verify signature # %d with CertID=%s\n",
-               signer_.index,
+               signer_->index,
                TraceText(record->id, record->idLength).c_str());
     }
     return Verdict::Failed;
@@ -155,7 +155,7 @@ class PlainSigner {
     QX_TRACE(kVerifyName,
              "#info#: Successed to verify Certificate (CertID=%s) for signature # %d\n",
              TraceText(record->id, record->idLength).c_str(),
-             signer_.index);
+             signer_->index);
     return Verdict::FullyVerified;
   }
 
@@ -164,16 +164,16 @@ class PlainSigner {
     QX_TRACE(kVerifyName,
              "#error#: Signer's certificate # %d - Not checked. Trying to check as cades "
              "message...\n",
-             signer_.index);
-    const CadesVerification verification(signer_.message, signer_.index);
+             signer_->index);
+    const CadesVerification verification(signer_->message, signer_->index);
     if (!verification.succeeded()) {
       reportFailedCall(kVerifyName);
     }
     const bool isGood = verification.isGood();
     if (isGood) {
-      QX_TRACE(kVerifyName, "#info#: VerifyCertificate (%d) as Cades - Success\n", signer_.index);
+      QX_TRACE(kVerifyName, "#info#: VerifyCertificate (%d) as Cades - Success\n", signer_->index);
     } else {
-      QX_TRACE(kVerifyName, "#error#: VerifyCertificate (%d) failed\n", signer_.index);
+      QX_TRACE(kVerifyName, "#error#: VerifyCertificate (%d) failed\n", signer_->index);
       PrintCadesErrorMessage(static_cast<int>(verification.status()), 1);
     }
     const FILETIME* stated = verification.signingTime();
@@ -184,7 +184,7 @@ class PlainSigner {
       QX_TRACE(kVerifyName,
                "#error#: Failed to verify Certificate (CertID=%s) for signature # %d\n",
                TraceText(record->id, record->idLength).c_str(),
-               signer_.index);
+               signer_->index);
     }
     return isGood && record != nullptr ? Verdict::VerifiedAsCades : Verdict::Failed;
   }
@@ -193,13 +193,13 @@ class PlainSigner {
                                   const FILETIME* stampTime,
                                   SAPRETURN result) const noexcept {
     return addToSignerResultList(
-        signer_.signers, certificate_.get(), kByCertificate, signingTime, stampTime, result);
+        signer_->signers, certificate_->get(), kByCertificate, signingTime, stampTime, result);
   }
 
   const FILETIME* signingTime() const noexcept { return signingTime_ ? &*signingTime_ : nullptr; }
 
-  const SignerInMessage& signer_;
-  Certificate& certificate_;
+  const SignerInMessage* signer_;
+  Certificate* certificate_;
   std::optional<FILETIME> signingTime_;
 };
 

@@ -14,7 +14,7 @@ constexpr const char* kName = "CryptGetSignerCertificateCallback";
 class SignerSearch {
  public:
   SignerSearch(const SignerInMessage& signer, CERT_INFO& wanted) noexcept
-      : signer_(signer), wanted_(wanted) {}
+      : signer_(&signer), wanted_(&wanted) {}
 
   /// False when the search must be given up.
   bool searchMessage(Certificate& found) const noexcept {
@@ -24,7 +24,7 @@ class SignerSearch {
     }
     for (DWORD i = 0; i < count && !found; ++i) {
       OwnedBytes encoded;
-      if (readParam(kName, signer_.message, CMSG_CERT_PARAM, i, SSF_API_DECODE_ERROR, encoded) !=
+      if (readParam(kName, signer_->message, CMSG_CERT_PARAM, i, SSF_API_DECODE_ERROR, encoded) !=
               SSF_API_OK ||
           !takeIfWanted(encoded.data(), static_cast<DWORD>(encoded.size()), found)) {
         return false;
@@ -34,9 +34,9 @@ class SignerSearch {
   }
 
   void searchStore(Certificate& found) const {
-    const Store store = openProfileStore(signer_.profile, StoreAB);
+    const Store store = openProfileStore(signer_->profile, StoreAB);
     if (store) {
-      found.reset(CertGetSubjectCertificateFromStore(store.get(), kEncoding, &wanted_));
+      found.reset(CertGetSubjectCertificateFromStore(store.get(), kEncoding, wanted_));
     }
   }
 
@@ -48,7 +48,7 @@ class SignerSearch {
     }
     for (DWORD i = 0; i < count && !found; ++i) {
       CadesBlobs values;
-      if (CadesMsgGetCertificateValues(signer_.message, i, values.put()) == FALSE) {
+      if (CadesMsgGetCertificateValues(signer_->message, i, values.put()) == FALSE) {
         reportFailedCall(kName);
         continue;
       }
@@ -59,7 +59,7 @@ class SignerSearch {
  private:
   bool readCount(DWORD param, DWORD& count) const noexcept {
     DWORD size = sizeof(count);
-    if (CryptMsgGetParam(signer_.message, param, /*dwIndex=*/0, &count, &size) == FALSE) {
+    if (CryptMsgGetParam(signer_->message, param, /*dwIndex=*/0, &count, &size) == FALSE) {
       reportFailedCall(kName);
       return false;
     }
@@ -83,14 +83,14 @@ class SignerSearch {
       reportFailedCall(kName);
       return false;
     }
-    if (CertCompareCertificate(kEncoding, certificate.get()->pCertInfo, &wanted_) != FALSE) {
+    if (CertCompareCertificate(kEncoding, certificate.get()->pCertInfo, wanted_) != FALSE) {
       found = std::move(certificate);
     }
     return true;
   }
 
-  const SignerInMessage& signer_;
-  CERT_INFO& wanted_;
+  const SignerInMessage* signer_;
+  CERT_INFO* wanted_;
 };
 
 }  // namespace

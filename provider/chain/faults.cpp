@@ -12,8 +12,6 @@ using enum FaultPlace;
 
 constexpr DWORD kBasicConstraints = CERT_TRUST_INVALID_BASIC_CONSTRAINTS;
 constexpr DWORD kPolicies = CERT_TRUST_INVALID_POLICY_CONSTRAINTS;
-
-// NOLINTBEGIN(modernize-use-designated-initializers): rows of a table
 constexpr FaultMeaning kMeanings[] = {
     // The dates are not judged by libcrypto, which knows one time for certificates and CRLs: they are
     // compared beside it (path_check.cpp).
@@ -71,7 +69,6 @@ constexpr FaultMeaning kMeanings[] = {
 
 constexpr FaultMeaning kUnknownFault = {
     X509_V_ERR_UNSPECIFIED, CERT_TRUST_INVALID_EXTENSION, Element};
-// NOLINTEND(modernize-use-designated-initializers)
 
 }  // namespace
 

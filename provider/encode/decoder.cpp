@@ -19,7 +19,6 @@ struct Named {
   Decoder decoder;
 };
 
-// NOLINTBEGIN(modernize-use-designated-initializers): rows of a table
 constexpr Named kNamed[] = {
     {szOID_RSA_signingTime, decodeUtcTime},
     {szOID_SUBJECT_KEY_IDENTIFIER, decodeOctets},
@@ -27,10 +26,7 @@ constexpr Named kNamed[] = {
     {"2.5.29.37", decodeUsages},
 };
 
-// NOLINTEND(modernize-use-designated-initializers)
-
 Decoder numbered(LPCSTR type) {
-  // NOLINTBEGIN(modernize-use-designated-initializers): rows of a table
   static const Numbered kNumbered[] = {
       {X509_NAME, decodeName},
       {X509_PUBLIC_KEY_INFO, decodePublicKey},
@@ -50,7 +46,6 @@ Decoder numbered(LPCSTR type) {
       {X509_OBJECT_IDENTIFIER, decodeOid},
       {X509_ALGORITHM_IDENTIFIER, decodeAlgorithm},
   };
-  // NOLINTEND(modernize-use-designated-initializers)
   for (const Numbered& row : kNumbered) {
     if (row.type == type) {
       return row.decoder;

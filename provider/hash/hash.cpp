@@ -13,7 +13,6 @@ struct Row {
   MakeState make = nullptr;
 };
 
-// NOLINTBEGIN(modernize-use-designated-initializers): rows of tables
 // Which library does which algorithm. The rows stand in the order of HashAlgorithm. The engine's own
 // R 34.11-94 is not among them: it hashes the empty message wrongly.
 // clang-format off
@@ -51,7 +50,6 @@ constexpr SignatureOid kSignatureOids[] = {
     {"1.2.643.7.1.1.3.3",     HashAlgorithm::Streebog512},
 };
 // clang-format on
-// NOLINTEND(modernize-use-designated-initializers)
 
 const Row& rowOf(HashAlgorithm algorithm) {
   return kRows[static_cast<std::size_t>(algorithm)];

@@ -14,15 +14,12 @@ struct EcdsaName {
   std::string_view oid;
 };
 
-// NOLINTBEGIN(modernize-use-designated-initializers): rows of a table
 constexpr EcdsaName kEcdsaNames[] = {
     {HashAlgorithm::Sha1, "1.2.840.10045.4.1"},
     {HashAlgorithm::Sha256, "1.2.840.10045.4.3.2"},
     {HashAlgorithm::Sha384, "1.2.840.10045.4.3.3"},
     {HashAlgorithm::Sha512, "1.2.840.10045.4.3.4"},
 };
-
-// NOLINTEND(modernize-use-designated-initializers)
 
 bool areNull(der::Bytes parameters) {
   return std::ranges::equal(parameters, der::kNullParameters);

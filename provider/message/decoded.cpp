@@ -21,13 +21,11 @@ struct Type {
   Open open;
 };
 
-// NOLINTBEGIN(modernize-use-designated-initializers): rows of a table
 constexpr Type kTypes[] = {
     {CMSG_DATA, oids::kData, DecodedData::open},
     {CMSG_SIGNED, oids::kSignedData, DecodedSigned::open},
     {CMSG_HASHED, oids::kDigestedData, DecodedHashed::open},
 };
-// NOLINTEND(modernize-use-designated-initializers)
 
 }  // namespace
 

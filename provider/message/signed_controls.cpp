@@ -133,7 +133,6 @@ struct Control {
   Result<void> (*work)(DecodedSigned&, const void*);
 };
 
-// NOLINTBEGIN(modernize-use-designated-initializers): rows of a table
 constexpr Control kControls[] = {
     {CMSG_CTRL_VERIFY_SIGNATURE, with<CERT_INFO, verifySignature>},
     {CMSG_CTRL_VERIFY_SIGNATURE_EX, with<CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA, verifySignatureEx>},
@@ -146,7 +145,6 @@ constexpr Control kControls[] = {
     {CMSG_CTRL_ADD_CRL, with<CRYPT_DATA_BLOB, addCrl>},
     {CMSG_CTRL_DEL_CRL, with<DWORD, removeCrl>},
 };
-// NOLINTEND(modernize-use-designated-initializers)
 
 }  // namespace
 

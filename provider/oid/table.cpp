@@ -65,7 +65,6 @@ constexpr Extra kIa5OrUtf8 = extra(CERT_RDN_IA5_STRING, CERT_RDN_UTF8_STRING, 0)
 // the TC 26 arc 1.2.643.7; name attributes X.520 with the upper bounds of RFC 5280, appendix A.1.
 // The name of an attribute is its keyword in the text of a name.
 // clang-format off
-// NOLINTBEGIN(modernize-use-designated-initializers): rows of a table
 constexpr Row kRows[] = {
     {kHash, szOID_OIWSEC_sha1, L"sha1", CALG_SHA1, kNone, L"SHA1"},
     {kHash, szOID_RSA_MD5, L"md5", CALG_MD5, kNone, L"MD5"},
@@ -169,7 +168,6 @@ constexpr Row kRows[] = {
 
     {kPolicy, "2.5.29.32.0", L"All Issuance Policies", 0, kNone},
 };
-// NOLINTEND(modernize-use-designated-initializers)
 // clang-format on
 
 using Table = std::array<CRYPT_OID_INFO_LONG, std::size(kRows)>;

@@ -30,7 +30,6 @@ struct Word {
   Value value;
 };
 
-// NOLINTBEGIN(modernize-use-designated-initializers): rows of a table
 constexpr Word<bool> kBooleans[] = {{"yes", true},
                                     {"no", false},
                                     {"true", true},
@@ -45,8 +44,6 @@ constexpr Word<TraceOutput> kOutputs[] = {{"none", TraceOutput::None},
                                           {"stderr", TraceOutput::Stderr},
                                           {"syslog", TraceOutput::Syslog},
                                           {"file", TraceOutput::File}};
-
-// NOLINTEND(modernize-use-designated-initializers)
 
 std::string variableName(const std::string& section, const std::string& key) {
   std::string name = "QXPROVIDER_" + section + "_" + key;

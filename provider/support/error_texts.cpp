@@ -12,7 +12,6 @@ struct Row {
 };
 
 // clang-format off
-// NOLINTBEGIN(modernize-use-designated-initializers): rows of a table
 constexpr Row kTexts[] = {
     // Win32 codes.
     {ERROR_SUCCESS, "The operation succeeded"},
@@ -152,7 +151,6 @@ constexpr Row kTexts[] = {
     {CERT_E_UNTRUSTEDROOT, "The chain ends in a root that is not trusted"},
     {CERT_E_CHAINING, "The chain cannot be built to a trusted root"},
 };
-// NOLINTEND(modernize-use-designated-initializers)
 // clang-format on
 
 // The results that stand for a plain Win32 code carry it in their low half.

@@ -16,14 +16,11 @@ struct GostHash {
   ALG_ID hashAlgId;
 };
 
-// NOLINTBEGIN(modernize-use-designated-initializers): a table of OIDs and ids
 constexpr std::array<GostHash, 3> kGostHashes = {{
     {"1.2.643.2.2.19", CALG_QX_GR3411},
     {"1.2.643.7.1.1.1.1", CALG_QX_GR3411_2012_256},
     {"1.2.643.7.1.1.1.2", CALG_QX_GR3411_2012_512},
 }};
-
-// NOLINTEND(modernize-use-designated-initializers)
 
 ALG_ID gostHash(const char* publicKeyOid) {
   for (const GostHash& entry : kGostHashes) {

@@ -29,7 +29,7 @@ constexpr std::size_t kFirstRead = 64UL * 1024;
 // code that bad input gets.
 void tellOfLostInput(int /*signal*/) {
   constexpr char kText[] = "a file became shorter while it was read\n";
-  static_cast<void>(!write(STDERR_FILENO, kText, sizeof kText - 1));
+  static_cast<void>(write(STDERR_FILENO, kText, sizeof kText - 1) == 0);
   _exit(static_cast<int>(ExitCode::Input));
 }
 

@@ -1,7 +1,6 @@
 #include "tools/common/secret.h"
 
-#include <string.h>
-
+#include <cstring>
 #include <utility>
 
 #include "tools/common/error.h"

@@ -18,8 +18,8 @@ class Secret {
   Secret();
   explicit Secret(std::string_view text);
   ~Secret();
-  Secret(Secret&&) noexcept = default;
-  Secret& operator=(Secret&&) noexcept;
+  Secret(Secret&& other) noexcept = default;
+  Secret& operator=(Secret&& other) noexcept;
   Secret(const Secret&) = delete;
   Secret& operator=(const Secret&) = delete;
 

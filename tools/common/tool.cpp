@@ -13,8 +13,12 @@ namespace {
 
 // The innermost command that the arguments name, for the hint behind a usage error.
 std::string commandLine(const CLI::App& app) {
-  const auto inner = app.get_subcommands();
-  return app.get_name() + (inner.empty() ? "" : " " + commandLine(*inner.front()));
+  std::string names = app.get_name();
+  for (auto inner = app.get_subcommands(); !inner.empty();
+       inner = inner.front()->get_subcommands()) {
+    names += " " + inner.front()->get_name();
+  }
+  return names;
 }
 
 // A word that is no command is what is wrong, not the command that is missing.

@@ -71,8 +71,9 @@ nlohmann::ordered_json certificateFacts(const CertificateData& certificate) {
 
 nlohmann::ordered_json crlFacts(const CrlData& crl) {
   const der::Bytes issuer = crl.issuer();
-  CERT_NAME_BLOB blob{.cbData = static_cast<DWORD>(issuer.size()),
-                      .pbData = const_cast<BYTE*>(issuer.data())};  // NOLINT(*-const-cast): read.
+  const CERT_NAME_BLOB blob{
+      .cbData = static_cast<DWORD>(issuer.size()),
+      .pbData = const_cast<BYTE*>(issuer.data())};  // NOLINT(*-const-cast): read.
   nlohmann::ordered_json facts = {{"issuer", nameText(blob)},
                                   {"thisUpdate", tools::isoTime(crl.thisUpdate())}};
   if (const X509_CRL* list = crl.crl(); list != nullptr) {

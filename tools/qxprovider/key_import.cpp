@@ -80,6 +80,7 @@ Pkcs12Content openPkcs12(PKCS12* packed, const std::string& name, const Password
   EVP_PKEY* key = nullptr;
   X509* certificate = nullptr;
   STACK_OF(X509)* others = nullptr;
+  // NOLINTNEXTLINE(bugprone-suspicious-stringview-data-usage): terminated just now
   const int parsed = PKCS12_parse(packed, terminated.text().data(), &key, &certificate, &others);
   Pkcs12Content content{
       .key = EvpPkeyPtr(key), .certificate = X509Ptr(certificate), .others = X509StackPtr(others)};

@@ -43,7 +43,6 @@ struct Fault {
   DWORD bits;
 };
 
-// NOLINTBEGIN(modernize-use-designated-initializers): rows of a table
 const std::vector<Fault>& faults() {
   static const std::vector<Fault> all = {
       {"EndExpired",
@@ -116,8 +115,6 @@ const std::vector<Fault>& faults() {
   };
   return all;
 }
-
-// NOLINTEND(modernize-use-designated-initializers)
 
 X509Ptr copyOf(const X509* certificate, bool broken) {
   return broken ? withBrokenSignature(certificate) : X509Ptr(X509_dup(certificate));

@@ -38,7 +38,6 @@ struct Vector {
 };
 
 // clang-format off
-// NOLINTBEGIN(modernize-use-designated-initializers): rows of a table
 const Vector kVectors[] = {
     // RFC 1319, A.5
     {HashAlgorithm::Md2, "", "8350e5a3e24c153df2275c9f80692773"},
@@ -76,7 +75,6 @@ const Vector kVectors[] = {
      "8e945da209aa869f0455928529bcae4679e9873ab707b55315f56ceb98bef0a7"
      "362f715528356ee83cda5f2aac4c6ad2ba3a715c1bcd81cb8e9f90bf4c1c1a8a"},
 };
-// NOLINTEND(modernize-use-designated-initializers)
 // clang-format on
 
 TEST(Hash, GivesThePublishedValues) {
