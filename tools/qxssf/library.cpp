@@ -13,9 +13,8 @@ using tools::ToolError;
 void* load(const std::string& path) {
   void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
   if (handle == nullptr) {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): one thread.
-    throw ToolError(ExitCode::Internal,
-                    "the SSF library cannot be loaded: " + std::string(dlerror()));
+    const char* reason = dlerror();  // NOLINT(concurrency-mt-unsafe): one thread
+    throw ToolError(ExitCode::Internal, "the SSF library cannot be loaded: " + std::string(reason));
   }
   return handle;
 }

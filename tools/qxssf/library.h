@@ -34,7 +34,7 @@ class Library {
 
 // The function of the interface that has this name, with the type that the header gives it.
 #define QX_SSF_FUNCTION(library, name) \
-  ((library).function<std::remove_pointer_t<decltype(&name)>>(#name))
+  ((library).function<std::remove_pointer_t<decltype(&(name))>>(#name))
 
 /// Octets is a byte string that the library hands out.
 class Octets {
