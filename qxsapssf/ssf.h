@@ -299,6 +299,7 @@ SSF_EXPORT SAPRETURN SsfDELSsfOctetstring(SAP_B8** data, SsfOctetlen* length) SS
  * ru_RU.koi8r and ru_RU.utf8, spelled exactly so. It never clears it. */
 SSF_EXPORT void check_rus(void) SSF_NOEXCEPT;
 
+/* NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables): they are part of the interface */
 /** Non-zero: messages go to standard output in the locale's charset instead of the trace. */
 extern SSF_EXPORT unsigned char RusCodePage;
 
@@ -307,6 +308,7 @@ extern SSF_EXPORT int32_t NoRev;
 
 /** The library's trace context, set at load; NULL when tracing is off. */
 extern SSF_EXPORT struct QX_TRACE_CONTEXT* qxsapssf_db_ctx;
+/* NOLINTEND(cppcoreguidelines-avoid-non-const-global-variables) */
 
 /* The fourth global, gConfig, is a C++ object: qxsapssf/config/config.h. */
 

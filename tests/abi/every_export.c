@@ -64,7 +64,7 @@ static int run_round(const char* path, const char* map_path, int* count) {
     return fail("cannot start", map_path);
   }
   const int bad = try_all(library, map, count);
-  fclose(map);
+  (void)fclose(map);
   if (dlclose(library) != 0) {
     return fail("dlclose", dlerror());
   }

@@ -10,9 +10,9 @@ void* gDeleteList;
 
 /* What dlsym gives becomes a function by its bytes: C has no cast for it. The types are those of the
  * header, so that a changed prototype does not compile. */
-#define AS_FUNCTION(name, symbol) \
-  __typeof__(&name) call = NULL;  \
-  memcpy(&call, &(symbol), sizeof(call))
+#define AS_FUNCTION(name, symbol)  \
+  __typeof__(&(name)) call = NULL; \
+  memcpy((void*)&call, (const void*)&(symbol), sizeof(call))
 
 #define REQUIRE(condition) \
   do {                     \
@@ -302,7 +302,7 @@ static int try_config(void* symbol) {
 
 static int try_trace_context(void* symbol) {
   const void* context = NULL;
-  memcpy(&context, symbol, sizeof(context));
+  memcpy((void*)&context, symbol, sizeof(context));
   (void)context; /* NULL or not, as the provider's tracing is configured */
   return 0;
 }

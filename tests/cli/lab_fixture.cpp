@@ -37,8 +37,8 @@ bool isFresh(const fs::path& stamp, const std::string& content) {
 
 void createLab(const fs::path& folder) {
   fs::remove_all(folder);
-  Command command{.arguments = {toolPath("qxprovider"), "lab", "create", folder},
-                  .environment = {{"QXPROVIDER_PIN_KDF_ROUNDS", kRounds}}};
+  const Command command{.arguments = {toolPath("qxprovider"), "lab", "create", folder},
+                        .environment = {{"QXPROVIDER_PIN_KDF_ROUNDS", kRounds}}};
   const CommandResult made = run(command);
   if (made.exitCode != 0) {
     throw std::runtime_error("no lab: " + made.err);
@@ -92,7 +92,7 @@ CommandResult CliTest::ssf(const Arguments& arguments, Command command) const {
 }
 
 CommandResult CliTest::openssl(const Arguments& arguments) {
-  Command command{.arguments = arguments, .environment = {{"OPENSSL_CONF", ""}}};
+  const Command command{.arguments = arguments, .environment = {{"OPENSSL_CONF", ""}}};
   command.arguments.insert(command.arguments.begin(), "openssl");
   command.arguments.insert(command.arguments.begin() + 2, {"-engine", "gost"});
   return run(command);
