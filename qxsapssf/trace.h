@@ -12,11 +12,11 @@
 namespace qx {
 
 /// The one level of the library. A line's severity is part of its text.
-inline constexpr unsigned kTraceLevel = 8;
+inline constexpr unsigned kLibraryTraceLevel = 8;
 
 inline bool isTraceOn() {
-  return qxsapssf_db_ctx != nullptr && (qxsapssf_db_ctx->bLevelMask & kTraceLevel) != 0 &&
-         qxsup_trace_enabled(qxsapssf_db_ctx, kTraceLevel) != 0;
+  return qxsapssf_db_ctx != nullptr && (qxsapssf_db_ctx->bLevelMask & kLibraryTraceLevel) != 0 &&
+         qxsup_trace_enabled(qxsapssf_db_ctx, kLibraryTraceLevel) != 0;
 }
 
 /// TraceText makes counted bytes of a caller fit for "%s": at most 256 bytes, up to the first NUL. Used

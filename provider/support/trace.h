@@ -9,7 +9,7 @@
 namespace qx {
 
 /// The level of the provider's own lines.
-inline constexpr unsigned kTraceLevel = 4;
+inline constexpr unsigned kProviderTraceLevel = 4;
 
 /// providerTrace is the provider's own context, "qxprovider"; null when tracing is off.
 QX_TRACE_CONTEXT* providerTrace() noexcept;
@@ -24,12 +24,12 @@ std::string escapeControls(std::string_view text);
 /// QX_TRACE(format, ...) writes one line of the provider's own; the arguments are evaluated only when
 /// it is written. Never a secret among them.
 // NOLINTBEGIN(cppcoreguidelines-macro-usage): the line, the function and lazy arguments need it
-#define QX_TRACE(...)                                                \
-  do {                                                               \
-    QX_TRACE_CONTEXT* const qxTraceContext = qx::providerTrace();    \
-    if (qxsup_trace_enabled(qxTraceContext, qx::kTraceLevel) != 0) { \
-      QX_TRACE_PRINT(qxTraceContext, __VA_ARGS__);                   \
-    }                                                                \
+#define QX_TRACE(...)                                                        \
+  do {                                                                       \
+    QX_TRACE_CONTEXT* const qxTraceContext = qx::providerTrace();            \
+    if (qxsup_trace_enabled(qxTraceContext, qx::kProviderTraceLevel) != 0) { \
+      QX_TRACE_PRINT(qxTraceContext, __VA_ARGS__);                           \
+    }                                                                        \
   } while (false)
 #define QX_TRACE_PRINT(context, format, ...) \
   qxsup_trace_print(context,                 \

@@ -130,6 +130,17 @@ TEST(NameToStr, RendersMisleadingValuesAsHex) {
   EXPECT_EQ(renderValue("a,\\", kUtf8, CERT_NAME_STR_NO_QUOTING_FLAG), L"a,\\");
 }
 
+// A reader that decodes \uXXXX takes such a value for another one, or for a shorter one.
+TEST(NameToStr, RendersValuesWithEscapesAsHex) {
+  EXPECT_EQ(renderValue(R"(\u0041)"), L"#5C7530303431");
+  EXPECT_EQ(renderValue(R"(a,\u)"), L"#612C5C75");
+  EXPECT_EQ(renderValue(R"(DOMAIN\user)"), L"#444F4D41494E5C75736572");
+  EXPECT_EQ(renderValue(R"(\\u0041)"), L"#5C5C7530303431");
+  EXPECT_EQ(renderValue(std::string_view("\0\\\0u", 4), V_ASN1_BMPSTRING), L"#005C0075");
+  EXPECT_EQ(renderValue(R"(\u0041)", kUtf8, CERT_NAME_STR_NO_QUOTING_FLAG), L"#5C7530303431");
+  EXPECT_EQ(renderValue(R"(\U0041 u\ \ u)"), L"\\U0041 u\\ \\ u");
+}
+
 TEST(NameToStr, RendersWhatIsNoValidTextAsHex) {
   EXPECT_EQ(renderValue(std::string_view("\xFF\xFE", 2)), L"#FFFE");
   EXPECT_EQ(renderValue(std::string_view("\xD8\x00", 2), V_ASN1_BMPSTRING), L"#D800");
