@@ -100,12 +100,13 @@ bool needsQuotes(std::wstring_view value) {
          std::ranges::any_of(value, isSpecial);
 }
 
-// Whether the rendered text would hold a NUL or a backslash before a quote. A reader may end at the
-// one and may take the other for an escaped quote, and so read another name than the one signed.
+// Whether the rendered text would hold a NUL, or a backslash before a quote or a u. A reader may end
+// at the first, and may take the others for an escaped quote or character, and so read another name
+// than the one signed.
 bool isMisleading(std::wstring_view value, bool quoted) {
   wchar_t before = L' ';
   for (const wchar_t c : value) {
-    if (c == L'\0' || (c == L'"' && before == L'\\')) {
+    if (c == L'\0' || (before == L'\\' && (c == L'"' || c == L'u'))) {
       return true;
     }
     before = c;

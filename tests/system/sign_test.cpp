@@ -25,6 +25,26 @@ TEST(SystemSign, FindsASignerByThumbprintAndByName) {
   }
 }
 
+// The library decodes \uXXXX in what it reads as a name, in the identities of its callers and in the
+// subjects of certificates alike.
+TEST(SystemSign, TakesNoNameWithAnEscapeForTheNameThatItDecodesTo) {
+  const SystemWorld world;
+  world.enrol(R"(\u0041)");
+  world.enrol(R"(Ivan\u0020Petrov)");
+  world.enrol(R"(DOMAIN\user)");
+
+  for (const char* id : {"CN=A", "CN=Ivan Petrov", "CN=DOMAIN", R"(CN=\u0041)"}) {
+    const SsfOutcome made = ssfSign(kContent, {{.id = id}});
+    EXPECT_EQ(made.code, SSF_API_SIGNER_ERROR) << id;
+    EXPECT_EQ(made.records[0].result, SSF_RESULT_UNKNOWN) << id;
+  }
+  // Such a name is found by the digits that stand for it.
+  EXPECT_EQ(ssfSign(kContent, {{.id = "CN=#5C7530303431"}}).code, SSF_API_OK);
+  // An escape in the identity still stands for its character.
+  world.enrol("B");
+  EXPECT_EQ(ssfSign(kContent, {{.id = R"(CN=\u0042)"}}).code, SSF_API_OK);
+}
+
 TEST(SystemSign, TakesTheNewestOfTwoCertificatesOfOneName) {
   const SystemWorld world;
   lab::CertificateOptions options{.subject = {{"CN", "Renewed"}}, .notBefore = -2 * lab::kDay};
