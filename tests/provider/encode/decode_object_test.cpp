@@ -178,6 +178,31 @@ TEST(DecodeTime, RefusesOtherTypesAndNonsense) {
   EXPECT_EQ(errorOf(PKCS_UTC_TIME, timeText(kUtcTime, "")), CRYPT_E_ASN1_CORRUPT);
 }
 
+// Two DWORDs stand on four bytes, on a caller's stack as well as in a record of his.
+TEST(DecodeTime, WritesIntoABufferThatIsAlignedToFourBytes) {
+  const Bytes der = timeText(kUtcTime, "240229235958Z");
+  alignas(8) std::array<BYTE, 24> room{};
+  for (std::size_t offset = 0; offset < 8; ++offset) {
+    room.fill(0xEE);
+    BYTE* const place = room.data() + offset;
+    DWORD size = sizeof(FILETIME);
+    const BOOL decoded = CryptDecodeObject(
+        kEncoding, PKCS_UTC_TIME, der.data(), static_cast<DWORD>(der.size()), 0, place, &size);
+    EXPECT_EQ(size, sizeof(FILETIME));
+    if (offset % alignof(FILETIME) != 0) {
+      EXPECT_EQ(decoded, FALSE) << offset;
+      EXPECT_EQ(GetLastError(), E_INVALIDARG);
+      EXPECT_EQ(*place, 0xEE);
+      continue;
+    }
+    ASSERT_EQ(decoded, TRUE) << offset;
+    FILETIME time{};
+    std::memcpy(&time, place, sizeof time);
+    EXPECT_EQ(shown(time), "2024-02-29 23:59:58.000");
+    EXPECT_EQ(place[sizeof time], 0xEE);
+  }
+}
+
 TEST(DecodeOctets, GivesTheirBytes) {
   const Bytes der = {0x04, 0x03, 1, 2, 3};
   const Decoded<CRYPT_DATA_BLOB> blob(X509_OCTET_STRING, der);
