@@ -1,5 +1,6 @@
 #include "provider/support/config.h"
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cctype>
@@ -55,6 +56,12 @@ std::string variableName(const std::string& section, const std::string& key) {
 
 bool isThere(const std::string& file) {
   return access(file.c_str(), F_OK) == 0;
+}
+
+// libcrypto reads a folder as an empty file.
+bool isFolder(const std::string& file) {
+  struct stat status{};
+  return stat(file.c_str(), &status) == 0 && S_ISDIR(status.st_mode);
 }
 
 // The file to read; empty when there is none. One that is named is read whether it is there or not.
@@ -137,7 +144,7 @@ class Settings {
   void load(const std::string& file) {
     ConfPtr conf(NCONF_new(nullptr));
     long line = 0;
-    if (!conf || NCONF_load(conf.get(), file.c_str(), &line) != 1) {
+    if (isFolder(file) || !conf || NCONF_load(conf.get(), file.c_str(), &line) != 1) {
       problems_.push_back("configuration: cannot read " + file +
                           (line > 0 ? ", line " + std::to_string(line) : std::string()));
       return;

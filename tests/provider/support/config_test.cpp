@@ -140,6 +140,136 @@ level = 16
                           HasSubstr("trace.level")));
 }
 
+TEST_F(Config, KnowsTheWordsOfEachSetting) {
+  const std::vector<std::pair<const char*, bool>> booleans = {{"yes", true},
+                                                              {"no", false},
+                                                              {"true", true},
+                                                              {"false", false},
+                                                              {"on", true},
+                                                              {"off", false},
+                                                              {"1", true},
+                                                              {"0", false}};
+  for (const auto& [word, value] : booleans) {
+    const std::string text = std::string("[trust]\nsystem_roots = ") + word + "\n";
+    const Configuration config = read(text);
+    EXPECT_EQ(config.trust.systemRoots, value) << word;
+    EXPECT_THAT(config.problems, IsEmpty()) << word;
+  }
+  const std::vector<std::pair<const char*, qx::Prompt>> prompts = {
+      {"none", qx::Prompt::None}, {"terminal", qx::Prompt::Terminal}};
+  for (const auto& [word, value] : prompts) {
+    EXPECT_EQ(read(std::string("[pin]\nprompt = ") + word + "\n").pin.prompt, value) << word;
+  }
+  const std::vector<std::pair<const char*, qx::TraceOutput>> outputs = {
+      {"none", qx::TraceOutput::None},
+      {"stderr", qx::TraceOutput::Stderr},
+      {"syslog", qx::TraceOutput::Syslog}};
+  for (const auto& [word, value] : outputs) {
+    EXPECT_EQ(read(std::string("[trace]\noutput = ") + word + "\n").trace.output, value) << word;
+  }
+}
+
+TEST_F(Config, KnowsNoOtherWords) {
+  for (const char* word : {"Yes", "TRUE", "2", "yes please", "-1"}) {
+    const Configuration config = read(std::string("[revocation]\nonline = ") + word + "\n");
+    EXPECT_FALSE(config.revocation.online) << word;
+    EXPECT_THAT(config.problems, ElementsAre(HasSubstr("revocation.online"))) << word;
+  }
+  EXPECT_THAT(read("[pin]\nprompt = window\n").problems, ElementsAre(HasSubstr("pin.prompt")));
+  EXPECT_THAT(read("[trace]\noutput = printer\n").problems,
+              ElementsAre(HasSubstr("trace.output has no valid value: 'printer'")));
+}
+
+struct Edge {
+  const char* setting;
+  const char* least;
+  const char* below;
+  const char* most;
+  const char* above;
+};
+
+// A number at the edge of its range is taken, the next one is a problem.
+TEST_F(Config, KeepsNumbersInTheirRange) {
+  const std::vector<std::pair<std::string, Edge>> edges = {
+      {"tsp", {"timeout_ms", "1", "0", "4294967295", "4294967296"}},
+      {"revocation", {"timeout_ms", "1", "0", "4294967295", "4294967296"}},
+      {"pin", {"prompt_timeout_ms", "1", "0", "4294967295", "4294967296"}},
+      {"pin", {"cache_seconds", "0", "-1", "86400", "86401"}},
+      {"pin", {"cache_max_seconds", "0", "-1", "86400", "86401"}},
+      {"pin", {"kdf_rounds", "1000", "999", "100000000", "100000001"}},
+      {"trace", {"level", "0", "-1", "15", "16"}}};
+  for (const auto& [section, edge] : edges) {
+    const auto problems = [&](const char* value) {
+      return read("[" + section + "]\n" + edge.setting + " = " + value + "\n").problems;
+    };
+    EXPECT_THAT(problems(edge.least), IsEmpty()) << section << edge.setting;
+    EXPECT_THAT(problems(edge.most), IsEmpty()) << section << edge.setting;
+    for (const char* bad : {edge.below, edge.above, "", "1x", "0x10", "1.5", "+5"}) {
+      EXPECT_THAT(problems(bad), ElementsAre(HasSubstr(section + "." + edge.setting)))
+          << section << edge.setting << bad;
+    }
+  }
+}
+
+TEST_F(Config, TakesEveryKeyFromTheEnvironment) {
+  const ScopedEnvironment all = {{"QXPROVIDER_TSP_DEFAULT_URL", "http://e.example/"},
+                                 {"QXPROVIDER_TSP_TIMEOUT_MS", "11"},
+                                 {"QXPROVIDER_REVOCATION_ONLINE", "yes"},
+                                 {"QXPROVIDER_REVOCATION_TIMEOUT_MS", "12"},
+                                 {"QXPROVIDER_TRUST_SYSTEM_ROOTS", "yes"},
+                                 {"QXPROVIDER_PIN_PROMPT", "program"},
+                                 {"QXPROVIDER_PIN_PROGRAM", "/bin/ask"},
+                                 {"QXPROVIDER_PIN_PROMPT_TIMEOUT_MS", "13"},
+                                 {"QXPROVIDER_PIN_CACHE_SECONDS", "14"},
+                                 {"QXPROVIDER_PIN_CACHE_MAX_SECONDS", "15"},
+                                 {"QXPROVIDER_PIN_KDF_ROUNDS", "1600"},
+                                 {"QXPROVIDER_TRACE_OUTPUT", "stderr"},
+                                 {"QXPROVIDER_TRACE_LEVEL", "7"},
+                                 {"QXPROVIDER_CONTENT_CIPHER_SET", "1.2.3"}};
+  const Configuration config = read("[tsp]\ntimeout_ms = 99\n[pin]\ncache_seconds = 99\n");
+  EXPECT_EQ(config.tsp.defaultUrl, "http://e.example/");
+  EXPECT_EQ(config.tsp.timeoutMs, 11U);
+  EXPECT_TRUE(config.revocation.online);
+  EXPECT_EQ(config.revocation.timeoutMs, 12U);
+  EXPECT_TRUE(config.trust.systemRoots);
+  EXPECT_EQ(config.pin.prompt, qx::Prompt::Program);
+  EXPECT_EQ(config.pin.program, "/bin/ask");
+  EXPECT_EQ(config.pin.promptTimeoutMs, 13U);
+  EXPECT_EQ(config.pin.cacheSeconds, 14U);
+  EXPECT_EQ(config.pin.cacheMaxSeconds, 15U);
+  EXPECT_EQ(config.pin.kdfRounds, 1600U);
+  EXPECT_EQ(config.trace.output, qx::TraceOutput::Stderr);
+  EXPECT_EQ(config.trace.level, 7U);
+  EXPECT_EQ(config.content.cipherSet, "1.2.3");
+  EXPECT_THAT(config.problems, IsEmpty());
+}
+
+TEST_F(Config, IgnoresWhatItDoesNotKnow) {
+  const Configuration config =
+      read("unknown = 1\n[other]\nkey = value\n[tsp]\nunknown = 1\ntimeout_ms = 5\n");
+  EXPECT_EQ(config.tsp.timeoutMs, 5U);
+  EXPECT_THAT(config.problems, IsEmpty());
+}
+
+TEST_F(Config, TakesCommentsQuotesAndTheLastOfTwo) {
+  const Configuration config = read(
+      "# a comment\n[tsp] \ndefault_url = \"http://a/ b\" # behind\ntimeout_ms = 5\n"
+      "timeout_ms = 6\n");
+  EXPECT_EQ(config.tsp.defaultUrl, "http://a/ b");
+  EXPECT_EQ(config.tsp.timeoutMs, 6U);
+}
+
+TEST_F(Config, KeepsNothingOfAFileThatIsBroken) {
+  const Configuration config = read("[tsp]\ntimeout_ms = 5\nno equals sign\n");
+  EXPECT_EQ(config.tsp.timeoutMs, 10'000U);
+  EXPECT_THAT(config.problems, ElementsAre(HasSubstr("line 3")));
+}
+
+TEST_F(Config, SaysThatAFolderIsNoFile) {
+  environment_.set("QXPROVIDER_CONF", dir_.path());
+  EXPECT_THAT(readConfiguration().problems, ElementsAre(HasSubstr(dir_.path())));
+}
+
 TEST_F(Config, TracesToTheFileThatItNames) {
   EXPECT_EQ(read("[trace]\nfile = /tmp/x.log\n").trace.output, qx::TraceOutput::File);
   EXPECT_EQ(read("[trace]\nfile = /tmp/x.log\noutput = none\n").trace.output,
