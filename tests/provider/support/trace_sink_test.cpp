@@ -1,6 +1,8 @@
 #include "provider/support/trace_sink.h"
 
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <syslog.h>
 #include <unistd.h>
 
 #include <string>
@@ -60,6 +62,62 @@ TEST(TraceSink, WritesToTheStandardErrorStream) {
   testing::internal::CaptureStderr();
   qx::TraceSink(configuration).write("a line\n");
   EXPECT_EQ(testing::internal::GetCapturedStderr(), "a line\n");
+}
+
+// The C library says on the standard error stream what it sends to the log when it is told to.
+TEST(TraceSink, WritesToTheSystemLogOneEntryALine) {
+  qx::Configuration configuration;
+  configuration.trace.output = qx::TraceOutput::Syslog;
+  openlog("sink-test", LOG_PERROR, LOG_USER);
+  testing::internal::CaptureStderr();
+  const qx::TraceSink sink(configuration);
+  EXPECT_TRUE(sink.isOpen());
+  sink.write("a line with %s and %n\n");
+  sink.write("another\n");
+  const std::string said = testing::internal::GetCapturedStderr();
+  closelog();
+  EXPECT_EQ(said, "sink-test: a line with %s and %n\nsink-test: another\n");
+}
+
+TEST(TraceSink, LosesALineThatCannotBeWritten) {
+  qx::Configuration configuration;
+  configuration.trace.output = qx::TraceOutput::Stderr;
+  const qx::TraceSink sink(configuration);
+  const qx::Fd kept(dup(STDERR_FILENO));
+  const qx::Fd full(open("/dev/full", O_WRONLY | O_CLOEXEC));
+  ASSERT_EQ(dup2(full.get(), STDERR_FILENO), STDERR_FILENO);
+  sink.write("lost\n");
+  ASSERT_EQ(dup2(kept.get(), STDERR_FILENO), STDERR_FILENO);
+  testing::internal::CaptureStderr();
+  sink.write("written\n");
+  EXPECT_EQ(testing::internal::GetCapturedStderr(), "written\n");
+}
+
+TEST(TraceSink, MakesAFileForItsOwnerWhateverTheUmask) {
+  const qx::test::TempDir folder;
+  const mode_t before = umask(0);
+  const qx::TraceSink sink(toFile(folder.file("trace.log")));
+  umask(before);
+  EXPECT_TRUE(sink.isOpen());
+  struct stat status{};
+  ASSERT_EQ(stat(folder.file("trace.log").c_str(), &status), 0);
+  EXPECT_EQ(status.st_mode & 07777U, 0600U);
+}
+
+TEST(TraceSink, MakesNoFolderForItsFile) {
+  const qx::test::TempDir folder;
+  EXPECT_FALSE(qx::TraceSink(toFile(folder.file("none/trace.log"))).isOpen());
+  EXPECT_NE(access(folder.file("none").c_str(), F_OK), 0);
+}
+
+// Whoever rotates the file away gets what is still written to it.
+TEST(TraceSink, GoesOnInTheFileThatItOpened) {
+  const qx::test::TempDir folder;
+  const qx::TraceSink sink(toFile(folder.file("trace.log")));
+  sink.write("one\n");
+  ASSERT_EQ(rename(folder.file("trace.log").c_str(), folder.file("old.log").c_str()), 0);
+  sink.write("two\n");
+  EXPECT_EQ(qx::test::readFile(folder.file("old.log")), "one\ntwo\n");
 }
 
 TEST(TraceRegister, GivesNoContextWhenTracingIsOff) {

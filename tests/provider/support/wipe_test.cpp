@@ -1,5 +1,6 @@
 #include "provider/support/wipe.h"
 
+#include <algorithm>
 #include <array>
 #include <cstdint>
 #include <fstream>
@@ -12,7 +13,47 @@
 
 namespace {
 
+// What a mapping held that went back while somebody watched.
+struct Returned {
+  bool watching = false;
+  std::size_t size = 0;
+  std::size_t nonZero = 0;
+};
+
+Returned returned;
+
+}  // namespace
+
+// NOLINTBEGIN(bugprone-reserved-identifier,readability-identifier-naming)
+extern "C" int __real_munmap(void* address, std::size_t size);
+
+extern "C" int __wrap_munmap(void* address, std::size_t size) {
+  if (returned.watching) {
+    const auto* bytes = static_cast<const std::uint8_t*>(address);
+    returned.size += size;
+    returned.nonZero += size - static_cast<std::size_t>(std::count(bytes, bytes + size, 0));
+  }
+  return __real_munmap(address, size);
+}
+
+// NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
+
+namespace {
+
 using qx::SecretBytes;
+
+/// Watches the mappings that go back while it lives.
+class Watch {
+ public:
+  Watch() { returned = {.watching = true}; }
+
+  ~Watch() { returned.watching = false; }
+
+  Watch(const Watch&) = delete;
+  Watch& operator=(const Watch&) = delete;
+  Watch(Watch&&) = delete;
+  Watch& operator=(Watch&&) = delete;
+};
 
 TEST(Wipe, LeavesZeros) {
   std::array<char, 8> secret = {'s', 'e', 'c', 'r', 'e', 't', '!', 'x'};
@@ -61,6 +102,50 @@ TEST(SecretBytes, WipeWhatIsCutOff) {
   EXPECT_EQ(place[5], 0);
   secret.truncate(100);
   EXPECT_EQ(secret.size(), 2U);
+}
+
+TEST(SecretBytes, AreWipedBeforeTheirMemoryGoesBack) {
+  const std::string secret(5000, 's');
+  const Watch watch;
+  {
+    const SecretBytes bytes{std::string_view(secret)};
+    EXPECT_EQ(returned.size, 0U);
+  }
+  EXPECT_EQ(returned.size, 8192U);
+  EXPECT_EQ(returned.nonZero, 0U);
+}
+
+TEST(SecretBytes, AreWipedWhenOthersTakeTheirPlace) {
+  SecretBytes bytes(std::string_view("first"));
+  const Watch watch;
+  bytes = SecretBytes(std::string_view("second"));
+  EXPECT_EQ(bytes.text(), "second");
+  EXPECT_EQ(returned.size, 4096U);
+  EXPECT_EQ(returned.nonZero, 0U);
+}
+
+TEST(SecretBytes, ThatWereCutShortAreWipedWhole) {
+  const Watch watch;
+  {
+    SecretBytes bytes(std::string_view("secret"));
+    // Whoever wrote behind the end wrote into the same pages.
+    bytes.data()[100] = 's';
+    bytes.truncate(1);
+  }
+  EXPECT_EQ(returned.size, 4096U);
+  EXPECT_EQ(returned.nonZero, 0U);
+}
+
+TEST(SecretBytes, GiveNothingBackTwice) {
+  const Watch watch;
+  {
+    SecretBytes first(std::string_view("secret"));
+    SecretBytes second(std::move(first));
+    SecretBytes third;
+    third = std::move(second);
+    EXPECT_EQ(returned.size, 0U);
+  }
+  EXPECT_EQ(returned.size, 4096U);
 }
 
 TEST(SecretBytes, ThatAreTooManyAreRefused) {
