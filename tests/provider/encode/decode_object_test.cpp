@@ -49,7 +49,7 @@ class Decoded {
       return;
     }
     EXPECT_EQ(GetLastError(), ERROR_SUCCESS);
-    buffer_.resize(needed / sizeof(std::uint64_t) + 2, kFill);
+    buffer_.resize((needed / sizeof(std::uint64_t)) + 2, kFill);
     DWORD used = needed + 8;
     EXPECT_EQ(CryptDecodeObject(kEncoding, type, der, length, 0, buffer_.data(), &used), TRUE);
     EXPECT_EQ(used, needed);
