@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "provider/key/provider_types.h"
+#include "provider/support/two_pass.h"
 
 namespace qx {
 namespace {
@@ -21,19 +22,12 @@ std::span<const BYTE> bytesOf(const std::string& text) {
   return {reinterpret_cast<const BYTE*>(text.c_str()), text.size() + 1};
 }
 
-/// The two-pass protocol, once for every parameter. A size query does not look at `*size`.
 Result<void> answer(std::span<const BYTE> value, BYTE* data, DWORD* size) {
-  const auto needed = static_cast<DWORD>(value.size());
-  const DWORD given = *size;
-  *size = needed;
-  if (data == nullptr) {
-    return {};
+  const Result<std::uint8_t*> out = twoPass(data, size, value.size());
+  if (out && *out != nullptr) {
+    std::ranges::copy(value, *out);
   }
-  if (given < needed) {
-    return fail(ERROR_MORE_DATA);
-  }
-  std::ranges::copy(value, data);
-  return {};
+  return out ? Result<void>() : out.failure();
 }
 
 void fillName(std::span<char> field, DWORD& length, std::string_view name) {

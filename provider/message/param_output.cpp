@@ -3,20 +3,12 @@
 #include <algorithm>
 #include <cstring>
 
-#include "provider/message/limits.h"
+#include "provider/support/two_pass.h"
 
 namespace qx {
 
 Result<std::uint8_t*> ParamOutput::reserve(std::size_t size) {
-  if (size > kMaxSize) {
-    return fail(CRYPT_E_ASN1_LARGE);
-  }
-  const DWORD capacity = *size_;
-  *size_ = static_cast<DWORD>(size);
-  if (data_ != nullptr && capacity < size) {
-    return fail(ERROR_MORE_DATA);
-  }
-  return data_;
+  return twoPass(data_, size_, size);
 }
 
 Result<void> ParamOutput::putNumber(std::size_t number) {

@@ -8,6 +8,7 @@
 #include "provider/store/certificate_context.h"
 #include "provider/store/certificate_store.h"
 #include "provider/store/computed_value.h"
+#include "provider/support/two_pass.h"
 
 namespace qx {
 namespace {
@@ -30,16 +31,11 @@ struct Output {
 
   template <class Write>
   Result<void> give(std::size_t needed, Write write) const {
-    const DWORD capacity = *size;
-    *size = static_cast<DWORD>(needed);
-    if (data == nullptr) {
-      return {};
+    const Result<std::uint8_t*> out = twoPass(data, size, needed);
+    if (out && *out != nullptr) {
+      write(*out);
     }
-    if (capacity < needed) {
-      return fail(ERROR_MORE_DATA);
-    }
-    write(data);
-    return {};
+    return out ? Result<void>() : out.failure();
   }
 
   Result<void> give(std::span<const std::uint8_t> bytes) const {
