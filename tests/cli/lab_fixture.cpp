@@ -92,7 +92,7 @@ CommandResult CliTest::ssf(const Arguments& arguments, Command command) const {
 }
 
 CommandResult CliTest::openssl(const Arguments& arguments) {
-  const Command command{.arguments = arguments, .environment = {{"OPENSSL_CONF", ""}}};
+  Command command{.arguments = arguments, .environment = {{"OPENSSL_CONF", ""}}};
   command.arguments.insert(command.arguments.begin(), "openssl");
   command.arguments.insert(command.arguments.begin() + 2, {"-engine", "gost"});
   return run(command);
