@@ -42,7 +42,7 @@ class FullDisk {
 
   ~FullDisk() {
     setrlimit(RLIMIT_FSIZE, &before_);
-    std::signal(SIGXFSZ, handler_);
+    static_cast<void>(std::signal(SIGXFSZ, handler_));
   }
 
   FullDisk(const FullDisk&) = delete;
@@ -106,7 +106,7 @@ TEST_F(KeyStoreFailure, APinThatIsChangedByAProcessThatDiesLeavesTheOldOne) {
   if (child == 0) {
     const rlimit noCore = {.rlim_cur = 0, .rlim_max = 0};
     const rlimit size = {.rlim_cur = 100, .rlim_max = 100};
-    std::signal(SIGXFSZ, SIG_DFL);
+    static_cast<void>(std::signal(SIGXFSZ, SIG_DFL));
     setrlimit(RLIMIT_CORE, &noCore);
     setrlimit(RLIMIT_FSIZE, &size);
     static_cast<void>(changePin(kUser, id, "old", "new"));
@@ -146,7 +146,8 @@ TEST_F(KeyStoreFailure, OfManyProcessesOneAddsTheKey) {
     children.push_back(fork());
     if (children.back() == 0) {
       const auto added = addKey(kUser, *key_, "1234");
-      _exit(added ? 0 : added.error() == NTE_EXISTS ? 1 : 2);
+      const int refused = added.error() == NTE_EXISTS ? 1 : 2;
+      _exit(added ? 0 : refused);
     }
   }
   std::vector<int> codes;

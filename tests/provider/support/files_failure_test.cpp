@@ -76,7 +76,7 @@ TEST_F(FailingFiles, StayAsTheyWereWhenTheDiskIsFull) {
     const Limit limit(RLIMIT_FSIZE, 50'000);
     error = qx::writeFileIn(folder(), "a", manyBytes(), 0600).error();
   }
-  std::signal(SIGXFSZ, before);
+  static_cast<void>(std::signal(SIGXFSZ, before));
   EXPECT_EQ(error, CRYPT_E_FILE_ERROR);
   EXPECT_EQ(content(), "old");
   EXPECT_THAT(names(), ElementsAre("a"));
@@ -88,7 +88,7 @@ TEST_F(FailingFiles, StayAsTheyWereWhenTheWriterDies) {
     // Ends the process in the middle of the file.
     const rlimit noCore = {.rlim_cur = 0, .rlim_max = 0};
     const rlimit size = {.rlim_cur = 50'000, .rlim_max = 50'000};
-    std::signal(SIGXFSZ, SIG_DFL);
+    static_cast<void>(std::signal(SIGXFSZ, SIG_DFL));
     setrlimit(RLIMIT_CORE, &noCore);
     setrlimit(RLIMIT_FSIZE, &size);
     static_cast<void>(qx::writeFileIn(folder(), "a", manyBytes(), 0600));
