@@ -131,8 +131,10 @@ Result<void> CertificateSet::add(der::Slice encoded) {
   if (elements_.size() == kMaxCertificates) {
     return fail(E_INVALIDARG);
   }
-  plain_.push_back(elements_.size());
+  // Both grow before either is changed: an index without its element would be read.
+  plain_.reserve(plain_.size() + 1);
   elements_.push_back(std::move(encoded));
+  plain_.push_back(elements_.size() - 1);
   return {};
 }
 
@@ -166,6 +168,15 @@ bool CertificateSet::isAmbiguous() const {
     const Result<CertificateKey> key = certificateKey(encoded);
     return key && seen.emplace(*key, der::asKey(encoded)).first->second != der::asKey(encoded);
   });
+}
+
+bool CertificateSet::isAmbiguousWith(der::Bytes encoded) const {
+  const Result<CertificateKey> key = certificateKey(encoded);
+  return kind_ == Kind::Certificates && key &&
+         std::ranges::any_of(plain_, [&](std::size_t position) {
+           const der::Bytes present = elements_[position].bytes();
+           return *certificateKey(present) == *key && !std::ranges::equal(present, encoded);
+         });
 }
 
 der::Encoding CertificateSet::encode() const {

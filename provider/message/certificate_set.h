@@ -44,6 +44,9 @@ class CertificateSet {
   /// could be meant. Never so for CRLs.
   bool isAmbiguous() const;
 
+  /// Whether one more certificate would have the issuer and serial number of another one here.
+  bool isAmbiguousWith(der::Bytes encoded) const;
+
   /// The whole field under its tag; nothing when the set is empty.
   der::Encoding encode() const;
 

@@ -161,6 +161,15 @@ bool SignedData::isAmbiguous() const {
          !std::ranges::all_of(signers_, namesCertificate);
 }
 
+// Asked before anything is changed, so that a failure leaves nothing behind.
+bool SignedData::isAmbiguousWith(const SignerInfo& joining) const {
+  const bool isTaken = std::ranges::any_of(signers_, [&joining](const SignerInfo& signer) {
+    return std::ranges::equal(signer.id().whole, joining.id().whole);
+  });
+  return (isTaken || certificates_.isAmbiguous()) &&
+         !(namesCertificate(joining) && std::ranges::all_of(signers_, namesCertificate));
+}
+
 bool SignedData::listsHashAlgorithm(std::string_view oid) const {
   return std::ranges::find(hashOids_, oid) != hashOids_.end();
 }
@@ -198,17 +207,10 @@ Result<void> SignedData::addSigner(const SignerRequest& request, MessageContent&
   if (!signer) {
     return signer.failure();
   }
-  signers_.push_back(*std::move(signer));
-  if (isAmbiguous()) {
-    signers_.pop_back();
+  if (isAmbiguousWith(*signer)) {
     return fail(CRYPT_E_EXISTS);
   }
-  const std::string& hashOid = signers_.back().hashAlgorithm().oid;
-  if (!listsHashAlgorithm(hashOid)) {
-    const der::Bytes algorithm = request.hashAlgorithm();
-    addedHashAlgorithms_.emplace_back(algorithm.begin(), algorithm.end());
-    hashOids_.push_back(hashOid);
-  }
+  signers_.push_back(*std::move(signer));
   changed_ = true;
   return {};
 }
@@ -265,21 +267,22 @@ Result<void> SignedData::replaceUnsigned(std::size_t index,
 }
 
 Result<void> SignedData::addCertificate(der::Bytes certificate) {
-  const std::size_t before = certificates_.size();
-  if (const Result<void> done = certificates_.add(copyOf(certificate)); !done) {
-    return done;
-  }
-  if (isAmbiguous()) {
-    (void)certificates_.remove(before);
+  if (certificates_.isAmbiguousWith(certificate) &&
+      !std::ranges::all_of(signers_, namesCertificate)) {
     return fail(CRYPT_E_EXISTS);
   }
-  changed_ = true;
-  return {};
+  return addTo(certificates_, certificate);
 }
 
 Result<void> SignedData::addCrl(der::Bytes crl) {
-  const Result<void> done = crls_.add(copyOf(crl));
-  changed_ = changed_ || done;
+  return addTo(crls_, crl);
+}
+
+// One that was there already is no change.
+Result<void> SignedData::addTo(CertificateSet& set, der::Bytes encoded) {
+  const std::size_t before = set.size();
+  const Result<void> done = set.add(copyOf(encoded));
+  changed_ = changed_ || set.size() != before;
   return done;
 }
 
@@ -295,20 +298,29 @@ Result<void> SignedData::removeCrl(std::size_t index) {
   return done;
 }
 
+// Those that came, and behind them those of added signers that were not among them.
+der::Encoding SignedData::hashAlgorithmSet() const {
+  std::set<std::string_view> added;
+  der::Encoding set = der::Encoding::borrowed(hashAlgorithms_);
+  for (const SignerInfo& signer : signers_) {
+    const der::AlgorithmIdentifier& hash = signer.hashAlgorithm();
+    if (!listsHashAlgorithm(hash.oid) && added.insert(hash.oid).second) {
+      set.append(*der::algorithm(hash.oid, hash.parameters));
+    }
+  }
+  return der::wrap(der::kSet, std::move(set));
+}
+
 der::Encoding SignedData::encode() const {
   if (!changed_) {
     return der::Encoding::borrowed(whole_);
-  }
-  der::Encoding algorithms = der::Encoding::borrowed(hashAlgorithms_);
-  for (const std::vector<std::uint8_t>& added : addedHashAlgorithms_) {
-    algorithms.append(der::Encoding::borrowed(added));
   }
   der::Encoding signers;
   for (const SignerInfo& signer : signers_) {
     signers.append(der::Encoding::borrowed(signer.encoded()));
   }
   return der::sequence(der::integer(versionNow()),
-                       der::wrap(der::kSet, std::move(algorithms)),
+                       hashAlgorithmSet(),
                        der::Encoding::borrowed(contentInfo_.whole),
                        certificates_.encode(),
                        crls_.encode(),

@@ -78,14 +78,16 @@ class SignedData {
   std::uint64_t versionNow() const;
   bool hasOtherForms() const;
   bool isAmbiguous() const;
+  bool isAmbiguousWith(const SignerInfo& joining) const;
   bool listsHashAlgorithm(std::string_view oid) const;
+  der::Encoding hashAlgorithmSet() const;
+  Result<void> addTo(CertificateSet& set, der::Bytes encoded);
   Result<void> replaceUnsigned(std::size_t index, const std::vector<der::Bytes>& attributes);
 
   der::Bytes whole_;
   std::uint64_t version_ = 0;
   der::Bytes hashAlgorithms_;  // the content of the set
   std::vector<std::string> hashOids_;
-  std::vector<std::vector<std::uint8_t>> addedHashAlgorithms_;
   ContentInfo contentInfo_;
   CertificateSet certificates_{CertificateSet::Kind::Certificates};
   CertificateSet crls_{CertificateSet::Kind::Crls};

@@ -83,6 +83,26 @@ TEST_F(CertificateSets, AreAmbiguousWithTwoUnderOneIssuerAndSerialNumber) {
   EXPECT_FALSE(set.isAmbiguous());
 }
 
+TEST_F(CertificateSets, SayBeforehandWhatWouldMakeThemAmbiguous) {
+  CertificateSet set(Kind::Certificates);
+  EXPECT_FALSE(set.isAmbiguousWith(first_));
+  ASSERT_TRUE(set.add(copyOf(second_)));
+  ASSERT_TRUE(set.add(copyOf(first_)));
+  EXPECT_FALSE(set.isAmbiguousWith(first_)) << "the same one is not added again";
+  EXPECT_TRUE(set.isAmbiguousWith(twin_));
+  EXPECT_FALSE(set.isAmbiguousWith(makeCertificate("First", "02")));
+  EXPECT_FALSE(set.isAmbiguousWith(fromHex("3000"))) << "no certificate at all";
+  EXPECT_FALSE(CertificateSet(Kind::Crls).isAmbiguousWith(twin_));
+}
+
+TEST_F(CertificateSets, AskOnlyCertificatesNotOtherForms) {
+  const Octets content = joined({other_, first_, other_});
+  CertificateSet set(Kind::Certificates);
+  ASSERT_TRUE(set.read(content));
+  EXPECT_TRUE(set.isAmbiguousWith(twin_));
+  EXPECT_FALSE(set.isAmbiguousWith(second_));
+}
+
 TEST_F(CertificateSets, TellCertificatesAndCrlsApart) {
   const lab::Authority authority = lab::Authority::selfSigned(
       KeyKind::EcP256, {.subject = {{.type = "CN", .value = "Authority"}}});

@@ -183,5 +183,52 @@ TEST(OutOfMemory, IsToldByDecodingVerifyingAndChanging) {
   });
 }
 
+// Whichever allocation fails, a control that failed has changed nothing, and works when it is repeated.
+void expectNothingOfAFailure(DWORD type, const void* para) {
+  const Octets bytes = sign({&signer(KeyKind::EcP256)}, octets("content"));
+  bool happened = true;
+  std::size_t failures = 0;
+  for (std::size_t n = 1; happened; ++n) {
+    const MessageHandle message = decode(bytes);
+    DWORD error = ERROR_SUCCESS;
+    {
+      const HeapFailure failure(n);
+      error = lastErrorUnless(CryptMsgControl(message.get(), 0, type, para) != FALSE);
+      happened = failure.hasHappened();
+    }
+    if (!happened) {
+      EXPECT_EQ(error, ERROR_SUCCESS);
+      break;
+    }
+    ++failures;
+    EXPECT_EQ(error, E_OUTOFMEMORY) << "allocation " << n;
+    EXPECT_EQ(numberParam(message, CMSG_SIGNER_COUNT_PARAM), 1U) << "allocation " << n;
+    EXPECT_EQ(numberParam(message, CMSG_CERT_COUNT_PARAM), 1U) << "allocation " << n;
+    EXPECT_EQ(bytesParam(message, CMSG_ENCODED_MESSAGE), bytes) << "allocation " << n;
+    EXPECT_EQ(control(message, type, para), ERROR_SUCCESS) << "allocation " << n;
+    EXPECT_NE(bytesParam(message, CMSG_ENCODED_MESSAGE), bytes) << "allocation " << n;
+  }
+  EXPECT_GT(failures, 1U);
+}
+
+TEST(OutOfMemory, LeavesTheMessageAsItWasWhenASignerIsAdded) {
+  const CMSG_SIGNER_ENCODE_INFO info = signer(KeyKind::Gost2012_256).encodeInfo();
+  const MessageHandle message = decode(sign({&signer(KeyKind::EcP256)}, octets("key loaded")));
+  ASSERT_EQ(control(message, CMSG_CTRL_ADD_SIGNER, &info), ERROR_SUCCESS);
+  expectNothingOfAFailure(CMSG_CTRL_ADD_SIGNER, &info);
+}
+
+TEST(OutOfMemory, LeavesTheMessageAsItWasWhenACertificateIsAdded) {
+  const CRYPT_DATA_BLOB certificate = blob(signer(KeyKind::Gost2012_256).der());
+  expectNothingOfAFailure(CMSG_CTRL_ADD_CERT, &certificate);
+}
+
+TEST(OutOfMemory, LeavesTheMessageAsItWasWhenAnAttributeIsAdded) {
+  const Octets attribute = {0x30, 0x0A, 0x06, 0x03, 0x2A, 3, 4, 0x31, 0x03, 0x02, 0x01, 0x04};
+  const CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR_PARA para{
+      .cbSize = sizeof para, .dwSignerIndex = 0, .blob = blob(attribute)};
+  expectNothingOfAFailure(CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR, &para);
+}
+
 }  // namespace
 }  // namespace qx::test

@@ -41,7 +41,7 @@ std::string newestError() {
 
 }  // namespace
 
-Signer::Signer(KeyKind kind, const std::string& name)
+Signer::Signer(KeyKind kind, const std::string& name, const std::string& pin)
     : kind_(kind),
       key_(lab::generateKey(kind)),
       certificate_(lab::selfSigned(key_.get(), namedOptions(name))),
@@ -52,7 +52,7 @@ Signer::Signer(KeyKind kind, const std::string& name)
   if (context_ == nullptr) {
     throw std::runtime_error("no certificate context");
   }
-  folder().addKey(key_.get());
+  folder().addKey(key_.get(), pin);
   provider_ = newContext();
 }
 
@@ -203,6 +203,37 @@ DWORD verify(const MessageHandle& message, DWORD index, PCCERT_CONTEXT certifica
     return ::testing::AssertionFailure() << count << " signers";
   }
   return ::testing::AssertionSuccess();
+}
+
+::testing::AssertionResult opensslVerifies(const Octets& message,
+                                           const std::vector<Signer*>& signers,
+                                           const Octets* content) {
+  const TempDir files;
+  std::string certificates;
+  for (const Signer* one : signers) {
+    certificates += lab::toPem(one->certificate());
+  }
+  std::vector<std::string> arguments = {"openssl",
+                                        "cms",
+                                        "-verify",
+                                        "-engine",
+                                        "gost",
+                                        "-binary",
+                                        "-noverify",
+                                        "-certfile",
+                                        files.write("certificates", certificates),
+                                        "-inform",
+                                        "DER",
+                                        "-in",
+                                        files.write("message", text(message)),
+                                        "-out",
+                                        files.file("out")};
+  if (content != nullptr) {
+    arguments.insert(arguments.end(), {"-content", files.write("content", text(*content))});
+  }
+  const CommandResult result = run(arguments);
+  return result.exitCode == 0 ? ::testing::AssertionSuccess()
+                              : ::testing::AssertionFailure() << result.err;
 }
 
 Octets opensslSign(const std::vector<Signer*>& signers,

@@ -15,7 +15,8 @@ namespace qx::test {
 /// Signer is a key of the default provider with a certificate that signs itself.
 class Signer {
  public:
-  Signer(lab::KeyKind kind, const std::string& name);
+  /// A key with a PIN is locked until its handle gets it.
+  Signer(lab::KeyKind kind, const std::string& name, const std::string& pin = {});
   ~Signer();
   Signer(const Signer&) = delete;
   Signer& operator=(const Signer&) = delete;
@@ -30,7 +31,6 @@ class Signer {
 
   const Octets& der() const { return der_; }
 
-  /// The key is not locked.
   HCRYPTPROV provider();
 
   PCCERT_CONTEXT context() const { return context_; }
@@ -91,6 +91,11 @@ DWORD verify(const MessageHandle& message, DWORD index, PCCERT_CONTEXT certifica
 ::testing::AssertionResult cmsVerifies(const Octets& message,
                                        const std::vector<Signer*>& signers,
                                        const Octets* content = nullptr);
+
+/// opensslVerifies asks the openssl command the same.
+::testing::AssertionResult opensslVerifies(const Octets& message,
+                                           const std::vector<Signer*>& signers,
+                                           const Octets* content = nullptr);
 
 /// opensslSign makes a message with the openssl command. `options` go to `openssl cms -sign`.
 Octets opensslSign(const std::vector<Signer*>& signers,
