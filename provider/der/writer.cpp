@@ -52,7 +52,7 @@ Encoding& Encoding::append(Encoding other) {
 }
 
 void Encoding::writeTo(std::uint8_t* out) const {
-  visit([&out](Bytes piece) { out = std::ranges::copy(piece, out).out; });
+  visit([&out](Bytes piece) { out = copyTo(out, piece); });
 }
 
 std::vector<std::uint8_t> Encoding::bytes() const {

@@ -64,7 +64,7 @@ void MessageContent::visit(const Visitor& visitor) const {
 }
 
 void MessageContent::writeTo(std::uint8_t* out) const {
-  visit([&out](der::Bytes octets) { out = std::ranges::copy(octets, out).out; });
+  visit([&out](der::Bytes octets) { out = der::copyTo(out, octets); });
 }
 
 Result<HashValue> MessageContent::hash(HashAlgorithm algorithm) {

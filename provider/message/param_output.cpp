@@ -24,7 +24,7 @@ Result<void> ParamOutput::putText(std::string_view text) {
 }
 
 Result<void> ParamOutput::putBytes(der::Bytes bytes) {
-  return put(bytes.size(), [bytes](std::uint8_t* out) { std::ranges::copy(bytes, out); });
+  return put(bytes.size(), [bytes](std::uint8_t* out) { der::copyTo(out, bytes); });
 }
 
 Result<void> ParamOutput::putEncoding(const der::Encoding& encoding) {
