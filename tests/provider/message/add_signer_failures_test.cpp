@@ -198,47 +198,52 @@ TEST(AddSignerTo, AHandleOfAnotherKindIsRefused) {
 
 class AddSignerDetached : public ::testing::Test {
  protected:
+  void SetUp() override { ASSERT_EQ(update(message_, bytes_), ERROR_SUCCESS); }
+
+  const Octets& bytes() const { return bytes_; }
+
+  const MessageHandle& message() const { return message_; }
+
+ private:
   const Octets bytes_ = sign({&first()}, kContent, {.flags = CMSG_DETACHED_FLAG});
   const MessageHandle message_ = openDecoder(CMSG_DETACHED_FLAG);
-
-  void SetUp() override { ASSERT_EQ(update(message_, bytes_), ERROR_SUCCESS); }
 };
 
 TEST_F(AddSignerDetached, FailsBeforeTheContentAndSpoilsIt) {
-  EXPECT_EQ(addSigner(message_, second()), NTE_BAD_HASH_STATE);
-  EXPECT_EQ(changedMessage(message_), bytes_);
-  EXPECT_EQ(update(message_, kContent), NTE_BAD_HASH_STATE);
+  EXPECT_EQ(addSigner(message(), second()), NTE_BAD_HASH_STATE);
+  EXPECT_EQ(changedMessage(message()), bytes());
+  EXPECT_EQ(update(message(), kContent), NTE_BAD_HASH_STATE);
 }
 
 TEST_F(AddSignerDetached, FailsBetweenTheParts) {
-  ASSERT_EQ(update(message_, octets("Signed by one, "), /*final=*/false), ERROR_SUCCESS);
-  EXPECT_EQ(addSigner(message_, second()), NTE_BAD_HASH_STATE);
-  EXPECT_EQ(changedMessage(message_), bytes_);
+  ASSERT_EQ(update(message(), octets("Signed by one, "), /*final=*/false), ERROR_SUCCESS);
+  EXPECT_EQ(addSigner(message(), second()), NTE_BAD_HASH_STATE);
+  EXPECT_EQ(changedMessage(message()), bytes());
 }
 
 TEST_F(AddSignerDetached, ToContentInPartsSignsWithAHashThatWasTaken) {
-  ASSERT_EQ(update(message_, kContent, /*final=*/false), ERROR_SUCCESS);
-  ASSERT_EQ(update(message_, {}), ERROR_SUCCESS);
-  EXPECT_EQ(addSigner(message_, signer(KeyKind::Gost2001)), NTE_BAD_HASH_STATE)
+  ASSERT_EQ(update(message(), kContent, /*final=*/false), ERROR_SUCCESS);
+  ASSERT_EQ(update(message(), {}), ERROR_SUCCESS);
+  EXPECT_EQ(addSigner(message(), signer(KeyKind::Gost2001)), NTE_BAD_HASH_STATE)
       << "nobody hashed it so while it passed";
-  EXPECT_EQ(addSigner(message_, second()), ERROR_SUCCESS);
-  EXPECT_TRUE(cmsVerifies(changedMessage(message_), {&first(), &second()}, &kContent));
+  EXPECT_EQ(addSigner(message(), second()), ERROR_SUCCESS);
+  EXPECT_TRUE(cmsVerifies(changedMessage(message()), {&first(), &second()}, &kContent));
 }
 
 TEST_F(AddSignerDetached, SignsWhatIsGivenAndNotWhatTheFirstOneSigned) {
   const Octets other = octets("Something else.");
-  ASSERT_EQ(update(message_, other), ERROR_SUCCESS);
-  ASSERT_EQ(addSigner(message_, second()), ERROR_SUCCESS);
-  const MessageHandle again = decodeDetached(changedMessage(message_), other);
+  ASSERT_EQ(update(message(), other), ERROR_SUCCESS);
+  ASSERT_EQ(addSigner(message(), second()), ERROR_SUCCESS);
+  const MessageHandle again = decodeDetached(changedMessage(message()), other);
   EXPECT_EQ(verify(again, 0, first().context()), NTE_BAD_SIGNATURE);
   EXPECT_EQ(verify(again, 1, second().context()), ERROR_SUCCESS);
 }
 
 TEST_F(AddSignerDetached, TakesACertificateBeforeTheContent) {
-  ASSERT_EQ(addBlob(message_, CMSG_CTRL_ADD_CERT, second().der()), ERROR_SUCCESS);
-  ASSERT_EQ(update(message_, kContent), ERROR_SUCCESS);
-  EXPECT_EQ(verify(message_, 0, first().context()), ERROR_SUCCESS);
-  EXPECT_EQ(partsOf(changedMessage(message_)).certificates.size(), 2U);
+  ASSERT_EQ(addBlob(message(), CMSG_CTRL_ADD_CERT, second().der()), ERROR_SUCCESS);
+  ASSERT_EQ(update(message(), kContent), ERROR_SUCCESS);
+  EXPECT_EQ(verify(message(), 0, first().context()), ERROR_SUCCESS);
+  EXPECT_EQ(partsOf(changedMessage(message())).certificates.size(), 2U);
 }
 
 // The fields of the long form are read only when the record says that it has them.
