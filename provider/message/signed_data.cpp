@@ -54,7 +54,11 @@ Result<SignedData> SignedData::read(der::Bytes encoded) {
 }
 
 Result<void> SignedData::readHead(der::Reader& reader) {
-  const Result<std::uint64_t> version = der::readUnsigned(reader);
+  const Result<der::Element> number = reader.next(der::kInteger);
+  if (!number) {
+    return number.failure();
+  }
+  const Result<std::uint64_t> version = der::readUnsigned(*number);
   if (!version) {
     return version.failure();
   }
@@ -74,6 +78,7 @@ Result<void> SignedData::readHead(der::Reader& reader) {
     return info.failure();
   }
   version_ = *version;
+  encodedVersion_ = number->whole;
   hashAlgorithms_ = algorithms->content;
   contentInfo_ = *std::move(info);
   return {};
@@ -319,7 +324,9 @@ der::Encoding SignedData::encode() const {
   for (const SignerInfo& signer : signers_) {
     signers.append(der::Encoding::borrowed(signer.encoded()));
   }
-  return der::sequence(der::integer(versionNow()),
+  der::Encoding version = versionNow() == version_ ? der::Encoding::borrowed(encodedVersion_)
+                                                   : der::integer(versionNow());
+  return der::sequence(std::move(version),
                        hashAlgorithmSet(),
                        der::Encoding::borrowed(contentInfo_.whole),
                        certificates_.encode(),

@@ -86,6 +86,7 @@ class SignedData {
 
   der::Bytes whole_;
   std::uint64_t version_ = 0;
+  der::Bytes encodedVersion_;
   der::Bytes hashAlgorithms_;  // the content of the set
   std::vector<std::string> hashOids_;
   ContentInfo contentInfo_;

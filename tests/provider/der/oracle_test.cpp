@@ -25,7 +25,14 @@ using test::LargeMemory;
 using test::toHex;
 using Octets = std::vector<std::uint8_t>;
 using Asn1TypePtr = OpensslOwner<ASN1_TYPE, ASN1_TYPE_free>;
+using Asn1OctetStringPtr = OpensslOwner<ASN1_OCTET_STRING, ASN1_OCTET_STRING_free>;
 using Asn1BitStringPtr = OpensslOwner<ASN1_BIT_STRING, ASN1_BIT_STRING_free>;
+
+void freeAnyStack(ASN1_SEQUENCE_ANY* all) {
+  sk_ASN1_TYPE_pop_free(all, ASN1_TYPE_free);
+}
+
+using AnyStackPtr = OpensslOwner<ASN1_SEQUENCE_ANY, freeAnyStack>;
 
 // What an i2d function writes, as hexadecimal digits.
 template <class Object>
@@ -116,7 +123,7 @@ TEST(DerOracle, WritesOctetStringsOfEverySize) {
                                  65'537U,
                                  100'000U}) {
     const Octets octets = values.octets(size);
-    const OpensslOwner<ASN1_OCTET_STRING, ASN1_OCTET_STRING_free> theirs(ASN1_OCTET_STRING_new());
+    const Asn1OctetStringPtr theirs(ASN1_OCTET_STRING_new());
     ASSERT_EQ(ASN1_OCTET_STRING_set(theirs.get(), octets.data(), static_cast<int>(size)), 1);
     EXPECT_EQ(toHex(octetString(octets).bytes()), writtenBy(i2d_ASN1_OCTET_STRING, theirs.get()));
   }
@@ -141,14 +148,12 @@ TEST(DerOracle, TellsTheSizeOfGigabytesWithoutWritingThem) {
 TEST(DerOracle, SortsSets) {
   Values values;
   for (int round = 0; round < 100; ++round) {
-    const OpensslOwner<ASN1_SEQUENCE_ANY,
-                       [](ASN1_SEQUENCE_ANY* all) { sk_ASN1_TYPE_pop_free(all, ASN1_TYPE_free); }>
-        theirs(sk_ASN1_TYPE_new_null());
+    const AnyStackPtr theirs(sk_ASN1_TYPE_new_null());
     std::vector<Encoding> ours;
     const std::size_t count = values.below(12);
     for (std::size_t i = 0; i < count; ++i) {
       const Octets octets = values.octets(values.below(4));
-      const OpensslOwner<ASN1_OCTET_STRING, ASN1_OCTET_STRING_free> string(ASN1_OCTET_STRING_new());
+      const Asn1OctetStringPtr string(ASN1_OCTET_STRING_new());
       ASN1_OCTET_STRING_set(string.get(), octets.data(), static_cast<int>(octets.size()));
       ASN1_TYPE* type = ASN1_TYPE_new();
       ASSERT_EQ(ASN1_TYPE_set1(type, V_ASN1_OCTET_STRING, string.get()), 1);
@@ -242,10 +247,12 @@ Octets writtenTime(std::time_t seconds) {
 
 TEST(DerOracle, ReadsEveryDayOfTheCalendar) {
   constexpr std::time_t kDay = 86'400;
-  const std::time_t first = -20 * 365 * kDay;  // in 1950
-  constexpr std::time_t kLast = 8'000 * 365 * kDay / 50;
-  for (std::time_t day = first; day < kLast; day += kDay) {
-    const std::time_t second = day + ((day / kDay) * 7919 % kDay + kDay) % kDay;
+  constexpr std::time_t kFirst = -7'300 * kDay;  // in 1950
+  constexpr std::time_t kLast = 58'000 * kDay;   // in 2128
+  constexpr std::time_t kUneven = 7'919;
+  for (std::time_t day = kFirst; day < kLast; day += kDay) {
+    // Each day another time of day.
+    const std::time_t second = day + (((day - kFirst) / kDay * kUneven) % kDay);
     const Octets encoded = writtenTime(second);
     const Result<FILETIME> time = readTime(*Reader(encoded).next());
     ASSERT_TRUE(time) << second;
@@ -254,23 +261,27 @@ TEST(DerOracle, ReadsEveryDayOfTheCalendar) {
   }
 }
 
-TEST(DerOracle, ReadsTheFirstAndLastDayOfEveryMonthSince1601) {
+void expectDay(int year, int month, int day) {
+  const std::string text = std::to_string((year * 10'000) + (month * 100) + day) + "000000Z";
+  std::tm parts{.tm_mday = day, .tm_mon = month - 1, .tm_year = year - 1900};
+  const std::time_t seconds = timegm(&parts);
+  const bool exists = parts.tm_mday == day;  // else the C library made another date of it
+  const Octets octets = test::bytesOfText(text);
+  const Octets encoded = wrap(kGeneralizedTime, Encoding::borrowed(octets)).bytes();
+  const Result<FILETIME> time = readTime(*Reader(encoded).next());
+  ASSERT_EQ(static_cast<bool>(time), exists) << text;
+  if (exists) {
+    EXPECT_EQ(ticksOf(*time),
+              static_cast<std::uint64_t>(seconds + kSecondsFrom1601To1970) * 10'000'000)
+        << text;
+  }
+}
+
+TEST(DerOracle, ReadsTheFirstAndLastDaysOfEveryMonthSince1601) {
   for (int year = 1601; year <= 9999; year += year < 2200 ? 1 : 97) {
     for (int month = 1; month <= 12; ++month) {
       for (const int day : {1, 28, 29, 30, 31, 32}) {
-        const std::string text = std::to_string((year * 10'000) + (month * 100) + day) + "000000Z";
-        std::tm parts{.tm_mday = day, .tm_mon = month - 1, .tm_year = year - 1900};
-        const std::time_t seconds = timegm(&parts);
-        const bool exists = parts.tm_mday == day;  // else the library made another date of it
-        const Octets octets = test::bytesOfText(text);
-        const Octets encoded = wrap(kGeneralizedTime, Encoding::borrowed(octets)).bytes();
-        const Result<FILETIME> time = readTime(*Reader(encoded).next());
-        ASSERT_EQ(static_cast<bool>(time), exists) << text;
-        if (time) {
-          ASSERT_EQ(ticksOf(*time),
-                    static_cast<std::uint64_t>(seconds + kSecondsFrom1601To1970) * 10'000'000)
-              << text;
-        }
+        expectDay(year, month, day);
       }
     }
   }
@@ -282,6 +293,7 @@ struct Tree {
   std::vector<Octets> leaves;
 };
 
+// NOLINTNEXTLINE(misc-no-recursion): as deep as `depth`
 Tree randomTree(Values& values, unsigned depth) {
   Tree tree;
   Octets content;
@@ -306,16 +318,26 @@ Tree randomTree(Values& values, unsigned depth) {
   return tree;
 }
 
-void collectLeaves(Bytes input, std::vector<Octets>& leaves) {
-  for (Reader reader(input); !reader.atEnd();) {
-    const Result<Element> element = reader.next();
-    ASSERT_TRUE(element);
+std::vector<Octets> leavesOf(Bytes input) {
+  std::vector<Octets> leaves;
+  std::vector<Reader> open{Reader(input)};
+  while (!open.empty()) {
+    if (open.back().atEnd()) {
+      open.pop_back();
+      continue;
+    }
+    const Result<Element> element = open.back().next();
+    EXPECT_TRUE(element);
+    if (!element) {
+      break;
+    }
     if (element->constructed()) {
-      collectLeaves(element->content, leaves);
+      open.emplace_back(element->content);
     } else {
       leaves.emplace_back(element->content.begin(), element->content.end());
     }
   }
+  return leaves;
 }
 
 TEST(DerOracle, ReadsTreesOfBothKindsOfLength) {
@@ -330,9 +352,7 @@ TEST(DerOracle, ReadsTreesOfBothKindsOfLength) {
     const Result<Element> ours = Reader(input).next();
     ASSERT_TRUE(ours);
     EXPECT_EQ(ours->whole.size(), static_cast<std::size_t>(next - input.data()));
-    std::vector<Octets> leaves;
-    collectLeaves(ours->content, leaves);
-    EXPECT_EQ(leaves, tree.leaves);
+    EXPECT_EQ(leavesOf(ours->content), tree.leaves);
   }
 }
 

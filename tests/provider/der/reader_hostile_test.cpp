@@ -35,28 +35,34 @@ class Exact {
   std::unique_ptr<std::uint8_t[]> copy_;
 };
 
-// Reads everything there is to read; how many elements that were.
-std::size_t walk(Bytes input, unsigned depth = 0) {
+void readAsEveryValue(const Element& element) {
+  (void)readOctets(element);
+  (void)readUnsigned(element);
+  (void)readOid(element);
+  (void)readTime(element);
+  (void)readBitString(element);
+  (void)readBoolean(element);
+}
+
+// Reads everything there is to read, also inside elements; how many elements that were.
+std::size_t walk(Bytes input) {
   std::size_t count = 0;
-  for (Reader reader(input); !reader.atEnd();) {
-    const std::size_t before = reader.rest().size();
-    const Result<Element> element = reader.next();
+  std::vector<Reader> open{Reader(input)};
+  while (!open.empty()) {
+    const std::size_t before = open.back().rest().size();
+    const Result<Element> element = open.back().next();
+    const std::size_t left = open.back().rest().size();
     if (!element) {
-      EXPECT_EQ(reader.rest().size(), before) << "an error moves nothing";
-      break;
+      EXPECT_EQ(left, before) << "an error moves nothing";
+      open.pop_back();
+      continue;
     }
-    EXPECT_LT(reader.rest().size(), before) << "each step leads on";
+    EXPECT_LT(left, before) << "each step leads on";
     EXPECT_GE(element->whole.size(), element->content.size() + 2);
     ++count;
-    if (element->constructed() && depth < kMaxDepth) {
-      count += walk(element->content, depth + 1);
-    } else {
-      (void)readOctets(*element);
-      (void)readUnsigned(*element);
-      (void)readOid(*element);
-      (void)readTime(*element);
-      (void)readBitString(*element);
-      (void)readBoolean(*element);
+    readAsEveryValue(*element);
+    if (element->constructed()) {
+      open.emplace_back(element->content);
     }
   }
   return count;
@@ -223,7 +229,7 @@ TEST(DerLarge, ContentOfTwoGigabytesAndMoreIsNotTouched) {
 
 TEST(DerLarge, SegmentsOfGigabytesAreCountedWhole) {
   constexpr std::size_t kPart = std::size_t{3} << 30U;
-  const LargeMemory memory(2 * (kPart + 6) + 4);
+  const LargeMemory memory((2 * (kPart + 6)) + 4);
   std::uint8_t* out = memory.data();
   std::ranges::copy(fromHex("24 80"), out);
   std::ranges::copy(fromHex("04 84 c0000000"), out + 2);

@@ -193,6 +193,7 @@ TEST(HashState, WorksInSeveralThreads) {
   const Octets data = sample(20'000);
   std::vector<std::string> results(8);
   std::vector<std::thread> threads;
+  threads.reserve(results.size());
   for (std::string& result : results) {
     threads.emplace_back([&data, &result] {
       for (const StateRow& row : kStates) {
