@@ -58,6 +58,7 @@ TEST(PlatformErrors, HaveTheTypeOfTheLastError) {
 TEST(PlatformConstants, ThatAreNumbersInThePlaceOfPointersKeepTheirNumber) {
   EXPECT_EQ(reinterpret_cast<uintptr_t>(CERT_STORE_PROV_SYSTEM), 10U);
   EXPECT_EQ(reinterpret_cast<uintptr_t>(X509_OCTET_STRING), 25U);
+  // NOLINTNEXTLINE(bugprone-casting-through-void): the published constant has this cast
   EXPECT_EQ(reinterpret_cast<uintptr_t>(HCCE_LOCAL_MACHINE), 1U);
   EXPECT_EQ(HCCE_CURRENT_USER, nullptr);
 }

@@ -52,6 +52,8 @@ TEST(KeyTypes, OfGostSignTheirOwnHashAlone) {
     for (const HashAlgorithm hash : kHashes) {
       EXPECT_EQ(mayBeSigned(info, hash), hash == info.onlyHash) << static_cast<int>(hash);
     }
+    ASSERT_TRUE(info.onlyHash);
+    // NOLINTNEXTLINE(bugprone-unchecked-optional-access): asserted above
     EXPECT_EQ(info.signatureLength, 2 * hashInfo(*info.onlyHash).length);
   }
 }

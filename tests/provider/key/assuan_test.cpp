@@ -38,7 +38,7 @@ class Assuan : public ::testing::Test {
 };
 
 TEST_F(Assuan, SendsLines) {
-  AssuanClient client(ours_.get(), deadline_);
+  const AssuanClient client(ours_.get(), deadline_);
   EXPECT_TRUE(client.send("SETDESC x"));
   EXPECT_EQ(heard(), "SETDESC x\n");
 }

@@ -157,7 +157,6 @@ TEST_F(KeyStoreTest, TakesAPinAwayAndGivesOne) {
 }
 
 TEST_F(KeyStoreTest, KeepsTheNameAndPublicKeyOfAFileNamedByItsOwner) {
-  const std::string spki(key_->spki().begin(), key_->spki().end());
   const BioPtr bio(BIO_new(BIO_s_mem()));
   ASSERT_EQ(PEM_write_bio_PUBKEY(bio.get(), key_->evp()), 1);
   char* data = nullptr;

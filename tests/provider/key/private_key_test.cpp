@@ -1,5 +1,6 @@
 #include "provider/key/private_key.h"
 
+#include <algorithm>
 #include <cstdlib>
 #include <thread>
 #include <vector>
@@ -126,17 +127,17 @@ TEST_P(PrivateKeys, SignInSeveralThreadsAtOnce) {
   constexpr std::size_t kThreads = 4;
   constexpr int kRounds = 10;
   const PublicKey publicKey = publicHalf(*key_);
+  const auto signsWell = [&](std::size_t thread) {
+    const Bytes digest = someDigest(hash(), static_cast<std::uint8_t>((thread * 16) + 1));
+    const auto signature = key_->signDigest(hash(), digest);
+    return signature && publicKey.verifyDigest(plainAlgorithm(*key_), hash(), digest, *signature);
+  };
   std::vector<int> good(kThreads);
   std::vector<std::thread> threads;
   for (std::size_t i = 0; i < kThreads; ++i) {
     threads.emplace_back([&, i] {
       for (int round = 0; round < kRounds; ++round) {
-        const Bytes digest = someDigest(hash(), static_cast<std::uint8_t>(i * 16 + 1));
-        const auto signature = key_->signDigest(hash(), digest);
-        if (signature &&
-            publicKey.verifyDigest(plainAlgorithm(*key_), hash(), digest, *signature)) {
-          ++good[i];
-        }
+        good[i] += signsWell(i) ? 1 : 0;
       }
     });
   }
@@ -238,7 +239,7 @@ TEST(PrivateKey, ThatStatesAnotherPublicKeyIsRefused) {
   const auto other = makeKey(KeyKind::EcP256);
   Bytes der = lab::toDer(one->evp());
   const Bytes bits(one->publicKeyBits().begin(), one->publicKeyBits().end());
-  const auto found = std::search(der.begin(), der.end(), bits.begin(), bits.end());
+  const auto found = std::ranges::search(der, bits).begin();
   ASSERT_NE(found, der.end());
   std::copy(other->publicKeyBits().begin(), other->publicKeyBits().end(), found);
   const auto info = readPkcs8(der);

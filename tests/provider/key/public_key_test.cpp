@@ -1,5 +1,6 @@
 #include "provider/key/public_key.h"
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -34,11 +35,12 @@ Bytes concat(std::initializer_list<Bytes> parts) {
 /// A SubjectPublicKeyInfo of a GOST key: both coordinates little-endian, one behind the other.
 Bytes gostSpki(const char* algorithm, const char* x, const char* y) {
   const Bytes head = fromHex(algorithm);
-  Bytes point = concat({reversedHex(x), reversedHex(y)});
-  Bytes octets = point.size() == 64 ? fromHex("034300 0440") : fromHex("03818400 048180");
+  const Bytes point = concat({reversedHex(x), reversedHex(y)});
+  const Bytes octets = point.size() == 64 ? fromHex("034300 0440") : fromHex("03818400 048180");
   const Bytes content = concat({head, octets, point});
-  Bytes outer = content.size() < 128 ? Bytes{0x30, static_cast<std::uint8_t>(content.size())}
-                                     : Bytes{0x30, 0x81, static_cast<std::uint8_t>(content.size())};
+  const Bytes outer = content.size() < 128
+                          ? Bytes{0x30, static_cast<std::uint8_t>(content.size())}
+                          : Bytes{0x30, 0x81, static_cast<std::uint8_t>(content.size())};
   return concat({outer, content});
 }
 
@@ -385,7 +387,7 @@ TEST(PublicKey, RefusesAGostKeyOverACurveOfAnotherSize) {
   const OpensslBytes owner(der);
   Bytes spki(der, der + length);
   const Bytes oid512 = fromHex("06082A85030701010102");
-  const auto found = std::search(spki.begin(), spki.end(), oid512.begin(), oid512.end());
+  const auto found = std::ranges::search(spki, oid512).begin();
   ASSERT_NE(found, spki.end());
   *(found + 9) = 1;
   const auto key = PublicKey::parse(spki);

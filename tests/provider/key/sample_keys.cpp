@@ -86,14 +86,15 @@ std::vector<std::uint8_t> fromHex(std::string_view text) {
   std::erase(digits, ' ');
   std::vector<std::uint8_t> bytes;
   for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
-    bytes.push_back(static_cast<std::uint8_t>(hexDigit(digits[i]) * 16 + hexDigit(digits[i + 1])));
+    bytes.push_back(
+        static_cast<std::uint8_t>((hexDigit(digits[i]) * 16) + hexDigit(digits[i + 1])));
   }
   return bytes;
 }
 
 std::vector<std::uint8_t> reversedHex(std::string_view text) {
   std::vector<std::uint8_t> bytes = fromHex(text);
-  std::reverse(bytes.begin(), bytes.end());
+  std::ranges::reverse(bytes);
   return bytes;
 }
 

@@ -134,12 +134,12 @@ TEST_F(UnlockedKeysTest, AnswerManyThreads) {
   keys_.add(1, "1234", key_);
   std::vector<std::thread> threads;
   std::vector<int> mistakes(4);
-  for (std::size_t i = 0; i < mistakes.size(); ++i) {
-    threads.emplace_back([&, i] {
+  for (int& mistake : mistakes) {
+    threads.emplace_back([&] {
       for (int round = 0; round < 500; ++round) {
         const bool right = keys_.find(1, "1234") == key_;
         const bool wrong = keys_.find(1, "") != nullptr || keys_.find(1, "123") != nullptr;
-        mistakes[i] += right && !wrong ? 0 : 1;
+        mistake += right && !wrong ? 0 : 1;
       }
     });
   }

@@ -30,7 +30,7 @@ std::vector<PCCRYPT_OID_INFO> entriesOf(DWORD group) {
 
 std::vector<DWORD> extraOf(PCCRYPT_OID_INFO entry) {
   const auto* words = reinterpret_cast<const DWORD*>(entry->ExtraInfo.pbData);
-  return {words, words + entry->ExtraInfo.cbData / sizeof(DWORD)};
+  return {words, words + (entry->ExtraInfo.cbData / sizeof(DWORD))};
 }
 
 PCCRYPT_OID_INFO findOid(std::string oid, DWORD group) {

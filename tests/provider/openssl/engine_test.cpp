@@ -57,17 +57,20 @@ struct HostState {
 };
 
 /// Runs the body in a process of its own, in which libcrypto has done nothing yet.
-#define IN_A_NEW_PROCESS(body)                              \
-  do {                                                      \
-    GTEST_FLAG_SET(death_test_style, "threadsafe");         \
-    EXPECT_EXIT(                                            \
-        {                                                   \
-          body();                                           \
-          std::exit(::testing::Test::HasFailure() ? 1 : 0); \
-        },                                                  \
-        ::testing::ExitedWithCode(0),                       \
-        "");                                                \
-  } while (false)
+// NOLINTBEGIN(readability-function-size): the nesting is the assertion's own
+template <class Body>
+void inANewProcess(const Body& body) {
+  GTEST_FLAG_SET(death_test_style, "threadsafe");
+  EXPECT_EXIT(
+      {
+        body();
+        std::exit(::testing::Test::HasFailure() ? 1 : 0);
+      },
+      ::testing::ExitedWithCode(0),
+      "");
+}
+
+// NOLINTEND(readability-function-size)
 
 TEST(GostEngine, IsLoadedOnceForAllThreads) {
   constexpr int kThreads = 8;
@@ -116,7 +119,7 @@ TEST(GostEngine, LeavesTheErrorQueueAsItWas) {
 }
 
 TEST(GostEngine, ChangesNothingElseOfTheHost) {
-  IN_A_NEW_PROCESS([] {
+  inANewProcess([] {
     const HostState before;
     ASSERT_TRUE(gostEngine());
     ASSERT_NE(libraryContext(), nullptr);
@@ -128,7 +131,7 @@ TEST(GostEngine, ChangesNothingElseOfTheHost) {
 }
 
 TEST(GostEngine, NeedsNoConfiguration) {
-  IN_A_NEW_PROCESS([] {
+  inANewProcess([] {
     setenv("OPENSSL_CONF", "/nowhere/openssl.cnf", 1);
     EXPECT_TRUE(gostEngine());
     EXPECT_NE(gostDigest(NID_id_GostR3411_2012_256), nullptr);
@@ -136,7 +139,7 @@ TEST(GostEngine, NeedsNoConfiguration) {
 }
 
 TEST(GostEngine, DoesNotKeepTheHostsConfigurationFromBeingRead) {
-  IN_A_NEW_PROCESS([] {
+  inANewProcess([] {
     const test::TempDir folder;
     const std::string file = folder.write("host.cnf",
                                           "openssl_conf = init\n"
@@ -151,7 +154,7 @@ TEST(GostEngine, DoesNotKeepTheHostsConfigurationFromBeingRead) {
 }
 
 TEST(GostEngine, SharesTheEngineOfAHostThatConfiguredIt) {
-  IN_A_NEW_PROCESS([] {
+  inANewProcess([] {
     const test::TempDir folder;
     const std::string file = folder.write("host.cnf",
                                           "openssl_conf = init\n[init]\nengines = engines\n"
@@ -168,7 +171,7 @@ TEST(GostEngine, SharesTheEngineOfAHostThatConfiguredIt) {
 }
 
 TEST(GostEngine, SaysWhenThereIsNoneAndTriesAgain) {
-  IN_A_NEW_PROCESS([] {
+  inANewProcess([] {
     setenv("OPENSSL_ENGINES", "/nowhere", 1);
     const auto none = gostEngine();
     ASSERT_FALSE(none);
@@ -181,7 +184,7 @@ TEST(GostEngine, SaysWhenThereIsNoneAndTriesAgain) {
 }
 
 TEST(GostEngine, EndsWithTheProcessInPeace) {
-  IN_A_NEW_PROCESS([] {
+  inANewProcess([] {
     ASSERT_TRUE(gostEngine());
     ASSERT_NE(libraryContext(), nullptr);
     OPENSSL_cleanup();

@@ -157,7 +157,7 @@ TEST_F(CloseStoreTest, TakesNothing) {
 
 TEST_F(CloseStoreTest, SaysWhetherContextsAreOut) {
   StoreHandle store = openMemory();
-  ContextHandle context = addTo(store, makeDer("Out"));
+  const ContextHandle context = addTo(store, makeDer("Out"));
   SetLastError(kUntouched);
   EXPECT_EQ(FALSE, CertCloseStore(store.release(), CERT_CLOSE_STORE_CHECK_FLAG));
   EXPECT_EQ(CRYPT_E_PENDING_CLOSE, GetLastError());

@@ -30,6 +30,18 @@ class ThreadsTest : public StoreTest {
     }
   }
 
+  /// Until the process is ended by another.
+  [[noreturn]] static void comeAndGo(
+      const std::vector<std::shared_ptr<const CertificateData>>& certificates) {
+    for (;;) {
+      for (const auto& data : certificates) {
+        if (const auto name = addCertificateFile(my(), *data, IfPresent::Keep); name) {
+          static_cast<void>(removeCertificateFile(my(), *name, data->sha1()));
+        }
+      }
+    }
+  }
+
   static StoreName my() { return *StoreName::make(Location::CurrentUser, "My"); }
 };
 
@@ -44,14 +56,7 @@ TEST_F(ThreadsTest, OpenAndWalkWhileAnotherProcessChangesTheStore) {
   }
   const pid_t child = fork();
   if (child == 0) {
-    for (;;) {
-      for (const auto& data : changing) {
-        const auto name = addCertificateFile(my(), *data, IfPresent::Keep);
-        if (name) {
-          static_cast<void>(removeCertificateFile(my(), *name, data->sha1()));
-        }
-      }
-    }
+    comeAndGo(changing);
   }
   std::atomic<int> wrong = 0;
   inThreads([&](int) {

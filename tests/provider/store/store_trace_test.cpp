@@ -26,8 +26,8 @@ class TraceToFile : public ::testing::Environment {
   }
 
   void SetUp() override {
-    static ScopedEnvironment environment = {{"QXPROVIDER_TRACE_FILE", path()},
-                                            {"QXPROVIDER_TRACE_LEVEL", "15"}};
+    static const ScopedEnvironment environment = {{"QXPROVIDER_TRACE_FILE", path()},
+                                                  {"QXPROVIDER_TRACE_LEVEL", "15"}};
   }
 };
 

@@ -26,7 +26,7 @@ std::wstring widen(const std::string& text, DWORD flags = 0) {
 }
 
 std::string narrow(const std::wstring& text, DWORD flags = 0) {
-  std::string out(text.size() * 4 + 1, '?');
+  std::string out((text.size() * 4) + 1, '?');
   const int count = WideCharToMultiByte(CP_UTF8,
                                         flags,
                                         text.data(),
@@ -41,7 +41,7 @@ std::string narrow(const std::wstring& text, DWORD flags = 0) {
 
 // The C library's converter, as the other opinion.
 std::string iconvToUtf8(std::wstring text) {
-  const iconv_t converter = iconv_open("UTF-8", "WCHAR_T");
+  iconv_t converter = iconv_open("UTF-8", "WCHAR_T");
   std::string out(text.size() * 4, '\0');
   char* from = reinterpret_cast<char*>(text.data());
   std::size_t left = text.size() * sizeof(wchar_t);
