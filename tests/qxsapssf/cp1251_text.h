@@ -10,9 +10,9 @@ namespace qx::testing_support {
 
 /// The C library's reading of a Windows-1251 text, as UTF-8; "?" when it is none.
 inline std::string utf8(std::string_view cp1251) {
-  const iconv_t converter = iconv_open("UTF-8", "CP1251");
+  iconv_t converter = iconv_open("UTF-8", "CP1251");
   std::string source(cp1251);
-  std::string result(cp1251.size() * 3 + 1, '\0');
+  std::string result((cp1251.size() * 3) + 1, '\0');
   char* in = source.data();
   char* out = result.data();
   std::size_t inLeft = source.size();

@@ -14,7 +14,6 @@ using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
-using ::testing::SizeIs;
 using ::testing::StartsWith;
 
 class EnhancePkcs7Test : public OperationTest {

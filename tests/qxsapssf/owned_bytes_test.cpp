@@ -18,7 +18,7 @@ TEST(OwnedBytes, StartsWithoutMemory) {
 }
 
 TEST(OwnedBytes, HoldsExactlyWhatWasAskedFor) {
-  OwnedBytes bytes = OwnedBytes::allocate(7);
+  const OwnedBytes bytes = OwnedBytes::allocate(7);
   ASSERT_TRUE(bytes);
   EXPECT_EQ(bytes.size(), 7U);
 }

@@ -110,7 +110,7 @@ TEST(MessageTables, ErrorTextsAreTheOnesThatHostsKnow) {
 
 TEST(MessageTables, EveryOtherErrorNumberIsAnInternalError) {
   for (DWORD number = 0; number < 1200; ++number) {
-    if (kErrorTexts.count(number) == 0) {
+    if (!kErrorTexts.contains(number)) {
       EXPECT_STREQ(errorRow(number).english, "An Internal Application Error Has Occured.\n")
           << number;
     }
@@ -146,12 +146,16 @@ TEST(MessageTables, EveryOtherGeneralNumberIsUnknown) {
   }
 }
 
+Insert takenBy(const std::string& text) {
+  if (text.find("%s") != std::string::npos) {
+    return Insert::Text;
+  }
+  return text.find("%X") != std::string::npos ? Insert::Number : Insert::Nothing;
+}
+
 TEST(MessageTables, RowsDeclareWhatTheyTake) {
   for (const auto& [number, english] : kErrorTexts) {
-    const Insert expected = english.find("%s") != std::string::npos   ? Insert::Text
-                            : english.find("%X") != std::string::npos ? Insert::Number
-                                                                      : Insert::Nothing;
-    EXPECT_EQ(errorRow(number).insert, expected) << number;
+    EXPECT_EQ(errorRow(number).insert, takenBy(english)) << number;
   }
 }
 

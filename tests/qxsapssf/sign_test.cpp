@@ -8,7 +8,6 @@ namespace {
 using ::testing::Contains;
 using ::testing::Each;
 using ::testing::ElementsAre;
-using ::testing::ElementsAreArray;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Not;
@@ -150,7 +149,7 @@ TEST_F(SsfSignTest, NeverReadsTheNameOfAHash) {
   addSigner(1);
   std::string expected;
   for (const std::string_view name : {"SHA1", "", "no such hash"}) {
-    Output output;
+    const Output output;
     call.hashName = name;
     EXPECT_EQ(call.run(), SSF_API_OK);
     expected = expected.empty() ? call.output.text() : expected;

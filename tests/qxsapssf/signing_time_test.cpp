@@ -110,7 +110,7 @@ std::int64_t shift(const char* zoneName) {
 TEST(FileTimeToLocalFileTimeTest, MovesByTheOffsetOfTheZone) {
   EXPECT_EQ(shift("UTC0"), 0);
   EXPECT_EQ(shift("ABC-3"), 3 * 3600);
-  EXPECT_EQ(shift("ABC5:30"), -(5 * 3600 + 1800));
+  EXPECT_EQ(shift("ABC5:30"), -((5 * 3600) + 1800));
 }
 
 TEST(FileTimeToLocalFileTimeTest, CountsDaylightSavingWhenItIsInForceNow) {

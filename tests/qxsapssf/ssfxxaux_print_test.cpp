@@ -209,7 +209,7 @@ TEST_F(PrintList, NumbersTheEntriesInOrder) {
 
 TEST_F(PrintList, FitsForManyEntries) {
   HandMadeRecord record("one", "", "", 0);
-  std::vector<SigRcpSsfInformation*> records(1100, record.get());
+  const std::vector<SigRcpSsfInformation*> records(1100, record.get());
   auto nodes = link(records);
   Output output;
   ASSERT_EQ(SsfPRISigRcpSsfInfoList(nodes.data(), output.data(), output.length()), 0);

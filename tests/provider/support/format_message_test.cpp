@@ -105,7 +105,7 @@ TEST(ErrorText, IsThereInPlainAsciiForEveryPublishedCode) {
     const char* text = qx::errorText(static_cast<DWORD>(std::stoul(match[2], nullptr, 16)));
     ASSERT_NE(text, nullptr) << match[1];
     const std::string_view view(text);
-    EXPECT_TRUE(std::all_of(view.begin(), view.end(), [](char c) { return c >= ' ' && c <= '~'; }));
+    EXPECT_TRUE(std::ranges::all_of(view, [](char c) { return c >= ' ' && c <= '~'; }));
     // A per cent sign would be an insert, a full stop would stand twice.
     EXPECT_EQ(view.find('%'), std::string_view::npos) << view;
     EXPECT_FALSE(view.ends_with('.')) << view;

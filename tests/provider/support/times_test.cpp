@@ -29,7 +29,7 @@ TEST(Times, AgreeWithTheCLibraryOverTheWholeRange) {
     const FILETIME file = fileTime(ticks);
     SYSTEMTIME shown{};
     ASSERT_EQ(FileTimeToSystemTime(&file, &shown), TRUE);
-    const auto seconds = static_cast<std::time_t>(ticks / kTicksPerSecond - kSecondsTo1970);
+    const auto seconds = static_cast<std::time_t>((ticks / kTicksPerSecond) - kSecondsTo1970);
     std::tm calendar{};
     gmtime_r(&seconds, &calendar);
     ASSERT_EQ(shown.wYear, calendar.tm_year + 1900);

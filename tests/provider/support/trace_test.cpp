@@ -35,9 +35,9 @@ class TraceToFile : public testing::Environment {
   }
 
   void SetUp() override {
-    static ScopedEnvironment environment = {{"QXPROVIDER_CONF", "/nonexistent/provider.conf"},
-                                            {"QXPROVIDER_TRACE_FILE", path()},
-                                            {"QXPROVIDER_TRACE_LEVEL", "12"}};
+    static const ScopedEnvironment environment = {{"QXPROVIDER_CONF", "/nonexistent/provider.conf"},
+                                                  {"QXPROVIDER_TRACE_FILE", path()},
+                                                  {"QXPROVIDER_TRACE_LEVEL", "12"}};
   }
 };
 

@@ -7,7 +7,6 @@ namespace qx {
 namespace {
 
 using scripted::provider;
-using scripted::ToyOid;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
@@ -19,7 +18,7 @@ std::string narrow(const wchar_t* text) {
   return result;
 }
 
-std::string line(const char* oid, const wchar_t* name, std::vector<DWORD> numbers) {
+std::string line(const char* oid, const wchar_t* name, const std::vector<DWORD>& numbers) {
   std::string text = std::string(oid) + " " + narrow(name);
   for (const DWORD number : numbers) {
     text += " " + std::to_string(number);
