@@ -11,7 +11,6 @@ namespace {
 constexpr std::string_view kBegin = "-----BEGIN ";
 constexpr std::string_view kEnd = "-----END ";
 constexpr std::string_view kDashes = "-----";
-constexpr std::size_t kMaxBlocks = 16;
 constexpr std::size_t kLineOctets = 48;  // 64 characters
 
 struct RawBlock {
@@ -74,11 +73,11 @@ char* appendText(char* out, std::string_view text) {
 
 }  // namespace
 
-Result<std::vector<PemBlock>> readPem(std::string_view text) {
+Result<std::vector<PemBlock>> readPem(std::string_view text, std::size_t most) {
   std::vector<PemBlock> blocks;
   while (findBlock(text)) {
     const auto raw = takeBlock(text);
-    if (!raw || blocks.size() == kMaxBlocks) {
+    if (!raw || blocks.size() == most) {
       return fail(ERROR_INVALID_DATA);
     }
     auto der = decodeBase64(raw->body);

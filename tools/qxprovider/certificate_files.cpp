@@ -18,6 +18,8 @@ using tools::ToolError;
 constexpr std::string_view kCertificateLabel = "CERTIFICATE";
 constexpr std::string_view kCrlLabel = "X509 CRL";
 constexpr std::uint8_t kSequence = 0x30;
+// Bundles of all authorities in the world have some hundreds.
+constexpr std::size_t kMaxBlocks = 10'000;
 
 template <class Data>
 void add(std::vector<std::shared_ptr<const Data>>& found, der::Bytes der, const std::string& name) {
@@ -35,7 +37,7 @@ std::vector<std::shared_ptr<const Data>> readAll(const std::string& path, std::s
   }
   const std::string_view text(reinterpret_cast<const char*>(input.bytes().data()),
                               input.bytes().size());
-  for (const PemBlock& block : require(readPem(text), input.name())) {
+  for (const PemBlock& block : require(readPem(text, kMaxBlocks), input.name())) {
     if (block.label == label) {
       add(found, block.der.bytes(), input.name());
     }
