@@ -163,6 +163,42 @@ TEST(NameToStr, ReadsEveryTypeOfText) {
   EXPECT_EQ(renderValue("\xC4", V_ASN1_T61STRING), L"\u00C4");
 }
 
+// Types that nobody should use any more: a byte is a character.
+TEST(NameToStr, ReadsTheTypesOfOldAsBytes) {
+  for (const int type : {V_ASN1_VIDEOTEXSTRING,
+                         V_ASN1_GRAPHICSTRING,
+                         V_ASN1_GENERALSTRING,
+                         V_ASN1_VISIBLESTRING,
+                         V_ASN1_IA5STRING,
+                         V_ASN1_NUMERICSTRING}) {
+    EXPECT_EQ(renderValue("a\xE9", type), L"a\u00E9") << type;
+    EXPECT_EQ(renderValue("", type), L"\"\"") << type;
+    EXPECT_EQ(renderValue("a,b", type), L"\"a,b\"") << type;
+  }
+}
+
+TEST(NameToStr, RendersAnOctetStringAsItsDigits) {
+  EXPECT_EQ(renderValue("", V_ASN1_OCTET_STRING), L"#");
+  EXPECT_EQ(renderValue("A", V_ASN1_OCTET_STRING), L"#41");
+  EXPECT_EQ(renderValue("A", V_ASN1_OCTET_STRING, CERT_NAME_STR_NO_QUOTING_FLAG), L"#41");
+}
+
+TEST(NameToStr, JoinsSurrogatesOnlyInPairs) {
+  const auto bmp = [](std::string_view octets) { return renderValue(octets, V_ASN1_BMPSTRING); };
+  EXPECT_EQ(bmp("\xD8\x3D\xDD\x11"), L"\U0001F511");
+  EXPECT_EQ(bmp("\xDB\xFF\xDF\xFF"), L"\U0010FFFF");
+  EXPECT_EQ(bmp(std::string_view("\xD8\x3D\x00\x41", 4)), L"#D83D0041");
+  EXPECT_EQ(bmp("\xDD\x11\xD8\x3D"), L"#DD11D83D");
+  EXPECT_EQ(bmp("\xD8\x3D\xD8\x3D"), L"#D83DD83D");
+  EXPECT_EQ(bmp("\xDD\x11"), L"#DD11");
+}
+
+TEST(NameToStr, LongNamesComeWhole) {
+  const std::string value(100, 'x');
+  const DerName name = {{kCn, kPrintable, value}};
+  EXPECT_EQ(render(name.der(), CERT_OID_NAME_STR), L"2.5.4.3=" + std::wstring(100, L'x'));
+}
+
 TEST(NameToStr, RendersOtherValuesAsTheirWholeEncoding) {
   // SEQUENCE { RDN { CN, BOOLEAN TRUE } }
   const std::vector<std::uint8_t> der = {
