@@ -13,6 +13,7 @@ namespace {
 
 namespace fs = std::filesystem;
 using ::testing::HasSubstr;
+using ::testing::Not;
 using ::testing::StartsWith;
 
 class ProviderStore : public LabTest {};
@@ -127,6 +128,24 @@ TEST_F(ProviderStore, LeavesOutWhatCannotBeRead) {
   const CommandResult result = provider({"store", "show", "My"});
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_EQ(std::ranges::count(result.out, '\n'), 14);
+}
+
+TEST_F(ProviderStore, SkipsWhatIsNoStoreAndSaysSo) {
+  write("user/stores/File", "no folder");
+  write("user/stores/.hidden/a.crt", "no certificate");
+  const CommandResult result = provider({"store", "list"});
+  EXPECT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_THAT(result.err, HasSubstr("File: is not readable as a store"));
+  EXPECT_EQ(std::ranges::count(result.out, '\n'), 4);
+  EXPECT_THAT(result.out, Not(HasSubstr("hidden")));
+}
+
+TEST_F(ProviderNoStore, NamesAFolderOfStoresThatIsNone) {
+  write("user/stores", "no folder");
+  const CommandResult result = provider({"store", "list"});
+  EXPECT_EQ(result.exitCode, 2);
+  EXPECT_THAT(result.err, HasSubstr("/user/stores: "));
+  EXPECT_EQ(result.out, "");
 }
 
 TEST_F(ProviderStore, DoesNotMakeAStoreByReadingIt) {

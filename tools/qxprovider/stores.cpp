@@ -40,7 +40,8 @@ std::vector<std::string> storeNames(Location location) {
 
 void list(tools::Report& report, const StoreArguments& arguments) {
   report.facts()["location"] = locationName(arguments.location);
-  auto& stores = report.facts()["stores"] = nlohmann::ordered_json::array();
+  // Looked up again for each store: a warning adds to the facts, too, and so moves what is in them.
+  report.facts()["stores"] = nlohmann::ordered_json::array();
   for (const std::string& name : storeNames(arguments.location)) {
     const auto store = snapshot(arguments.location, name);
     if (!store) {
@@ -49,7 +50,8 @@ void list(tools::Report& report, const StoreArguments& arguments) {
     }
     const std::size_t certificates = (*store)->certificates().size();
     const std::size_t crls = (*store)->crls().size();
-    stores.push_back({{"name", name}, {"certificates", certificates}, {"crls", crls}});
+    report.facts()["stores"].push_back(
+        {{"name", name}, {"certificates", certificates}, {"crls", crls}});
     report.line(name + ": " + std::to_string(certificates) + " certificates, " +
                 std::to_string(crls) + " CRLs");
   }
