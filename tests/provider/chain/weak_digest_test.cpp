@@ -24,8 +24,8 @@ void namePss(const X509_ALGOR* algorithm, int digest) {
   X509_ALGOR_set0(parameters->hashAlgorithm, OBJ_nid2obj(digest), V_ASN1_NULL, nullptr);
   ASN1_STRING* encoded = ASN1_item_pack(parameters.get(), ASN1_ITEM_rptr(RSA_PSS_PARAMS), nullptr);
   // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): ours, of a certificate that we made
-  X509_ALGOR_set0(
-      const_cast<X509_ALGOR*>(algorithm), OBJ_nid2obj(NID_rsassaPss), V_ASN1_SEQUENCE, encoded);
+  auto* changed = const_cast<X509_ALGOR*>(algorithm);
+  X509_ALGOR_set0(changed, OBJ_nid2obj(NID_rsassaPss), V_ASN1_SEQUENCE, encoded);
 }
 
 TEST(WeakDigestOfPss, IsReadFromTheParameters) {

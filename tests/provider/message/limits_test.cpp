@@ -5,7 +5,8 @@
 #include "provider/der/reader.h"
 #include "provider/der/writer.h"
 #include "tests/provider/der/hex.h"
-#include "tests/provider/message/signers.h"
+#include "tests/provider/der/large_memory.h"
+#include "tests/provider/message/changes.h"
 
 namespace qx::test {
 namespace {
@@ -129,6 +130,54 @@ TEST(MessageLimits, CountsThatLieInTheMessageRecord) {
   SetLastError(0);
   EXPECT_EQ(CryptMsgOpenToEncode(kEncoding, 0, CMSG_SIGNED, &info, nullptr, nullptr), nullptr);
   EXPECT_EQ(GetLastError(), E_INVALIDARG);
+}
+
+/// A bag of certificates whose content is so many zeros, in one piece of memory.
+class LargeBag {
+ public:
+  explicit LargeBag(std::size_t contentSize) : zeros_(contentSize), memory_(contentSize + 100) {
+    der::Encoding data =
+        der::sequence(der::integer(1),
+                      der::wrap(der::kSet, {}),
+                      der::sequence(*der::oid("1.2.840.113549.1.7.1"),
+                                    der::wrap(0xA0, der::octetString(zeros_.bytes()))),
+                      der::wrap(der::kSet, {}));
+    const der::Encoding message =
+        der::sequence(*der::oid("1.2.840.113549.1.7.2"), der::wrap(0xA0, std::move(data)));
+    size_ = message.size();
+    // The zeros are there already, and writing them would take memory.
+    std::uint8_t* out = memory_.data();
+    message.visit([&](der::Bytes piece) {
+      out = piece.data() == zeros_.data() ? out + piece.size() : der::copyTo(out, piece);
+    });
+  }
+
+  der::Bytes bytes() const { return memory_.bytes().first(size_); }
+
+ private:
+  LargeMemory zeros_;
+  LargeMemory memory_;
+  std::size_t size_ = 0;
+};
+
+TEST(MessageLimits, SizeOfAChangedMessage) {
+  const LargeBag bag(kMaxSize - 100);
+  const MessageHandle message = openDecoder();
+  ASSERT_EQ(updateBorrowed(message, bag.bytes()), ERROR_SUCCESS);
+  DWORD size = 0;
+  ASSERT_NE(CryptMsgGetParam(message.get(), CMSG_ENCODED_MESSAGE, 0, nullptr, &size), FALSE);
+  EXPECT_EQ(size, bag.bytes().size());
+  ASSERT_EQ(addBlob(message, CMSG_CTRL_ADD_CERT, signer(KeyKind::EcP256).der()), ERROR_SUCCESS);
+  EXPECT_EQ(CryptMsgGetParam(message.get(), CMSG_ENCODED_MESSAGE, 0, nullptr, &size), FALSE);
+  EXPECT_EQ(GetLastError(), DWORD{CRYPT_E_ASN1_LARGE}) << "more than a size can tell";
+  ASSERT_EQ(removeAt(message, CMSG_CTRL_DEL_CERT, 0), ERROR_SUCCESS);
+  EXPECT_NE(CryptMsgGetParam(message.get(), CMSG_ENCODED_MESSAGE, 0, nullptr, &size), FALSE);
+}
+
+TEST(MessageLimits, SizeOfAMessage) {
+  const LargeBag bag(kMaxSize - 10);
+  const MessageHandle message = openDecoder();
+  EXPECT_EQ(updateBorrowed(message, bag.bytes()), CRYPT_E_ASN1_LARGE);
 }
 
 }  // namespace
