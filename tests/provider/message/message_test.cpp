@@ -94,8 +94,7 @@ TEST(MessageHandles, LeadToTheMessageAndItsWork) {
 TEST(MessageHandles, OfNothingAndOfOtherKindsLeadNowhere) {
   EXPECT_EQ(messageFrom(nullptr).error(), ERROR_INVALID_HANDLE);
   KeyContext context(PROV_GOST_2001_DH);
-  EXPECT_EQ(messageFrom(reinterpret_cast<HCRYPTMSG>(context.handle())).error(),
-            ERROR_INVALID_HANDLE);
+  EXPECT_EQ(messageFrom(&context).error(), ERROR_INVALID_HANDLE);
   alignas(16) unsigned char zeros[64] = {};
   EXPECT_EQ(messageFrom(zeros).error(), ERROR_INVALID_HANDLE);
 }
