@@ -138,7 +138,7 @@ TEST_F(PrintRecord, FitsForEveryNumberOfDigits) {
     const std::string text(size, 'x');
     HandMadeRecord record(text, text, text, 1);
     EXPECT_EQ(printed(record.get()).size(),
-              40 + 3 * (12 + size + 2 + std::to_string(size).size() + 2) + 28 + 18 + 3);
+              40 + (3 * (12 + size + 2 + std::to_string(size).size() + 2)) + 28 + 18 + 3);
   }
 }
 

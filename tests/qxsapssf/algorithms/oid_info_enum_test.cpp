@@ -8,7 +8,6 @@ namespace {
 
 using scripted::provider;
 using testing::ElementsAre;
-using testing::IsEmpty;
 
 std::string narrow(const wchar_t* text) {
   std::string result;
