@@ -66,4 +66,8 @@ const EVP_MD* gostDigest(int nid) {
   return gostEngine() ? EVP_get_digestbynid(nid) : nullptr;
 }
 
+const EVP_CIPHER* gostCipher(int nid) {
+  return gostEngine() ? EVP_get_cipherbynid(nid) : nullptr;
+}
+
 }  // namespace qx

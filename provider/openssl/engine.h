@@ -20,6 +20,10 @@ Result<ENGINE*> gostEngine();
 /// message is wrong.
 const EVP_MD* gostDigest(int nid);
 
+/// gostCipher gives the engine's cipher of a NID, or null when there is no engine. Which set of
+/// GOST 28147-89 such a cipher begins with depends on the process's environment.
+const EVP_CIPHER* gostCipher(int nid);
+
 }  // namespace qx
 
 #endif

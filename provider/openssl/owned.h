@@ -56,6 +56,7 @@ using EvpPkeyCtxPtr = OpensslOwner<EVP_PKEY_CTX, EVP_PKEY_CTX_free>;
 using EvpMdCtxPtr = OpensslOwner<EVP_MD_CTX, EVP_MD_CTX_free>;
 using EvpMdPtr = OpensslOwner<EVP_MD, EVP_MD_free>;
 using EvpCipherCtxPtr = OpensslOwner<EVP_CIPHER_CTX, EVP_CIPHER_CTX_free>;
+using EvpCipherPtr = OpensslOwner<EVP_CIPHER, EVP_CIPHER_free>;
 using Asn1IntegerPtr = OpensslOwner<ASN1_INTEGER, ASN1_INTEGER_free>;
 using Asn1ObjectPtr = OpensslOwner<ASN1_OBJECT, ASN1_OBJECT_free>;
 using Asn1TimePtr = OpensslOwner<ASN1_TIME, ASN1_TIME_free>;

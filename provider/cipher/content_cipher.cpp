@@ -1,0 +1,217 @@
+#include "provider/cipher/content_cipher.h"
+
+#include <algorithm>
+#include <iterator>
+
+#include <openssl/crypto.h>
+#include <openssl/evp.h>
+
+#include "provider/cipher/gost28147.h"
+#include "provider/cipher/kdf_tree.h"
+#include "provider/der/writer.h"
+#include "provider/openssl/library_context.h"
+
+namespace qx {
+namespace {
+
+using Kind = ContentAlgorithm::Kind;
+
+constexpr ContentAlgorithm kAlgorithms[] = {
+    {.oid = kGost28147Oid, .kind = Kind::Gost28147, .keySize = kGostKeySize},
+    {.oid = "1.2.643.7.1.1.5.1.1",
+     .kind = Kind::Acpkm,
+     .keySize = kGostKeySize,
+     .cipher = BlockCipher::Magma},
+    {.oid = "1.2.643.7.1.1.5.1.2",
+     .kind = Kind::AcpkmOmac,
+     .keySize = kGostKeySize,
+     .cipher = BlockCipher::Magma},
+    {.oid = "1.2.643.7.1.1.5.2.1",
+     .kind = Kind::Acpkm,
+     .keySize = kGostKeySize,
+     .cipher = BlockCipher::Kuznyechik},
+    {.oid = "1.2.643.7.1.1.5.2.2",
+     .kind = Kind::AcpkmOmac,
+     .keySize = kGostKeySize,
+     .cipher = BlockCipher::Kuznyechik},
+    {.oid = "2.16.840.1.101.3.4.1.2", .kind = Kind::AesCbc, .keySize = 16, .name = "AES-128-CBC"},
+    {.oid = "2.16.840.1.101.3.4.1.22", .kind = Kind::AesCbc, .keySize = 24, .name = "AES-192-CBC"},
+    {.oid = "2.16.840.1.101.3.4.1.42", .kind = Kind::AesCbc, .keySize = 32, .name = "AES-256-CBC"},
+};
+
+constexpr std::size_t kAesBlockSize = 16;
+constexpr std::size_t kSeedSize = 8;
+
+// Small enough that what was decrypted is still near when its MAC is computed.
+constexpr std::size_t kStep = std::size_t{64} << 10U;
+
+/// The one OCTET STRING that a reader stands before, of a given size.
+Result<der::Bytes> readFixed(der::Reader& reader, std::size_t size) {
+  const auto string = reader.next(der::kOctetString);
+  if (!string) {
+    return string.failure();
+  }
+  return string->content.size() == size ? Result<der::Bytes>(string->content)
+                                        : fail(CRYPT_E_ASN1_CORRUPT);
+}
+
+Result<CipherStream> openGost28147(der::Bytes parameters, der::Bytes key) {
+  const auto read = readGost28147Parameters(parameters);
+  return read ? gost28147Cfb(read->set, Direction::Decrypt, key, read->iv) : read.failure();
+}
+
+Result<CipherStream> openAes(const ContentAlgorithm& algorithm,
+                             der::Bytes parameters,
+                             der::Bytes key) {
+  der::Reader reader(parameters);
+  const auto iv = readFixed(reader, kAesBlockSize);
+  if (!iv) {
+    return iv.failure();
+  }
+  if (const auto end = reader.expectEnd(); !end) {
+    return end.failure();
+  }
+  const EvpCipherPtr cipher(EVP_CIPHER_fetch(libraryContext(), algorithm.name, nullptr));
+  return CipherStream::open(cipher.get(), Direction::Decrypt, key, *iv);
+}
+
+/// The initial value and, behind it, the seed (GostR3412-15-Encryption-Parameters).
+Result<der::Bytes> readUkm(der::Bytes parameters, std::size_t size) {
+  const auto sequence = der::readWhole(parameters, der::kSequence);
+  if (!sequence) {
+    return sequence.failure();
+  }
+  der::Reader reader(sequence->content);
+  auto ukm = readFixed(reader, size);
+  if (const auto end = reader.expectEnd(); ukm && !end) {
+    return end.failure();
+  }
+  return ukm;
+}
+
+}  // namespace
+
+const ContentAlgorithm* contentAlgorithm(std::string_view oid) {
+  const auto* found = std::ranges::find(kAlgorithms, oid, &ContentAlgorithm::oid);
+  return found == std::end(kAlgorithms) ? nullptr : found;
+}
+
+Result<Gost28147Parameters> readGost28147Parameters(der::Bytes encoded) {
+  const auto sequence = der::readWhole(encoded, der::kSequence);
+  if (!sequence) {
+    return sequence.failure();
+  }
+  der::Reader reader(sequence->content);
+  const auto iv = readFixed(reader, kGost28147BlockSize);
+  if (!iv) {
+    return iv.failure();
+  }
+  const auto element = reader.next(der::kOid);
+  auto set = element ? der::readOid(*element) : element.failure();
+  if (!set) {
+    return set.failure();
+  }
+  if (const auto end = reader.expectEnd(); !end) {
+    return end.failure();
+  }
+  if (!isGost28147Set(*set)) {
+    return fail(NTE_BAD_ALGID);
+  }
+  return Gost28147Parameters{.iv = {iv->begin(), iv->end()}, .set = *std::move(set)};
+}
+
+Result<std::vector<std::uint8_t>> encodeGost28147Parameters(const Gost28147Parameters& parameters) {
+  auto set = der::oid(parameters.set);
+  if (!set) {
+    return set.failure();
+  }
+  return der::sequence(der::octetString(parameters.iv), *std::move(set)).bytes();
+}
+
+Result<ContentDecryption> ContentDecryption::open(const ContentAlgorithm& algorithm,
+                                                  der::Bytes parameters,
+                                                  der::Bytes key,
+                                                  der::Bytes mac) {
+  if (key.size() != algorithm.keySize) {
+    return fail(NTE_BAD_DATA);
+  }
+  if (algorithm.kind == Kind::Acpkm || algorithm.kind == Kind::AcpkmOmac) {
+    return openAcpkm(algorithm, parameters, key, mac);
+  }
+  auto stream = algorithm.kind == Kind::Gost28147 ? openGost28147(parameters, key)
+                                                  : openAes(algorithm, parameters, key);
+  if (!stream) {
+    return stream.failure();
+  }
+  return ContentDecryption(*std::move(stream), std::nullopt, {});
+}
+
+Result<ContentDecryption> ContentDecryption::openAcpkm(const ContentAlgorithm& algorithm,
+                                                       der::Bytes parameters,
+                                                       der::Bytes key,
+                                                       der::Bytes mac) {
+  const std::size_t ivSize = blockSize(algorithm.cipher) / 2;
+  const auto ukm = readUkm(parameters, ivSize + kSeedSize);
+  if (!ukm) {
+    return ukm.failure();
+  }
+  const der::Bytes iv = ukm->first(ivSize);
+  if (!algorithm.hasMac()) {
+    auto stream = counterAcpkm(algorithm.cipher, key, iv);
+    return stream
+               ? Result<ContentDecryption>(ContentDecryption(*std::move(stream), std::nullopt, {}))
+               : stream.failure();
+  }
+  if (mac.size() != blockSize(algorithm.cipher)) {
+    return fail(NTE_BAD_DATA);
+  }
+  const SecretBytes keys = kdfTree(key, ukm->subspan(ivSize));
+  auto stream = counterAcpkm(algorithm.cipher, keys.bytes().first(kGostKeySize), iv);
+  auto omac = Omac::open(algorithm.cipher, keys.bytes().subspan(kGostKeySize));
+  if (!stream || !omac) {
+    return fail(NTE_FAIL);
+  }
+  return ContentDecryption(*std::move(stream), *std::move(omac), mac);
+}
+
+Result<std::size_t> ContentDecryption::update(der::Bytes in, std::uint8_t* out) {
+  std::size_t written = 0;
+  while (!in.empty()) {
+    const der::Bytes step = in.first(std::min(in.size(), kStep));
+    const auto length = stream_.update(step, out + written);
+    if (!length) {
+      return length;
+    }
+    if (omac_) {
+      if (const auto done = omac_->update({out + written, *length}); !done) {
+        return done.failure();
+      }
+    }
+    written += *length;
+    in = in.subspan(step.size());
+  }
+  return written;
+}
+
+Result<std::size_t> ContentDecryption::finish(std::uint8_t* out) {
+  if (!omac_) {
+    return stream_.finish(out);
+  }
+  const auto checked = checkMac();
+  return checked ? Result<std::size_t>(0) : checked.failure();
+}
+
+// The MAC is encrypted as if it stood behind the content.
+Result<void> ContentDecryption::checkMac() {
+  if (const auto done = stream_.update(mac_, mac_.data()); !done) {
+    return done.failure();
+  }
+  const auto computed = omac_->finish();
+  if (!computed) {
+    return computed.failure();
+  }
+  const bool same = CRYPTO_memcmp(computed->data(), mac_.data(), mac_.size()) == 0;
+  return same ? Result<void>{} : fail(NTE_BAD_DATA);
+}
+
+}  // namespace qx

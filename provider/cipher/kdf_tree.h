@@ -1,0 +1,15 @@
+#ifndef QX_PROVIDER_CIPHER_KDF_TREE_H_
+#define QX_PROVIDER_CIPHER_KDF_TREE_H_
+
+#include "provider/der/tag.h"
+#include "provider/support/wipe.h"
+
+namespace qx {
+
+/// kdfTree derives two keys of 32 octets, one behind the other: KDF_TREE_GOSTR3411_2012_256 with R = 1,
+/// 512 bits and the label "kdf tree" (RFC 7836, 4.5; R 1323565.1.025-2019).
+SecretBytes kdfTree(der::Bytes key, der::Bytes seed);
+
+}  // namespace qx
+
+#endif
