@@ -9,6 +9,7 @@
 #include "provider/der/oid.h"
 #include "provider/message/data_encoder.h"
 #include "provider/message/decoder.h"
+#include "provider/message/enveloped_encoder.h"
 #include "provider/message/hashed_encoder.h"
 #include "provider/message/message.h"
 #include "provider/message/oids.h"
@@ -35,7 +36,7 @@ Result<std::unique_ptr<Message>> openToEncode(DWORD flags,
   if (type == CMSG_DATA) {
     return qx::DataEncoder::open(flags, info);
   }
-  if (type != CMSG_SIGNED && type != CMSG_HASHED) {
+  if (type != CMSG_SIGNED && type != CMSG_ENVELOPED && type != CMSG_HASHED) {
     return fail(CRYPT_E_INVALID_MSG_TYPE);
   }
   Result<std::string> content = innerContentType(innerType);
@@ -45,6 +46,10 @@ Result<std::unique_ptr<Message>> openToEncode(DWORD flags,
   if (type == CMSG_HASHED) {
     return qx::HashedEncoder::open(
         flags, *std::move(content), static_cast<const CMSG_HASHED_ENCODE_INFO*>(info));
+  }
+  if (type == CMSG_ENVELOPED) {
+    return qx::EnvelopedEncoder::open(
+        flags, *std::move(content), static_cast<const CMSG_ENVELOPED_ENCODE_INFO*>(info));
   }
   return qx::SignedEncoder::open(
       flags, *std::move(content), static_cast<const CMSG_SIGNED_ENCODE_INFO*>(info));

@@ -6,6 +6,7 @@
 #include "platform/crypt_msg.h"
 
 #include "provider/message/decoded_data.h"
+#include "provider/message/decoded_enveloped.h"
 #include "provider/message/decoded_hashed.h"
 #include "provider/message/decoded_signed.h"
 #include "provider/message/oids.h"
@@ -24,6 +25,7 @@ struct Type {
 constexpr Type kTypes[] = {
     {CMSG_DATA, oids::kData, DecodedData::open},
     {CMSG_SIGNED, oids::kSignedData, DecodedSigned::open},
+    {CMSG_ENVELOPED, oids::kEnvelopedData, DecodedEnveloped::open},
     {CMSG_HASHED, oids::kDigestedData, DecodedHashed::open},
 };
 

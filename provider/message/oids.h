@@ -8,11 +8,15 @@ namespace qx::oids {
 /// Content types (RFC 5652) and attributes (RFC 5652, 11; RFC 5035).
 inline constexpr std::string_view kData = "1.2.840.113549.1.7.1";
 inline constexpr std::string_view kSignedData = "1.2.840.113549.1.7.2";
+inline constexpr std::string_view kEnvelopedData = "1.2.840.113549.1.7.3";
 inline constexpr std::string_view kDigestedData = "1.2.840.113549.1.7.5";
 inline constexpr std::string_view kContentType = "1.2.840.113549.1.9.3";
 inline constexpr std::string_view kMessageDigest = "1.2.840.113549.1.9.4";
 inline constexpr std::string_view kSigningCertificate = "1.2.840.113549.1.9.16.2.12";
 inline constexpr std::string_view kSigningCertificateV2 = "1.2.840.113549.1.9.16.2.47";
+
+/// The MAC of encrypted content, an unprotected attribute (R 1323565.1.025-2019).
+inline constexpr std::string_view kContentMac = "1.2.643.7.1.0.6.1.1";
 
 /// Signature algorithms: the "signature" that is the bare hash (RFC 5272, 6.2), RSASSA-PSS (RFC 4055),
 /// an elliptic curve key and its signatures (RFC 5758).
