@@ -130,13 +130,18 @@ BOOL CryptMsgGetParam(
   });
 }
 
-BOOL CryptMsgControl(HCRYPTMSG hCryptMsg,
-                     DWORD /*dwFlags*/,
-                     DWORD dwCtrlType,
-                     void const* pvCtrlPara) {
+BOOL CryptMsgControl(HCRYPTMSG hCryptMsg, DWORD dwFlags, DWORD dwCtrlType, void const* pvCtrlPara) {
   return qx::apiBool([&]() -> Result<void> {
     const Result<Message*> message = qx::messageFrom(hCryptMsg);
-    return message ? (*message)->control(dwCtrlType, pvCtrlPara) : message.failure();
+    if (!message) {
+      return message.failure();
+    }
+    Result<void> done = (*message)->control(dwCtrlType, pvCtrlPara);
+    if (done && dwCtrlType == CMSG_CTRL_DECRYPT &&
+        (dwFlags & CMSG_CRYPT_RELEASE_CONTEXT_FLAG) != 0) {
+      (*message)->own(static_cast<const CMSG_CTRL_DECRYPT_PARA*>(pvCtrlPara)->hCryptProv);
+    }
+    return done;
   });
 }
 

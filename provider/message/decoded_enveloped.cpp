@@ -5,8 +5,8 @@
 #include "provider/key/key_context.h"
 #include "provider/message/algorithm.h"
 #include "provider/message/blob.h"
+#include "provider/message/known_certificate.h"
 #include "provider/message/oids.h"
-#include "provider/message/recipient_certificate.h"
 #include "provider/message/recipient_key.h"
 
 namespace qx {
@@ -92,7 +92,7 @@ Result<void> DecodedEnveloped::putRecipient(DWORD index, ParamOutput& output) co
   const Recipient& recipient = data_.recipients[index];
   // Callers know recipients by issuer and serial number only.
   const auto certificate =
-      recipient.id.isKeyId() ? certificateByKeyId(recipient.id.keyId) : nullptr;
+      recipient.id.isKeyId() ? knownCertificate(recipient.id, {"My"}) : nullptr;
   return output.putRecord<CERT_INFO>([&](CERT_INFO& record, OnePiece& piece) {
     if (certificate != nullptr) {
       const CERT_INFO& info = certificate->info();

@@ -1,6 +1,18 @@
 #include "provider/message/message.h"
 
+#include "platform/errors.h"
+
 namespace qx {
+
+Message::~Message() {
+  if (provider_ == 0) {
+    return;
+  }
+  const DWORD before = GetLastError();
+  if (CryptReleaseContext(provider_, 0) == FALSE) {
+    SetLastError(before);  // closing a message succeeds, and leaves the last error alone
+  }
+}
 
 void Message::release() {
   if (references_.fetch_sub(1, std::memory_order_acq_rel) == 1) {

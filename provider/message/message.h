@@ -4,6 +4,7 @@
 #include <atomic>
 
 #include "platform/crypt_msg.h"
+#include "platform/crypt_prov.h"
 
 #include "provider/der/tag.h"
 #include "provider/handle.h"
@@ -17,7 +18,7 @@ namespace qx {
 class Message : public Tagged<HandleTag::Message> {
  public:
   Message() = default;
-  virtual ~Message() = default;
+  virtual ~Message();
   Message(const Message&) = delete;
   Message& operator=(const Message&) = delete;
   Message(Message&&) = delete;
@@ -37,8 +38,12 @@ class Message : public Tagged<HandleTag::Message> {
   /// CryptMsgControl; `para` may be null.
   virtual Result<void> control(DWORD type, const void* para) = 0;
 
+  /// Makes the message the owner of a provider handle: it is released with the message.
+  void own(HCRYPTPROV provider) { provider_ = provider; }
+
  private:
   std::atomic<unsigned> references_{1};
+  HCRYPTPROV provider_ = 0;
 };
 
 /// messageFrom gives the message behind a handle; ERROR_INVALID_HANDLE.

@@ -87,6 +87,12 @@ Result<KeyAgreement> readAgreement(der::Reader& reader) {
   KeyAgreement agreement;
   if (key->is(kOriginatorKeyTag)) {
     agreement.originatorKey = key->content;
+  } else {
+    const auto id = readSignerId(*key);
+    if (!id) {
+      return id.failure();
+    }
+    agreement.originator = *id;
   }
   const auto tagged = reader.optional(kUkmTag);
   if (!tagged) {

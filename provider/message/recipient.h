@@ -13,8 +13,8 @@ namespace qx {
 
 /// KeyAgreement is what the recipients of one key agreement share (RFC 5652, 6.2.2).
 struct KeyAgreement {
-  der::Bytes
-      originatorKey;  ///< content of OriginatorPublicKey; empty when the message holds no key
+  der::Bytes originatorKey;         ///< content of OriginatorPublicKey, or empty
+  SignerId originator;              ///< the certificate of one whose key is not there
   std::optional<der::Element> ukm;  ///< OCTET STRING
 };
 

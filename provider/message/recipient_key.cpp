@@ -9,6 +9,7 @@
 #include "provider/cipher/random.h"
 #include "provider/der/writer.h"
 #include "provider/message/gost_key_transport.h"
+#include "provider/message/known_certificate.h"
 
 namespace qx {
 namespace {
@@ -72,8 +73,9 @@ Result<PublicKey> readOtherKey(der::Bytes spki) {
   return key ? std::move(key) : fail(NTE_BAD_DATA);
 }
 
-/// The originator's public key. Without parameters it is on the recipient's curve (RFC 5652, 6.2.2).
-Result<PublicKey> readOriginator(der::Bytes content, const PrivateKey& own) {
+/// The originator's public key as it stands in the message. Without parameters it is on the
+/// recipient's curve (RFC 5652, 6.2.2).
+Result<PublicKey> readOriginatorKey(der::Bytes content, const PrivateKey& own) {
   der::Reader reader(content);
   const auto algorithm = reader.next(der::kSequence);
   const auto read = algorithm ? der::readAlgorithm(*algorithm) : algorithm.failure();
@@ -91,6 +93,14 @@ Result<PublicKey> readOriginator(der::Bytes content, const PrivateKey& own) {
   return readOtherKey(
       der::sequence(der::Encoding::borrowed(named), der::Encoding::borrowed(reader.rest()))
           .bytes());
+}
+
+Result<PublicKey> originatorOf(const KeyAgreement& agreement, const PrivateKey& own) {
+  if (!agreement.originatorKey.empty()) {
+    return readOriginatorKey(agreement.originatorKey, own);
+  }
+  const auto certificate = knownCertificate(agreement.originator, {"Addressbook", "My"});
+  return certificate != nullptr ? readOtherKey(certificate->spki()) : fail(CRYPT_E_NOT_FOUND);
 }
 
 Result<SecretBytes> unwrapAgreed(const PrivateKey& key,
@@ -137,7 +147,7 @@ Result<SecretBytes> recoverAgreed(const Recipient& recipient,
   if (!wrapped) {
     return wrapped.failure();
   }
-  const auto originator = readOriginator(agreement.originatorKey, key);
+  const auto originator = originatorOf(agreement, key);
   return originator ? unwrapAgreed(key, *originator, *parameters, *wrapped) : originator.failure();
 }
 
@@ -159,7 +169,7 @@ Result<SecretBytes> importFromAgreement(BlockCipher cipher,
                                         const KeyAgreement& agreement,
                                         const PrivateKey& key) {
   const auto ukm = agreement.ukm ? der::readOctets(*agreement.ukm) : fail(NTE_BAD_DATA);
-  const auto originator = ukm ? readOriginator(agreement.originatorKey, key) : ukm.failure();
+  const auto originator = ukm ? originatorOf(agreement, key) : ukm.failure();
   return originator ? importAgreed(cipher, key, *originator, *ukm, recipient.encryptedKey)
                     : originator.failure();
 }

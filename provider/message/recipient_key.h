@@ -19,6 +19,7 @@ Result<std::vector<std::uint8_t>> encryptKeyFor(const PublicKey& recipient, der:
 
 /// recoverKey gives the session key, of `length` octets, that a recipient's entry holds for his private
 /// key: key transport and key agreement of RFC 4490, those with KExp15 of R 1323565.1.025-2019, RSA.
+/// CRYPT_E_NOT_FOUND when the originator's certificate stands neither in "Addressbook" nor in "My",
 /// NTE_BAD_KEY when the key is of another kind than the entry or its curve, NTE_BAD_ALGID for an
 /// algorithm that we do not know, NTE_BAD_DATA when the entry is no entry for this key or was changed;
 /// of RSA that shows in the answer instead.

@@ -17,12 +17,6 @@ namespace {
 using lab::KeyKind;
 using CmsPtr = OpensslOwner<CMS_ContentInfo, CMS_ContentInfo_free>;
 
-// The folders in which the provider finds the keys of this process.
-const ProviderFolder& folder() {
-  static const ProviderFolder theFolder;
-  return theFolder;
-}
-
 lab::CertificateOptions namedOptions(const std::string& name) {
   return {.subject = {{.type = "CN", .value = name}, {.type = "O", .value = "Signers"}},
           .keyUsage = "digitalSignature"};
@@ -41,6 +35,11 @@ std::string newestError() {
 
 }  // namespace
 
+const ProviderFolder& testFolder() {
+  static const ProviderFolder theFolder;
+  return theFolder;
+}
+
 Signer::Signer(KeyKind kind, const std::string& name, const std::string& pin)
     : kind_(kind),
       key_(lab::generateKey(kind)),
@@ -52,7 +51,7 @@ Signer::Signer(KeyKind kind, const std::string& name, const std::string& pin)
   if (context_ == nullptr) {
     throw std::runtime_error("no certificate context");
   }
-  folder().addKey(key_.get(), pin);
+  testFolder().addKey(key_.get(), pin);
   provider_ = newContext();
 }
 

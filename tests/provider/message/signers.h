@@ -12,6 +12,9 @@
 
 namespace qx::test {
 
+/// testFolder is the folder in which the provider finds the keys of this process.
+const ProviderFolder& testFolder();
+
 /// Signer is a key of the default provider with a certificate that signs itself.
 class Signer {
  public:
