@@ -41,6 +41,7 @@ constexpr ContentAlgorithm kAlgorithms[] = {
 
 constexpr std::size_t kAesBlockSize = 16;
 constexpr std::size_t kSeedSize = 8;
+constexpr std::uint8_t kMacKeyLabel[] = {'k', 'd', 'f', ' ', 't', 'r', 'e', 'e'};
 
 // Small enough that what was decrypted is still near when its MAC is computed.
 constexpr std::size_t kStep = std::size_t{64} << 10U;
@@ -165,7 +166,7 @@ Result<ContentDecryption> ContentDecryption::openAcpkm(const ContentAlgorithm& a
   if (mac.size() != blockSize(algorithm.cipher)) {
     return fail(NTE_BAD_DATA);
   }
-  const SecretBytes keys = kdfTree(key, ukm->subspan(ivSize));
+  const SecretBytes keys = kdfTree(key, kMacKeyLabel, ukm->subspan(ivSize));
   auto stream = counterAcpkm(algorithm.cipher, keys.bytes().first(kGostKeySize), iv);
   auto omac = Omac::open(algorithm.cipher, keys.bytes().subspan(kGostKeySize));
   if (!stream || !omac) {

@@ -6,9 +6,9 @@
 
 namespace qx {
 
-/// kdfTree derives two keys of 32 octets, one behind the other: KDF_TREE_GOSTR3411_2012_256 with R = 1,
-/// 512 bits and the label "kdf tree" (RFC 7836, 4.5; R 1323565.1.025-2019).
-SecretBytes kdfTree(der::Bytes key, der::Bytes seed);
+/// kdfTree derives two keys of 32 octets, one behind the other: KDF_TREE_GOSTR3411_2012_256 with R = 1
+/// and 512 bits (RFC 7836, 4.5).
+SecretBytes kdfTree(der::Bytes key, der::Bytes label, der::Bytes seed);
 
 }  // namespace qx
 

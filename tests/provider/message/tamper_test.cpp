@@ -1,3 +1,5 @@
+#include <algorithm>
+
 #include <gtest/gtest.h>
 
 #include "tests/provider/der/hex.h"
@@ -128,7 +130,8 @@ TEST(TamperLength, NoLyingLengthPasses) {
       const Octets length = fromHex(lie);
       bad.insert(bad.end(), length.begin(), length.end());
       bad.insert(bad.end(), good.begin() + static_cast<std::ptrdiff_t>(at) + 1, good.end());
-      if (bad != good) {
+      // What stands behind a message is not looked at.
+      if (!std::equal(good.begin(), good.end(), bad.begin())) {
         EXPECT_FALSE(verifies(bad, one, nullptr)) << at << ' ' << lie;
       }
     }
