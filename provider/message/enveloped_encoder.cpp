@@ -155,10 +155,9 @@ Result<void> EnvelopedEncoder::encryptContent(der::Bytes session) {
   if (!cipher) {
     return cipher.failure();
   }
-  encryptedSize_ = content().size();
-  encrypted_ = std::make_unique_for_overwrite<std::uint8_t[]>(encryptedSize_);
-  content().writeTo(encrypted_.get());
-  const auto done = cipher->update({encrypted_.get(), encryptedSize_}, encrypted_.get());
+  encrypted_ = SecretBytes(content().size());
+  content().writeTo(encrypted_.data());
+  const auto done = cipher->update(encrypted_.bytes(), encrypted_.data());
   return done ? Result<void>{} : done.failure();
 }
 
@@ -182,8 +181,7 @@ Result<der::Encoding> EnvelopedEncoder::bare() {
       der::setOf(recipients),
       der::sequence(*std::move(contentType),
                     der::Encoding::owned(algorithm->bytes()),
-                    der::wrap(kEncryptedContentTag,
-                              der::Encoding::borrowed({encrypted_.get(), encryptedSize_}))));
+                    der::wrap(kEncryptedContentTag, der::Encoding::borrowed(encrypted_.bytes()))));
 }
 
 Result<void> EnvelopedEncoder::ownParam(DWORD type, DWORD /*index*/, ParamOutput& output) {

@@ -1,7 +1,6 @@
 #ifndef QX_PROVIDER_MESSAGE_ENVELOPED_ENCODER_H_
 #define QX_PROVIDER_MESSAGE_ENVELOPED_ENCODER_H_
 
-#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -10,6 +9,7 @@
 #include "provider/cipher/content_cipher.h"
 #include "provider/key/public_key.h"
 #include "provider/message/encoder.h"
+#include "provider/support/wipe.h"
 
 namespace qx {
 
@@ -56,8 +56,7 @@ class EnvelopedEncoder final : public Encoder {
   Gost28147Parameters parameters_;
   std::vector<Recipient> recipients_;
   std::vector<std::vector<std::uint8_t>> encryptedKeys_;  // a RecipientInfo each
-  std::unique_ptr<std::uint8_t[]> encrypted_;
-  std::size_t encryptedSize_ = 0;
+  SecretBytes encrypted_;                                 // the plain content at first
 };
 
 }  // namespace qx

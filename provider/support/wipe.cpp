@@ -13,6 +13,9 @@
 namespace qx {
 namespace {
 
+// From here on the kernel's work for each small page costs more than large pages do.
+constexpr std::size_t kLarge = std::size_t{4} << 20U;
+
 std::size_t wholePages(std::size_t size) {
   const auto page = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
   if (size > std::numeric_limits<std::size_t>::max() - page) {
@@ -38,6 +41,9 @@ SecretBytes::SecretBytes(std::size_t size) : size_(size) {
   }
   // A kernel that cannot leave the pages out of a dump is no reason to fail.
   static_cast<void>(madvise(pages, mapped_, MADV_DONTDUMP));
+  if (size >= kLarge) {
+    static_cast<void>(madvise(pages, mapped_, MADV_HUGEPAGE));
+  }
   data_ = static_cast<std::uint8_t*>(pages);
 }
 

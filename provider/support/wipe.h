@@ -12,8 +12,8 @@ namespace qx {
 void wipe(void* memory, std::size_t size);
 
 /// SecretBytes owns bytes that nobody else is to see: they are wiped before the memory goes back, and
-/// left out of core dumps where the system can do that. Each holds whole pages of its own, so it is
-/// for keys and PINs, not for bulk data.
+/// left out of core dumps where the system can do that. Each holds whole pages of its own: a few for a
+/// key or a PIN, many for the content of a message, but not one for each of very many small things.
 class SecretBytes {
  public:
   SecretBytes() = default;
