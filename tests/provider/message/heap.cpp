@@ -7,6 +7,10 @@
 #include <cstdlib>
 #include <new>
 
+#include <gtest/gtest.h>
+
+#include "platform/errors.h"
+
 namespace {
 
 // NOLINTBEGIN(cppcoreguidelines-avoid-non-const-global-variables): operator new takes no argument
@@ -94,6 +98,27 @@ HeapFailure::~HeapFailure() {
 
 bool HeapFailure::hasHappened() const {
   return failed;
+}
+
+void expectEveryFailureToBeTold(const std::function<DWORD()>& work) {
+  ASSERT_EQ(work(), ERROR_SUCCESS);
+  std::size_t failures = 0;
+  for (std::size_t n = 1;; ++n) {
+    DWORD error = ERROR_SUCCESS;
+    bool happened = false;
+    {
+      const HeapFailure failure(n);
+      error = work();
+      happened = failure.hasHappened();
+    }
+    if (!happened) {
+      EXPECT_EQ(error, ERROR_SUCCESS);
+      break;
+    }
+    ++failures;
+    EXPECT_EQ(error, E_OUTOFMEMORY) << "allocation " << n;
+  }
+  EXPECT_GT(failures, 3U);
 }
 
 }  // namespace qx::test

@@ -2,6 +2,9 @@
 #define QX_TESTS_PROVIDER_MESSAGE_HEAP_H_
 
 #include <cstddef>
+#include <functional>
+
+#include "platform/types.h"
 
 namespace qx::test {
 
@@ -32,6 +35,11 @@ class HeapFailure {
 
   bool hasHappened() const;
 };
+
+/// expectEveryFailureToBeTold lets every single allocation of some work fail in turn: the work then
+/// fails with E_OUTOFMEMORY, or does without, but it never ends otherwise and leaves nothing behind (the
+/// sanitizers see to that). The work gives its error.
+void expectEveryFailureToBeTold(const std::function<DWORD()>& work);
 
 }  // namespace qx::test
 

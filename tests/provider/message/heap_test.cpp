@@ -1,7 +1,5 @@
 #include "tests/provider/message/heap.h"
 
-#include <functional>
-
 #include <gtest/gtest.h>
 
 #include "tests/provider/message/signers.h"
@@ -96,29 +94,6 @@ TEST_F(LargeMessage, GetsASignerWithinItsOutput) {
   const Octets changed = read(message, CMSG_ENCODED_MESSAGE);
   EXPECT_LT(watch.peak(), kLarge + kSmall);
   EXPECT_GT(changed.size(), bytes.size());
-}
-
-// Lets every single allocation of some work fail in turn: the work then fails with E_OUTOFMEMORY, or
-// does without, but it never ends otherwise and leaves nothing behind (the sanitizers see to that).
-void expectEveryFailureToBeTold(const std::function<DWORD()>& work) {
-  ASSERT_EQ(work(), ERROR_SUCCESS);
-  std::size_t failures = 0;
-  for (std::size_t n = 1;; ++n) {
-    DWORD error = ERROR_SUCCESS;
-    bool happened = false;
-    {
-      const HeapFailure failure(n);
-      error = work();
-      happened = failure.hasHappened();
-    }
-    if (!happened) {
-      EXPECT_EQ(error, ERROR_SUCCESS);
-      break;
-    }
-    ++failures;
-    EXPECT_EQ(error, E_OUTOFMEMORY) << "allocation " << n;
-  }
-  EXPECT_GT(failures, 3U);
 }
 
 DWORD lastErrorUnless(bool done) {
