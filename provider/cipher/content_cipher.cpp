@@ -17,26 +17,26 @@ namespace {
 using Kind = ContentAlgorithm::Kind;
 
 constexpr ContentAlgorithm kAlgorithms[] = {
-    {.oid = kGost28147Oid, .kind = Kind::Gost28147, .keySize = kGostKeySize},
+    {.oid = kGost28147Oid, .keySize = kGostKeySize, .kind = Kind::Gost28147},
     {.oid = "1.2.643.7.1.1.5.1.1",
-     .kind = Kind::Acpkm,
      .keySize = kGostKeySize,
+     .kind = Kind::Acpkm,
      .cipher = BlockCipher::Magma},
     {.oid = "1.2.643.7.1.1.5.1.2",
-     .kind = Kind::AcpkmOmac,
      .keySize = kGostKeySize,
+     .kind = Kind::AcpkmOmac,
      .cipher = BlockCipher::Magma},
     {.oid = "1.2.643.7.1.1.5.2.1",
-     .kind = Kind::Acpkm,
      .keySize = kGostKeySize,
+     .kind = Kind::Acpkm,
      .cipher = BlockCipher::Kuznyechik},
     {.oid = "1.2.643.7.1.1.5.2.2",
-     .kind = Kind::AcpkmOmac,
      .keySize = kGostKeySize,
+     .kind = Kind::AcpkmOmac,
      .cipher = BlockCipher::Kuznyechik},
-    {.oid = "2.16.840.1.101.3.4.1.2", .kind = Kind::AesCbc, .keySize = 16, .name = "AES-128-CBC"},
-    {.oid = "2.16.840.1.101.3.4.1.22", .kind = Kind::AesCbc, .keySize = 24, .name = "AES-192-CBC"},
-    {.oid = "2.16.840.1.101.3.4.1.42", .kind = Kind::AesCbc, .keySize = 32, .name = "AES-256-CBC"},
+    {.oid = "2.16.840.1.101.3.4.1.2", .keySize = 16, .name = "AES-128-CBC", .kind = Kind::AesCbc},
+    {.oid = "2.16.840.1.101.3.4.1.22", .keySize = 24, .name = "AES-192-CBC", .kind = Kind::AesCbc},
+    {.oid = "2.16.840.1.101.3.4.1.42", .keySize = 32, .name = "AES-256-CBC", .kind = Kind::AesCbc},
 };
 
 constexpr std::size_t kAesBlockSize = 16;
@@ -198,16 +198,16 @@ Result<std::size_t> ContentDecryption::finish(std::uint8_t* out) {
   if (!omac_) {
     return stream_.finish(out);
   }
-  const auto checked = checkMac();
+  const auto checked = checkMac(*omac_);
   return checked ? Result<std::size_t>(0) : checked.failure();
 }
 
 // The MAC is encrypted as if it stood behind the content.
-Result<void> ContentDecryption::checkMac() {
+Result<void> ContentDecryption::checkMac(Omac& omac) {
   if (const auto done = stream_.update(mac_, mac_.data()); !done) {
     return done.failure();
   }
-  const auto computed = omac_->finish();
+  const auto computed = omac.finish();
   if (!computed) {
     return computed.failure();
   }

@@ -37,10 +37,10 @@ struct ContentAlgorithm {
   enum class Kind : std::uint8_t { Gost28147, Acpkm, AcpkmOmac, AesCbc };
 
   std::string_view oid;
-  Kind kind{};
   std::size_t keySize = 0;  ///< octets
-  BlockCipher cipher{};     ///< of the two kinds of ACPKM
   const char* name = "";    ///< libcrypto's, of AES
+  Kind kind{};
+  BlockCipher cipher{};  ///< of the two kinds of ACPKM
 
   bool hasMac() const { return kind == Kind::AcpkmOmac; }
 };
@@ -74,7 +74,7 @@ class ContentDecryption {
                                              der::Bytes parameters,
                                              der::Bytes key,
                                              der::Bytes mac);
-  Result<void> checkMac();
+  Result<void> checkMac(Omac& omac);
 
   CipherStream stream_;
   std::optional<Omac> omac_;

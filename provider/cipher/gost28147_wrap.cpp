@@ -24,7 +24,7 @@ std::array<std::uint8_t, kGost28147BlockSize> roundValue(der::Bytes key, std::ui
   std::uint32_t chosen = 0;
   std::uint32_t others = 0;
   for (unsigned i = 0; i < 8; ++i) {
-    const std::uint32_t word = readWord(key.data() + std::size_t{4} * i);
+    const std::uint32_t word = readWord(key.data() + (std::size_t{4} * i));
     ((choice >> i) & 1U) != 0 ? chosen += word : others += word;
   }
   std::array<std::uint8_t, kGost28147BlockSize> value{};

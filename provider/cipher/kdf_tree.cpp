@@ -21,7 +21,7 @@ SecretBytes kdfTree(der::Bytes key, der::Bytes label, der::Bytes seed) {
     hmac_streebog256_update(&context, sizeof kSeparator, kSeparator);
     hmac_streebog256_update(&context, seed.size(), seed.data());
     hmac_streebog256_update(&context, sizeof kBits, kBits);
-    hmac_streebog256_digest(&context, kStep, keys.data() + kStep * (i - 1U));
+    hmac_streebog256_digest(&context, kStep, keys.data() + (kStep * (i - 1U)));
   }
   wipe(&context, sizeof context);
   return keys;

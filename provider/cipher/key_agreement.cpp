@@ -1,8 +1,9 @@
 #include "provider/cipher/key_agreement.h"
 
-#include <vector>
+#include <utility>
 
 #include <openssl/evp.h>
+#include <openssl/x509.h>
 
 #include "provider/cipher/gost28147_wrap.h"
 
@@ -14,17 +15,11 @@ bool isGost(KeyType type) {
 }
 
 // The engine chooses between VKO and KEG by the length of the UKM.
-Result<SecretBytes> agree(const PrivateKey& own,
-                          const PublicKey& other,
-                          der::Bytes ukm,
-                          std::size_t length) {
-  if (!isGost(own.type()) || own.type() != other.type()) {
-    return fail(NTE_BAD_KEY);
-  }
-  const EvpPkeyCtxPtr context(EVP_PKEY_CTX_new(own.evp(), nullptr));
+Result<SecretBytes> agree(EVP_PKEY* own, EVP_PKEY* other, der::Bytes ukm, std::size_t length) {
+  const EvpPkeyCtxPtr context(EVP_PKEY_CTX_new(own, nullptr));
   std::vector<std::uint8_t> copy(ukm.begin(), ukm.end());
   if (context == nullptr || EVP_PKEY_derive_init(context.get()) <= 0 ||
-      EVP_PKEY_derive_set_peer(context.get(), other.evp()) <= 0 ||
+      EVP_PKEY_derive_set_peer(context.get(), other) <= 0 ||
       EVP_PKEY_CTX_ctrl(context.get(),
                         -1,
                         EVP_PKEY_OP_DERIVE,
@@ -41,27 +36,61 @@ Result<SecretBytes> agree(const PrivateKey& own,
   return key;
 }
 
-}  // namespace
-
-Result<SecretBytes> vko(const PrivateKey& own, const PublicKey& other, der::Bytes ukm) {
-  return ukm.size() == kVkoUkmSize ? agree(own, other, ukm, kGostKeySize) : fail(NTE_BAD_DATA);
-}
-
-Result<SecretBytes> keg(const PrivateKey& own, const PublicKey& other, der::Bytes ukm) {
-  if (own.type() == KeyType::Gost2001) {
-    return fail(NTE_BAD_KEY);
-  }
-  return ukm.size() == kKegUkmSize ? agree(own, other, ukm, 2 * kGostKeySize) : fail(NTE_BAD_DATA);
-}
-
-Result<std::shared_ptr<const PrivateKey>> ephemeralKey(const PublicKey& other) {
+Result<EvpPkeyPtr> generateLike(const PublicKey& other) {
   const EvpPkeyCtxPtr context(EVP_PKEY_CTX_new(other.evp(), nullptr));
   EVP_PKEY* made = nullptr;
-  if (!isGost(other.type()) || context == nullptr || EVP_PKEY_keygen_init(context.get()) <= 0 ||
+  if (context == nullptr || EVP_PKEY_keygen_init(context.get()) <= 0 ||
       EVP_PKEY_keygen(context.get(), &made) <= 0) {
     return fail(NTE_FAIL);
   }
-  return PrivateKey::fromEvp(EvpPkeyPtr(made));
+  return EvpPkeyPtr(made);
+}
+
+Result<std::vector<std::uint8_t>> encodeSpki(const EVP_PKEY* key) {
+  unsigned char* encoded = nullptr;
+  const int length = i2d_PUBKEY(key, &encoded);
+  const OpensslBytes owner(encoded);
+  return length > 0 ? Result<std::vector<std::uint8_t>>(
+                          std::vector<std::uint8_t>(encoded, encoded + length))
+                    : fail(NTE_FAIL);
+}
+
+bool fitTogether(const PrivateKey& own, const PublicKey& other) {
+  return isGost(own.type()) && own.type() == other.type();
+}
+
+}  // namespace
+
+Result<SecretBytes> vko(const PrivateKey& own, const PublicKey& other, der::Bytes ukm) {
+  if (!fitTogether(own, other)) {
+    return fail(NTE_BAD_KEY);
+  }
+  return ukm.size() == kVkoUkmSize ? agree(own.evp(), other.evp(), ukm, kGostKeySize)
+                                   : fail(NTE_BAD_DATA);
+}
+
+Result<SecretBytes> keg(const PrivateKey& own, const PublicKey& other, der::Bytes ukm) {
+  if (!fitTogether(own, other) || own.type() == KeyType::Gost2001) {
+    return fail(NTE_BAD_KEY);
+  }
+  return ukm.size() == kKegUkmSize ? agree(own.evp(), other.evp(), ukm, 2 * kGostKeySize)
+                                   : fail(NTE_BAD_DATA);
+}
+
+Result<EphemeralAgreement> ephemeralVko(const PublicKey& other, der::Bytes ukm) {
+  if (!isGost(other.type())) {
+    return fail(NTE_BAD_KEY);
+  }
+  if (ukm.size() != kVkoUkmSize) {
+    return fail(NTE_BAD_DATA);
+  }
+  const auto own = generateLike(other);
+  auto spki = own ? encodeSpki(own->get()) : own.failure();
+  auto key = spki ? agree(own->get(), other.evp(), ukm, kGostKeySize) : spki.failure();
+  if (!key) {
+    return key.failure();
+  }
+  return EphemeralAgreement{.key = *std::move(key), .spki = *std::move(spki)};
 }
 
 }  // namespace qx

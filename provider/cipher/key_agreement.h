@@ -2,7 +2,8 @@
 #define QX_PROVIDER_CIPHER_KEY_AGREEMENT_H_
 
 #include <cstddef>
-#include <memory>
+#include <cstdint>
+#include <vector>
 
 #include "provider/der/tag.h"
 #include "provider/key/private_key.h"
@@ -24,8 +25,15 @@ Result<SecretBytes> vko(const PrivateKey& own, const PublicKey& other, der::Byte
 /// R 34.10-2012 only. `ukm` is kKegUkmSize octets. Errors as for vko.
 Result<SecretBytes> keg(const PrivateKey& own, const PublicKey& other, der::Bytes ukm);
 
-/// ephemeralKey makes a key pair on the curve of a public key. NTE_FAIL.
-Result<std::shared_ptr<const PrivateKey>> ephemeralKey(const PublicKey& other);
+/// EphemeralAgreement is a key that was agreed on with a key pair made for it alone.
+struct EphemeralAgreement {
+  SecretBytes key;
+  std::vector<std::uint8_t> spki;  ///< SubjectPublicKeyInfo of the key pair
+};
+
+/// ephemeralVko agrees by vko with a new key pair on the curve of a public key. NTE_BAD_KEY when that is
+/// no GOST key, NTE_BAD_DATA for a UKM of a wrong length, NTE_FAIL.
+Result<EphemeralAgreement> ephemeralVko(const PublicKey& other, der::Bytes ukm);
 
 }  // namespace qx
 

@@ -50,21 +50,17 @@ Result<std::vector<std::uint8_t>> encryptKeyGost(const PublicKey& recipient, der
   if (const auto done = fillRandom(transport.ukm); !done) {
     return done.failure();
   }
-  const auto ephemeral = ephemeralKey(recipient);
-  if (!ephemeral) {
-    return ephemeral.failure();
-  }
-  const auto agreed = vko(**ephemeral, recipient, transport.ukm);
+  auto agreed = ephemeralVko(recipient, transport.ukm);
   if (!agreed) {
     return agreed.failure();
   }
-  auto wrapped =
-      wrapKey(Gost28147Wrap::Diversified, transport.set, agreed->bytes(), transport.ukm, session);
+  auto wrapped = wrapKey(
+      Gost28147Wrap::Diversified, transport.set, agreed->key.bytes(), transport.ukm, session);
   if (!wrapped) {
     return wrapped.failure();
   }
   transport.wrapped = *std::move(wrapped);
-  transport.ephemeralKey.assign((*ephemeral)->spki().begin(), (*ephemeral)->spki().end());
+  transport.ephemeralKey = std::move(agreed->spki);
   return encodeGostKeyTransport(transport);
 }
 

@@ -1,5 +1,7 @@
 #include "provider/cipher/key_agreement.h"
 
+#include <memory>
+
 #include <gtest/gtest.h>
 
 #include "provider/cipher/gost28147_wrap.h"
@@ -82,20 +84,22 @@ TEST_P(GostAgreement, DependsOnTheUkm) {
             toHex(vko(*one_, publicOf(*other_), fromHex("1d80603c8544c728"))->bytes()));
 }
 
-TEST_P(GostAgreement, MakesEphemeralKeysOnTheCurve) {
-  const PublicKey other = publicOf(*other_);
-  const auto ephemeral = ephemeralKey(other);
-  const auto second = ephemeralKey(other);
-  ASSERT_TRUE(ephemeral && second);
-  EXPECT_EQ((*ephemeral)->type(), other.type());
-  EXPECT_NE(toHex((*ephemeral)->spki()), toHex((*second)->spki()));
-  EXPECT_EQ(toHex(vko(**ephemeral, other, kUkm)->bytes()),
-            toHex(vko(*other_, publicOf(**ephemeral), kUkm)->bytes()));
+TEST_P(GostAgreement, IsReachedWithAKeyPairMadeForIt) {
+  const auto first = ephemeralVko(publicOf(*other_), kUkm);
+  const auto second = ephemeralVko(publicOf(*other_), kUkm);
+  ASSERT_TRUE(first && second);
+  EXPECT_NE(toHex(first->spki), toHex(second->spki));
+  const auto made = PublicKey::parse(first->spki);
+  ASSERT_TRUE(made);
+  EXPECT_EQ(made->type(), other_->type());
+  EXPECT_EQ(toHex(first->key.bytes()), toHex(vko(*other_, *made, kUkm)->bytes()));
 }
 
 TEST_P(GostAgreement, RefusesUkmsOfOtherLengths) {
   for (const std::size_t length : {0U, 7U, 9U, 16U, 32U, 33U}) {
     EXPECT_EQ(vko(*one_, publicOf(*other_), Octets(length, 1)).error(),
+              static_cast<DWORD>(NTE_BAD_DATA));
+    EXPECT_EQ(ephemeralVko(publicOf(*other_), Octets(length, 1)).error(),
               static_cast<DWORD>(NTE_BAD_DATA));
   }
 }
@@ -134,7 +138,7 @@ TEST(KeyAgreement, RefusesKeysThatOnlySignOrEncrypt) {
     const auto key = generated(kind);
     EXPECT_EQ(vko(*key, publicOf(*key), kUkm).error(), static_cast<DWORD>(NTE_BAD_KEY));
     EXPECT_EQ(keg(*key, publicOf(*key), kLongUkm).error(), static_cast<DWORD>(NTE_BAD_KEY));
-    EXPECT_FALSE(ephemeralKey(publicOf(*key)));
+    EXPECT_EQ(ephemeralVko(publicOf(*key), kUkm).error(), static_cast<DWORD>(NTE_BAD_KEY));
   }
 }
 
