@@ -80,39 +80,42 @@ Result<Octets> decrypted(const std::string& oid,
 class MacProtected : public ::testing::TestWithParam<BlockCipher> {
  protected:
   Result<Octets> decryptedWith(der::Bytes mac, std::size_t piece = 1'000) const {
-    return decrypted(sample_.oid, sample_.parameters, kKey, mac, sample_.encrypted, piece);
+    return decrypted(sample().oid, sample().parameters, kKey, mac, sample().encrypted, piece);
   }
 
+  const Sample& sample() const { return sample_; }
+
+ private:
   const Sample sample_ = Sample(GetParam());
 };
 
 TEST_P(MacProtected, IsOpenedInAnyPieces) {
   for (const std::size_t piece : {1U, 7U, 8U, 16U, 1'000U}) {
-    const auto content = decryptedWith(sample_.mac, piece);
+    const auto content = decryptedWith(sample().mac, piece);
     ASSERT_TRUE(content) << piece;
     EXPECT_EQ(toHex(*content), toHex(kPlain));
   }
 }
 
 TEST_P(MacProtected, RefusesAChangedMac) {
-  for (std::size_t bit = 0; bit < sample_.mac.size() * 8; ++bit) {
-    Octets mac = sample_.mac;
+  for (std::size_t bit = 0; bit < sample().mac.size() * 8; ++bit) {
+    Octets mac = sample().mac;
     mac[bit / 8] ^= static_cast<std::uint8_t>(1U << (bit % 8));
     EXPECT_EQ(decryptedWith(mac).error(), kBadData);
   }
 }
 
 TEST_P(MacProtected, RefusesChangedContent) {
-  for (std::size_t bit = 0; bit < sample_.encrypted.size() * 8; ++bit) {
-    Octets changed = sample_.encrypted;
+  for (std::size_t bit = 0; bit < sample().encrypted.size() * 8; ++bit) {
+    Octets changed = sample().encrypted;
     changed[bit / 8] ^= static_cast<std::uint8_t>(1U << (bit % 8));
-    EXPECT_EQ(decrypted(sample_.oid, sample_.parameters, kKey, sample_.mac, changed).error(),
+    EXPECT_EQ(decrypted(sample().oid, sample().parameters, kKey, sample().mac, changed).error(),
               kBadData);
   }
 }
 
 TEST_P(MacProtected, RefusesAMissingMac) {
-  const der::Bytes mac = sample_.mac;
+  const der::Bytes mac = sample().mac;
   EXPECT_EQ(decryptedWith({}).error(), kBadData);
   EXPECT_EQ(decryptedWith(mac.first(mac.size() - 1)).error(), kBadData);
   EXPECT_EQ(decryptedWith(Octets(mac.size() + 1)).error(), kBadData);
@@ -121,7 +124,7 @@ TEST_P(MacProtected, RefusesAMissingMac) {
 TEST_P(MacProtected, NeedsAKeyOfItsLength) {
   const der::Bytes key = kKey;
   EXPECT_EQ(
-      decrypted(sample_.oid, sample_.parameters, key.first(31), sample_.mac, sample_.encrypted)
+      decrypted(sample().oid, sample().parameters, key.first(31), sample().mac, sample().encrypted)
           .error(),
       kBadData);
 }
