@@ -3,6 +3,8 @@
 
 // What every operation does with its flat arguments.
 
+#include <cstddef>
+
 #include "qxsapssf/owned_bytes.h"
 #include "qxsapssf/ssf.h"
 #include "qxsapssf/trace.h"
@@ -44,6 +46,15 @@ inline bool hasInput(const char* function, const SAP_B8* input) noexcept {
     return false;
   }
   return true;
+}
+
+/// countNodes is the length of a list of records.
+inline std::size_t countNodes(const SigRcpSsfInformationListStruct* node) noexcept {
+  std::size_t count = 0;
+  for (; node != nullptr; node = node->next) {
+    ++count;
+  }
+  return count;
 }
 
 /// handOver gives a byte string to the caller.

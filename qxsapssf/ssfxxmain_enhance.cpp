@@ -32,23 +32,26 @@ bool enhance(HCRYPTMSG message, int signerIndex, CADES_SIGN_PARA& para) noexcept
 
 }  // namespace
 
-bool TspService::setAddress(const char* address) noexcept {
+SAPRETURN TspService::setAddress(const char* address) noexcept {
   const std::size_t size = std::strlen(address) + 1;
   if (size >= kMaxAddressSize) {
-    return false;
+    return SSF_API_ENCODE_ERROR;
   }
   wideAddress_ = OwnedBytes::allocate(size * sizeof(wchar_t));
-  if (!wideAddress_ || MultiByteToWideChar(CP_ACP,
-                                           /*dwFlags=*/0,
-                                           address,
-                                           /*cbMultiByte=*/-1,
-                                           wideAddress_.as<wchar_t>(),
-                                           static_cast<int>(size)) == 0) {
-    return false;
+  if (!wideAddress_) {
+    return SSF_API_NO_MEMORY;
+  }
+  if (MultiByteToWideChar(CP_ACP,
+                          /*dwFlags=*/0,
+                          address,
+                          /*cbMultiByte=*/-1,
+                          wideAddress_.as<wchar_t>(),
+                          static_cast<int>(size)) == 0) {
+    return SSF_API_ENCODE_ERROR;
   }
   record_.dwSize = sizeof(record_);
   record_.wszUri = wideAddress_.as<wchar_t>();
-  return true;
+  return SSF_API_OK;
 }
 
 CADES_SIGN_PARA cadesSignPara(CADES_TSP_SERVICE* service) noexcept {
@@ -74,7 +77,7 @@ Enhancement EnhancePKCS7(OwnedBytes& message, const char* tspUrl, int signerInde
                                 /*fFinal=*/TRUE) == FALSE) {
     return failedAttempt();
   }
-  if (tspUrl != nullptr && !service.setAddress(tspUrl)) {
+  if (tspUrl != nullptr && service.setAddress(tspUrl) != SSF_API_OK) {
     return failedAttempt();
   }
   CADES_SIGN_PARA para = cadesSignPara(tspUrl == nullptr ? nullptr : service.record());

@@ -11,9 +11,9 @@ namespace qx {
 /// TspService is a time-stamp server in the form that the CAdES functions take.
 class TspService {
  public:
-  /// setAddress takes an address; an empty one is an address too. False when it is too long, cannot be
-  /// converted, or there is no memory.
-  bool setAddress(const char* address) noexcept;
+  /// setAddress takes an address; an empty one is an address too. SSF_API_OK; SSF_API_ENCODE_ERROR when
+  /// it is too long or cannot be converted; SSF_API_NO_MEMORY.
+  SAPRETURN setAddress(const char* address) noexcept;
 
   /// The record, which lives as long as this object stays in its place.
   CADES_TSP_SERVICE* record() noexcept { return &record_; }

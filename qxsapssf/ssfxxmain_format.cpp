@@ -41,6 +41,23 @@ SAPRETURN check_ssf_format(const char* name, int nameLength, unsigned char* isCa
   return SSF_API_OK;
 }
 
+SAPRETURN acceptFormat(const char* function,
+                       const SAP_B8* name,
+                       SsfOctetlen nameLength,
+                       bool& isCades) noexcept {
+  if (nameLength > 0) {
+    QX_TRACE(function, "#info# SSFformat name ('%s').\n", TraceText(name, nameLength).c_str());
+  }
+  unsigned char flag = 0;
+  const SAPRETURN code = check_ssf_format(reinterpret_cast<const char*>(name), nameLength, &flag);
+  if (code != SSF_API_OK) {
+    return code;
+  }
+  isCades = flag != 0;
+  QX_TRACE(function, "#info#: accept isCades='%d' \n", flag);
+  return SSF_API_OK;
+}
+
 bool isNameOrPrefix(const SAP_B8* name, SsfOctetlen nameLength, std::string_view full) noexcept {
   const std::size_t compared = std::min(static_cast<std::size_t>(nameLength), full.size() + 1);
   return compared == 0 || std::memcmp(name, full.data(), compared) == 0;

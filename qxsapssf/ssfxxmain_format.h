@@ -11,6 +11,13 @@ namespace qx {
 /// sets *isCades to 1 for the formats that are CAdES, else to 0.
 SAPRETURN check_ssf_format(const char* name, int nameLength, unsigned char* isCades) noexcept;
 
+/// acceptFormat is check_ssf_format for the operations on signed messages, which tell the name that they
+/// are given and what they make of it.
+SAPRETURN acceptFormat(const char* function,
+                       const SAP_B8* name,
+                       SsfOctetlen nameLength,
+                       bool& isCades) noexcept;
+
 /// isNameOrPrefix tells whether the first nameLength bytes of `name` are those of `full` with its NUL,
 /// as far as that goes: shortened names match, longer ones only when a NUL follows the name. `full` is
 /// a string literal; `name` must not be NULL unless nameLength is 0.

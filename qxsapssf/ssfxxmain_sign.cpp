@@ -37,18 +37,11 @@ struct Signers {
   CertificateList included;
 };
 
-SAPRETURN checkArguments(const SignArguments& arguments, unsigned char& isCades) noexcept {
-  if (arguments.formatLength > 0) {
-    QX_TRACE(kName,
-             "#info# SSFformat name ('%s').\n",
-             TraceText(arguments.format, arguments.formatLength).c_str());
-  }
-  const SAPRETURN code = check_ssf_format(
-      reinterpret_cast<const char*>(arguments.format), arguments.formatLength, &isCades);
+SAPRETURN checkArguments(const SignArguments& arguments, bool& isCades) noexcept {
+  const SAPRETURN code = acceptFormat(kName, arguments.format, arguments.formatLength, isCades);
   if (code != SSF_API_OK) {
     return code;
   }
-  QX_TRACE(kName, "#info#: accept isCades='%d' \n", isCades);
   if (arguments.signers == nullptr) {
     QX_TRACE(kName, "#error#: Empty signer's list\n");
     return SSF_API_SIGNER_ERROR;
@@ -58,14 +51,6 @@ SAPRETURN checkArguments(const SignArguments& arguments, unsigned char& isCades)
     return SSF_API_INVALID_INPUT;
   }
   return hasInput(kName, arguments.input) ? SSF_API_OK : SSF_API_INVALID_INPUT;
-}
-
-int countNodes(const SigRcpSsfInformationListStruct* node) noexcept {
-  int count = 0;
-  for (; node != nullptr; node = node->next) {
-    ++count;
-  }
-  return count;
 }
 
 /// False when the signer has no usable certificate.
@@ -89,9 +74,9 @@ bool selectSigner(SigRcpSsfInformation& record, int number, bool isIncluded, Sig
 
 /// Every signer is tried, so that every record gets its result.
 SAPRETURN selectSigners(const SignArguments& arguments, Signers& signers) {
-  const int count = countNodes(arguments.signers);
-  QX_TRACE(kName, "#trace# Count of signers=%d.\n", count);
-  signers.slots.resize(static_cast<std::size_t>(count));
+  const std::size_t count = countNodes(arguments.signers);
+  QX_TRACE(kName, "#trace# Count of signers=%d.\n", static_cast<int>(count));
+  signers.slots.resize(count);
   int failures = 0;
   int number = 0;
   for (const auto* node = arguments.signers; node != nullptr; node = node->next, ++number) {
@@ -180,13 +165,13 @@ SAPRETURN makeSigned(const SignArguments& arguments, bool isCades, OwnedBytes& e
 }
 
 SAPRETURN sign(const SignArguments& arguments, SAP_B8** output, SsfOctetlen* outputLength) {
-  unsigned char isCades = 0;
+  bool isCades = false;
   OwnedBytes encoded;
   SAPRETURN code = checkArguments(arguments, isCades);
   if (code == SSF_API_OK) {
-    code = makeSigned(arguments, isCades != 0, encoded);
+    code = makeSigned(arguments, isCades, encoded);
   }
-  if (code == SSF_API_OK && isCades != 0) {
+  if (code == SSF_API_OK && isCades) {
     code = enhanceMessage(kName, encoded);
   }
   if (code == SSF_API_OK) {
@@ -198,6 +183,7 @@ SAPRETURN sign(const SignArguments& arguments, SAP_B8** output, SsfOctetlen* out
 }  // namespace
 }  // namespace qx
 
+// NOLINTBEGIN(readability-non-const-parameter): the interface is published without const
 SAPRETURN SsfSign(SAP_B8* format,
                   SsfOctetlen formatLength,
                   SAP_B8* /*hashAlgName*/,
@@ -224,3 +210,5 @@ SAPRETURN SsfSign(SAP_B8* format,
                     ostrSignedDataL);
   });
 }
+
+// NOLINTEND(readability-non-const-parameter)

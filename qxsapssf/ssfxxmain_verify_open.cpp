@@ -1,9 +1,8 @@
 #include <cstring>
 #include <string_view>
 
-#include "qxsapssf/encoding.h"
 #include "qxsapssf/identity/profile.h"
-#include "qxsapssf/message_params.h"
+#include "qxsapssf/message_decoder.h"
 #include "qxsapssf/qxsapssf_errors.h"
 #include "qxsapssf/ssfxxmain_arguments.h"
 #include "qxsapssf/ssfxxmain_format.h"
@@ -14,19 +13,11 @@ namespace qx {
 namespace {
 
 SAPRETURN checkArguments(const VerifyArguments& arguments, bool& isCades) noexcept {
-  if (arguments.formatLength > 0) {
-    QX_TRACE(kVerifyName,
-             "#info# SSFformat name ('%s').\n",
-             TraceText(arguments.format, arguments.formatLength).c_str());
-  }
-  unsigned char flag = 0;
-  const SAPRETURN code = check_ssf_format(
-      reinterpret_cast<const char*>(arguments.format), arguments.formatLength, &flag);
+  const SAPRETURN code =
+      acceptFormat(kVerifyName, arguments.format, arguments.formatLength, isCades);
   if (code != SSF_API_OK) {
     return code;
   }
-  isCades = flag != 0;
-  QX_TRACE(kVerifyName, "#info#: accept isCades='%d' \n", flag);
   if (arguments.signedDataLength <= 0) {
     QX_TRACE(kVerifyName, "#error#: ostrSignedDataL <= 0\n");
     return SSF_API_INVALID_INPUT;
@@ -38,32 +29,11 @@ SAPRETURN checkArguments(const VerifyArguments& arguments, bool& isCades) noexce
   return hasInput(kVerifyName, arguments.signedData) ? SSF_API_OK : SSF_API_INVALID_INPUT;
 }
 
-bool openDecoder(DWORD flags, Message& message) noexcept {
-  message.reset(CryptMsgOpenToDecode(kEncoding,
-                                     flags,
-                                     /*dwMsgType=*/0,
-                                     /*hCryptProv=*/0,
-                                     /*pRecipientInfo=*/nullptr,
-                                     /*pStreamInfo=*/nullptr));
-  if (!message) {
-    reportFailedCall(kVerifyName);
-  }
-  return static_cast<bool>(message);
-}
-
-bool update(const Message& message, const SAP_B8* bytes, SsfOctetlen length) noexcept {
-  if (CryptMsgUpdate(message.get(), bytes, static_cast<DWORD>(length), /*fFinal=*/TRUE) == FALSE) {
-    reportFailedCall(kVerifyName);
-    return false;
-  }
-  return true;
-}
-
 SAPRETURN decode(const VerifyArguments& arguments, Message& message) noexcept {
-  if (!openDecoder(/*flags=*/0, message)) {
+  if (!openDecoder(kVerifyName, /*flags=*/0, message)) {
     return SSF_API_NO_PROVIDER;
   }
-  if (!update(message, arguments.signedData, arguments.signedDataLength)) {
+  if (!decodeBytes(kVerifyName, message, arguments.signedData, arguments.signedDataLength)) {
     QX_TRACE(kVerifyName, "#error#: Invalid message format?.\n");
     return SSF_API_DECODE_ERROR;
   }
@@ -102,14 +72,14 @@ SAPRETURN takeDetached(const VerifyArguments& arguments, SignedMessage& message)
   }
   handOver(copy, arguments.output, arguments.outputLength);
   message.handle.close();
-  if (!openDecoder(CMSG_DETACHED_FLAG, message.handle)) {
+  if (!openDecoder(kVerifyName, CMSG_DETACHED_FLAG, message.handle)) {
     return SSF_API_NO_PROVIDER;
   }
-  if (!update(message.handle, arguments.signedData, arguments.signedDataLength)) {
+  if (!decodeBytes(kVerifyName, message.handle, arguments.signedData, arguments.signedDataLength)) {
     QX_TRACE(kVerifyName, "#error#: failed to decode Detached dignature!\n");
     return SSF_API_DECODE_ERROR;
   }
-  if (!update(message.handle, arguments.input, arguments.inputLength)) {
+  if (!decodeBytes(kVerifyName, message.handle, arguments.input, arguments.inputLength)) {
     QX_TRACE(kVerifyName, "#error#: failed to encode source data for Detached dignature!\n");
     return SSF_API_DECODE_ERROR;
   }

@@ -2,6 +2,7 @@
 #define QX_QXSAPSSF_IDENTITY_CERT_ID_H_
 
 #include <cstdint>
+#include <string_view>
 
 #include "platform/types.h"
 
@@ -23,6 +24,11 @@ void readFromHexString(const char* text, std::int32_t length, BYTE* out, DWORD& 
 /// digit too, leaves `hash` alone: empty, it is the thumbprint of no certificate. False only when there
 /// is no memory.
 bool parse_CertHashID(const char* text, std::int32_t length, OwnedBytes& hash) noexcept;
+
+/// isBlank says whether an identity consists of spaces only. Other white space is not blank.
+inline bool isBlank(std::string_view identity) noexcept {
+  return identity.find_first_not_of(' ') == std::string_view::npos;
+}
 
 /// isTime says whether a text begins with the 14 digits of a date and time.
 bool isTime(const char* text) noexcept;

@@ -21,6 +21,7 @@ TraceText traced(std::string_view text) {
 const SelectionTrace kSignSelection{
     .function = kSign,
     .tellsProgress = true,
+    .needsHash = true,
     .pinNotTaken = SSF_RESULT_INVALID_PASSWORD,
     .storeNamed =
         [](int number, std::string_view profile) {
@@ -56,6 +57,7 @@ const SelectionTrace kSignSelection{
 const SelectionTrace kAddSignSelection{
     .function = kAddSign,
     .tellsProgress = true,
+    .needsHash = true,
     .pinNotTaken = SSF_RESULT_INVALID_PASSWORD,
     .storeNamed =
         [](int /*number*/, std::string_view profile) {
@@ -89,6 +91,7 @@ const SelectionTrace kAddSignSelection{
 const SelectionTrace kDevelopeSelection{
     .function = kDevelope,
     .tellsProgress = false,
+    .needsHash = false,
     .pinNotTaken = SSF_RESULT_INVALID_PROFILE,
     .storeNamed = [](int /*number*/, std::string_view /*profile*/) {},
     .storeInvalid = [] { QX_TRACE(kDevelope, "#error#: Invaild Store in user's profile\n"); },

@@ -14,6 +14,8 @@ struct SelectionTrace {
   const char* function;
   /// The lines that tell the progress of the search; SsfDevelope tells none.
   bool tellsProgress;
+  /// Whether the key is to sign, so that it needs a hash algorithm.
+  bool needsHash;
   /// The record's result when the provider does not take the PIN.
   SAPRETURN pinNotTaken;
   void (*storeNamed)(int number, std::string_view profile);

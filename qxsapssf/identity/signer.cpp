@@ -3,6 +3,7 @@
 #include <string_view>
 #include <utility>
 
+#include "qxsapssf/identity/cert_id.h"
 #include "qxsapssf/identity/certificate_walk.h"
 #include "qxsapssf/identity/private_key.h"
 #include "qxsapssf/identity/profile.h"
@@ -13,34 +14,25 @@
 namespace qx {
 namespace {
 
-Store openSignerStore(SigRcpSsfInformation& signer, int number, const SelectionTrace& trace) {
-  const std::string_view profile = viewOf(signer.profile, signer.profileLength);
-  if (!profile.empty()) {
-    trace.storeNamed(number, profile);
+bool readIdentity(SigRcpSsfInformation& owner, const SelectionTrace& trace, Identity& identity) {
+  if (trace.tellsProgress) {
+    QX_TRACE(trace.function,
+             "#info#: Searched userID (%s)\n",
+             TraceText(owner.id, owner.idLength).c_str());
   }
-  Store store = openProfileStore(profile, StoreMy);
-  if (!store) {
-    trace.storeInvalid();
-    signer.result = SSF_RESULT_INVALID_PROFILE;
-  }
-  return store;
-}
-
-bool readIdentity(SigRcpSsfInformation& signer, const char* function, Identity& identity) {
-  QX_TRACE(
-      function, "#info#: Searched userID (%s)\n", TraceText(signer.id, signer.idLength).c_str());
-  if (identity.read(viewOf(signer.id, signer.idLength))) {
+  if (identity.read(viewOf(owner.id, owner.idLength))) {
     return true;
   }
-  QX_TRACE(
-      function, "#error#: Invalid user's ID (%s)\n", TraceText(signer.id, signer.idLength).c_str());
-  signer.result = SSF_RESULT_UNKNOWN;
+  QX_TRACE(trace.function,
+           "#error#: Invalid user's ID (%s)\n",
+           TraceText(owner.id, owner.idLength).c_str());
+  owner.result = SSF_RESULT_UNKNOWN;
   return false;
 }
 
 /// The hash that goes with the key decides, whatever hash the caller of the operation asked for.
 bool chooseHash(const CERT_INFO& certificate,
-                SigRcpSsfInformation& signer,
+                SigRcpSsfInformation& owner,
                 const char* function,
                 CMSG_SIGNER_ENCODE_INFO& slot) noexcept {
   const LPCSTR oid = CertAlgIdToOID(QXCryptGetProviderHashAlgId(
@@ -48,7 +40,7 @@ bool chooseHash(const CERT_INFO& certificate,
   if (oid == nullptr) {
     QX_TRACE(function, "#error#: %08x\n", GetLastError());
     ErrorHandleEx(kMainUnit, __LINE__, kBadSignatureAlgorithmMessage, nullptr);
-    signer.result = SSF_RESULT_NOT_OK;
+    owner.result = SSF_RESULT_NOT_OK;
     return false;
   }
   // The platform only reads the OID; the published record has no const.
@@ -60,13 +52,13 @@ bool chooseHash(const CERT_INFO& certificate,
 
 Certificate findCertificate(const Store& store,
                             const Identity& identity,
-                            SigRcpSsfInformation& signer,
+                            SigRcpSsfInformation& owner,
                             const SelectionTrace& trace,
                             CMSG_SIGNER_ENCODE_INFO& slot) {
-  CertificateWalk walk(store, identity, signer, trace.function);
+  CertificateWalk walk(store, identity, owner, trace.function);
   while (PCCERT_CONTEXT candidate = walk.next()) {
-    if (unlockPrivateKey(candidate, signer, trace, slot.hCryptProv, slot.dwKeySpec) &&
-        chooseHash(*candidate->pCertInfo, signer, trace.function, slot)) {
+    if (unlockPrivateKey(candidate, owner, trace, slot.hCryptProv, slot.dwKeySpec) &&
+        (!trace.needsHash || chooseHash(*candidate->pCertInfo, owner, trace.function, slot))) {
       slot.pCertInfo = candidate->pCertInfo;
       return walk.take();
     }
@@ -77,17 +69,56 @@ Certificate findCertificate(const Store& store,
 }  // namespace
 
 bool hasIdentity(SigRcpSsfInformation& signer, const char* function) noexcept {
-  signer.result = SSF_RESULT_UNKNOWN;
   const std::string_view id = viewOf(signer.id, signer.idLength);
   if (id.empty()) {
     QX_TRACE(function, "#error#: strSigRcpIdL <= 0\n");
-    return false;
-  }
-  if (id.find_first_not_of(' ') == std::string_view::npos) {
+  } else if (isBlank(id)) {
     QX_TRACE(function, "#error#: Empty strSigRcpId\n");
-    return false;
+  } else {
+    return true;
   }
-  return true;
+  signer.result = SSF_RESULT_UNKNOWN;
+  return false;
+}
+
+Store openKeyStore(SigRcpSsfInformation& owner, int number, const SelectionTrace& trace) {
+  const std::string_view profile = viewOf(owner.profile, owner.profileLength);
+  if (!profile.empty()) {
+    trace.storeNamed(number, profile);
+  }
+  Store store = openProfileStore(profile, StoreMy);
+  if (!store) {
+    trace.storeInvalid();
+    owner.result = SSF_RESULT_INVALID_PROFILE;
+  }
+  return store;
+}
+
+Certificate searchKeyStore(Store store,
+                           SigRcpSsfInformation& owner,
+                           int number,
+                           const SelectionTrace& trace,
+                           CMSG_SIGNER_ENCODE_INFO& slot,
+                           CertificateList* certificates) {
+  Identity identity;
+  if (!readIdentity(owner, trace, identity)) {
+    return {};
+  }
+  if (trace.tellsProgress) {
+    QX_TRACE(trace.function, "#trace# Search Signer's certificate.\n");
+  }
+  Certificate found = findCertificate(store, identity, owner, trace, slot);
+  if (found && certificates != nullptr) {
+    Certificate duplicate(CertDuplicateCertificateContext(found.get()));
+    certificates->push_back(std::move(duplicate));
+  }
+  store.close();
+  if (found) {
+    owner.result = SSF_RESULT_OK;
+  } else {
+    trace.notFound(number);
+  }
+  return found;
 }
 
 Certificate selectSignerCertificate(SigRcpSsfInformation& signer,
@@ -95,28 +126,13 @@ Certificate selectSignerCertificate(SigRcpSsfInformation& signer,
                                     const SelectionTrace& trace,
                                     CMSG_SIGNER_ENCODE_INFO& slot,
                                     CertificateList* certificates) {
+  signer.result = SSF_RESULT_UNKNOWN;
   slot.cbSize = sizeof(slot);
-  Store store = openSignerStore(signer, number, trace);
+  Store store = openKeyStore(signer, number, trace);
   if (!store) {
     return {};
   }
-  Identity identity;
-  if (!readIdentity(signer, trace.function, identity)) {
-    return {};
-  }
-  QX_TRACE(trace.function, "#trace# Search Signer's certificate.\n");
-  Certificate found = findCertificate(store, identity, signer, trace, slot);
-  if (found && certificates != nullptr) {
-    Certificate duplicate(CertDuplicateCertificateContext(found.get()));
-    certificates->push_back(std::move(duplicate));
-  }
-  store.close();
-  if (found) {
-    signer.result = SSF_RESULT_OK;
-  } else {
-    trace.notFound(number);
-  }
-  return found;
+  return searchKeyStore(std::move(store), signer, number, trace, slot, certificates);
 }
 
 }  // namespace qx

@@ -172,7 +172,7 @@ TEST(TspServiceTest, RefusesAnAddressThatIsTooLong) {
   const EndlessText address(0x3FFFFFFF);
   ASSERT_EQ(std::strlen(address.c_str()), 0x3FFFFFFFU);
   TspService service;
-  EXPECT_FALSE(service.setAddress(address.c_str()));
+  EXPECT_EQ(service.setAddress(address.c_str()), SSF_API_ENCODE_ERROR);
   EXPECT_THAT(provider().journal(), IsEmpty());
 }
 

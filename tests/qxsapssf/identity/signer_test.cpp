@@ -179,8 +179,9 @@ TEST_F(SignerTest, IsNamedWhenThereIsAnIdentity) {
   std::string id = " a ";
   signer.id = test::bytesOf(id);
   signer.idLength = 3;
+  signer.result = 99;
   EXPECT_TRUE(hasIdentity(signer, "SsfSomething"));
-  EXPECT_EQ(signer.result, SSF_RESULT_UNKNOWN);
+  EXPECT_EQ(signer.result, 99);
   EXPECT_THAT(test::linesOf("SsfSomething"), IsEmpty());
 }
 
@@ -200,6 +201,20 @@ TEST_F(SignerTest, IsNotNamedByNothingOrBySpaces) {
     EXPECT_FALSE(hasIdentity(signer, "SsfSomething"));
     EXPECT_EQ(test::linesOf("SsfSomething").back(), "#error#: Empty strSigRcpId\n");
   }
+}
+
+TEST_F(SignerTest, IsUnknownUntilTheStoreTellsOtherwise) {
+  provider().stores.push_back({});
+  record().result = 99;
+  EXPECT_FALSE(select(kSignSelection));
+  EXPECT_EQ(record().result, SSF_RESULT_UNKNOWN);
+}
+
+TEST_F(SignerTest, OfADecryptionNeedsNoHash) {
+  provider().addCertificate({.publicKeyOid = "1.2.3"});
+  EXPECT_TRUE(select(kDevelopeSelection));
+  EXPECT_EQ(slot_.HashAlgorithm.pszObjId, nullptr);
+  EXPECT_THAT(test::linesOf("SsfDevelope"), IsEmpty());
 }
 
 TEST_F(SignerTest, ReadsItsIdentityAsFarAsItsLength) {
