@@ -6,6 +6,7 @@
 
 #include <array>
 #include <cstdio>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -134,6 +135,30 @@ inline std::string errorText(DWORD error) {
   std::snprintf(text.data(), text.size(), "Text of error %08x. \r\n", error);
   return text.data();
 }
+
+/// Watches the memory of the PIN that the next call sets, to see what is left in it. The PIN must be
+/// longer than what a string keeps in itself.
+class PinWatch {
+ public:
+  PinWatch() {
+    provider().onPinSet = [this](const void* pin, std::size_t size) { watch_.emplace(pin, size); };
+  }
+
+  PinWatch(const PinWatch&) = delete;
+  PinWatch& operator=(const PinWatch&) = delete;
+
+  ~PinWatch() { provider().onPinSet = nullptr; }
+
+  /// What stood in the memory when it was given back.
+  std::string leftover() const {
+    return watch_ && watch_->wasFreed() ? std::string(watch_->contents()) : "never freed";
+  }
+
+ private:
+  std::optional<scripted::FreeWatch> watch_;
+};
+
+inline constexpr const char* kLongPin = "a long PIN of more than sixteen bytes";
 
 /// Default settings before each test.
 class OperationTest : public scripted::ScriptedTest {

@@ -30,16 +30,20 @@ ToyMessage signedToy(const CMSG_SIGNED_ENCODE_INFO& info) {
   return toy;
 }
 
+std::string describeSigner(const CMSG_SIGNER_ENCODE_INFO& signer) {
+  return "signer cbSize " + std::to_string(signer.cbSize) + " " +
+         textOf(signer.pCertInfo->Subject) + " " +
+         state().nameOf(reinterpret_cast<const void*>(  // NOLINT(performance-no-int-to-ptr)
+             signer.hCryptProv)) +
+         " spec " + std::to_string(signer.dwKeySpec) + " hash " + signer.HashAlgorithm.pszObjId +
+         " attributes " + std::to_string(signer.cAuthAttr) + "+" +
+         std::to_string(signer.cUnauthAttr);
+}
+
 std::string describeSigned(const CMSG_SIGNED_ENCODE_INFO& info) {
   std::string text = "cbSize " + std::to_string(info.cbSize);
   for (const CMSG_SIGNER_ENCODE_INFO& signer : std::span(info.rgSigners, info.cSigners)) {
-    text += " signer cbSize " + std::to_string(signer.cbSize) + " " +
-            textOf(signer.pCertInfo->Subject) + " " +
-            state().nameOf(reinterpret_cast<const void*>(  // NOLINT(performance-no-int-to-ptr)
-                signer.hCryptProv)) +
-            " spec " + std::to_string(signer.dwKeySpec) + " hash " + signer.HashAlgorithm.pszObjId +
-            " attributes " + std::to_string(signer.cAuthAttr) + "+" +
-            std::to_string(signer.cUnauthAttr);
+    text += " " + describeSigner(signer);
   }
   text += " certificates " + std::to_string(info.cCertEncoded) + " crls " +
           std::to_string(info.cCrlEncoded);
@@ -168,9 +172,10 @@ BOOL CadesMsgEnhanceSignatureAll(HCRYPTMSG hCryptMsg, CADES_SIGN_PARA* pCadesSig
 
 BOOL CadesMsgAddEnhancedSignature(HCRYPTMSG hCryptMsg, CADES_ENHANCED_SIGN_PARA* pPara) {
   const AllocationsPause pause;
-  Call call("CadesMsgAddEnhancedSignature(%s, dwSize %u %s)",
+  Call call("CadesMsgAddEnhancedSignature(%s, dwSize %u %s, %s)",
             state().nameOf(hCryptMsg).c_str(),
             pPara->dwSize,
+            describeSigner(*pPara->pSignerInfo).c_str(),
             describe(pPara->pCadesSignPara).c_str());
   const BOOL enhanced = enhance(call, hCryptMsg, "added signer", pPara->pCadesSignPara);
   if (enhanced != FALSE) {

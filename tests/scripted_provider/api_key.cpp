@@ -100,6 +100,9 @@ BOOL CryptSetProvParam(HCRYPTPROV hProv, DWORD dwParam, const BYTE* pbData, DWOR
     return FALSE;
   }
   key->pinSet = reinterpret_cast<const char*>(pbData);
+  if (provider().onPinSet) {
+    provider().onPinSet(pbData, key->pinSet.size());
+  }
   state().pins.push_back(key->pinSet);
   return TRUE;
 }

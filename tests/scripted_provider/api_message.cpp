@@ -63,24 +63,50 @@ const char* nameOfControl(DWORD control) {
   }
 }
 
+const void* pointerOf(HCRYPTPROV handle) {
+  return reinterpret_cast<const void*>(handle);  // NOLINT(performance-no-int-to-ptr)
+}
+
 /// What an encoder was told, for the journal.
 std::string describe(DWORD type, const void* info) {
   if (type == CMSG_HASHED) {
     const auto* hashed = static_cast<const CMSG_HASHED_ENCODE_INFO*>(info);
     return "cbSize " + std::to_string(hashed->cbSize) + " " +
-           state().nameOf(reinterpret_cast<const void*>(  // NOLINT(performance-no-int-to-ptr)
-               hashed->hCryptProv)) +
-           " " + hashed->HashAlgorithm.pszObjId + " parameters " +
-           std::to_string(hashed->HashAlgorithm.Parameters.cbData) +
+           state().nameOf(pointerOf(hashed->hCryptProv)) + " " + hashed->HashAlgorithm.pszObjId +
+           " parameters " + std::to_string(hashed->HashAlgorithm.Parameters.cbData) +
            (hashed->pvHashAuxInfo == nullptr ? "" : " auxiliary");
   }
   if (type == CMSG_ENVELOPED) {
     const auto* enveloped = static_cast<const CMSG_ENVELOPED_ENCODE_INFO*>(info);
-    return "cbSize " + std::to_string(enveloped->cbSize) + " " +
-           enveloped->ContentEncryptionAlgorithm.pszObjId + " recipients " +
-           std::to_string(enveloped->cRecipients);
+    const CRYPT_ALGORITHM_IDENTIFIER& cipher = enveloped->ContentEncryptionAlgorithm;
+    std::string text = "cbSize " + std::to_string(enveloped->cbSize) + " provider " +
+                       std::to_string(enveloped->hCryptProv) + " " + cipher.pszObjId +
+                       " parameters " + std::to_string(cipher.Parameters.cbData) +
+                       (enveloped->pvEncryptionAuxInfo == nullptr ? "" : " auxiliary") +
+                       " recipients";
+    for (const CERT_INFO* recipient : std::span(enveloped->rgpRecipients, enveloped->cRecipients)) {
+      text += " (" + textOf(recipient->Subject) + ")";
+    }
+    return text;
   }
   return describeSigned(*static_cast<const CMSG_SIGNED_ENCODE_INFO*>(info));
+}
+
+/// What a control was told, for the journal; the verification of a signature tells itself.
+std::string describeControl(DWORD control, const void* parameters) {
+  if (control == CMSG_CTRL_ADD_SIGNER) {
+    return ", " + describeSigner(*static_cast<const CMSG_SIGNER_ENCODE_INFO*>(parameters));
+  }
+  if (control == CMSG_CTRL_ADD_CERT) {
+    return ", " + textOf(*static_cast<const CERT_BLOB*>(parameters));
+  }
+  if (control == CMSG_CTRL_DECRYPT) {
+    const auto* para = static_cast<const CMSG_CTRL_DECRYPT_PARA*>(parameters);
+    return ", cbSize " + std::to_string(para->cbSize) + " " +
+           state().nameOf(pointerOf(para->hCryptProv)) + " spec " +
+           std::to_string(para->dwKeySpec) + " recipient " + std::to_string(para->dwRecipientIndex);
+  }
+  return "";
 }
 
 ToyMessage toyOf(DWORD type, const void* info) {
@@ -238,6 +264,19 @@ BOOL addCertificate(Call& call, MessageObject& message, const void* parameters) 
   return TRUE;
 }
 
+BOOL decrypt(Call& call, MessageObject& message, const void* parameters) {
+  const auto* para = static_cast<const CMSG_CTRL_DECRYPT_PARA*>(parameters);
+  const auto* key = state().find<KeyObject>(pointerOf(para->hCryptProv), "CMSG_CTRL_DECRYPT");
+  if (message.toy.type != CMSG_ENVELOPED || key == nullptr) {
+    return call.fail(CRYPT_E_INVALID_MSG_TYPE);
+  }
+  if (para->dwRecipientIndex >= message.toy.recipients.size()) {
+    return call.fail(CRYPT_E_INVALID_INDEX);
+  }
+  message.isDecrypted = true;
+  return TRUE;
+}
+
 }  // namespace
 
 HCRYPTMSG CryptMsgOpenToEncode(DWORD dwMsgEncodingType,
@@ -317,10 +356,11 @@ BOOL CryptMsgGetParam(
 
 BOOL CryptMsgControl(HCRYPTMSG hCryptMsg, DWORD dwFlags, DWORD dwCtrlType, void const* pvCtrlPara) {
   const AllocationsPause pause;
-  Call call("CryptMsgControl(%s, %u, %s)",
+  Call call("CryptMsgControl(%s, %u, %s%s)",
             state().nameOf(hCryptMsg).c_str(),
             dwFlags,
-            nameOfControl(dwCtrlType));
+            nameOfControl(dwCtrlType),
+            describeControl(dwCtrlType, pvCtrlPara).c_str());
   auto* message = state().find<MessageObject>(hCryptMsg, "CryptMsgControl");
   if (call.fails() || message == nullptr) {
     return FALSE;
@@ -335,8 +375,7 @@ BOOL CryptMsgControl(HCRYPTMSG hCryptMsg, DWORD dwFlags, DWORD dwCtrlType, void 
     case CMSG_CTRL_ADD_CERT:
       return addCertificate(call, *message, pvCtrlPara);
     case CMSG_CTRL_DECRYPT:
-      message->isDecrypted = true;
-      return TRUE;
+      return decrypt(call, *message, pvCtrlPara);
     default:
       return call.fail(CRYPT_E_CONTROL_TYPE);
   }

@@ -27,6 +27,7 @@ void Provider::reset() {
   stores.clear();
   otherCertificates.clear();
   messages.clear();
+  onPinSet = nullptr;
   promptAnswer.reset();
   workingTspServers = {""};
   timeStampsLeft = -1;

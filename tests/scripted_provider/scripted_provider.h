@@ -8,6 +8,7 @@
 // It is one object, for one thread. A test begins with provider().reset().
 
 #include <cstdint>
+#include <functional>
 #include <map>
 #include <memory>
 #include <optional>
@@ -152,6 +153,9 @@ class QX_SCRIPTED_API Provider {
 
   /// Makes a message known and returns its encoding.
   std::string addMessage(const ToyMessage& message);
+
+  /// Looks at the memory of a PIN while it is being set.
+  std::function<void(const void* pin, std::size_t size)> onPinSet;
 
   // ---- Tracing ----
   void setTraceMask(std::uint8_t mask);  // 8 at reset

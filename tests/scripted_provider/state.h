@@ -215,6 +215,7 @@ PCCERT_CONTEXT giveCertificate(const ToyCertificate& toy, const void* store, std
 /// What encoders of signed messages are told: as a toy, and for the journal.
 ToySigner signerOf(const CMSG_SIGNER_ENCODE_INFO& info);
 ToyMessage signedToy(const CMSG_SIGNED_ENCODE_INFO& info);
+std::string describeSigner(const CMSG_SIGNER_ENCODE_INFO& signer);
 std::string describeSigned(const CMSG_SIGNED_ENCODE_INFO& info);
 
 std::string hex(std::span<const BYTE> bytes);

@@ -1,0 +1,303 @@
+#include <cstring>
+
+#include "platform/cades.h"
+
+#include "qxsapssf/config/config.h"
+#include "qxsapssf/frame.h"
+#include "qxsapssf/identity/signer.h"
+#include "qxsapssf/message_decoder.h"
+#include "qxsapssf/message_params.h"
+#include "qxsapssf/owned_bytes.h"
+#include "qxsapssf/platform_handles.h"
+#include "qxsapssf/ssf.h"
+#include "qxsapssf/ssfxxmain_arguments.h"
+#include "qxsapssf/ssfxxmain_enhance.h"
+#include "qxsapssf/ssfxxmain_format.h"
+#include "qxsapssf/trace.h"
+
+namespace qx {
+namespace {
+
+constexpr const char* kName = "SsfAddSign";
+
+struct AddSignArguments {
+  const SAP_B8* format;
+  SsfOctetlen formatLength;
+  bool includesCertificate;
+  const SAP_B8* signedData;
+  SsfOctetlen signedDataLength;
+  const SAP_B8* input;
+  SsfOctetlen inputLength;
+  SigRcpSsfInformation* signer;
+};
+
+SAPRETURN checkArguments(const AddSignArguments& arguments, bool& isCades) noexcept {
+  const SAPRETURN code = acceptFormat(kName, arguments.format, arguments.formatLength, isCades);
+  if (code != SSF_API_OK) {
+    return code;
+  }
+  if (arguments.signer == nullptr) {
+    QX_TRACE(kName, "#error#: Empty signer structure\n");
+    return SSF_API_SIGNER_ERROR;
+  }
+  if (arguments.signedDataLength <= 0) {
+    QX_TRACE(kName, "#error#: ostrSignedDataL <= 0\n");
+    return SSF_API_INVALID_INPUT;
+  }
+  if (arguments.inputLength < 0) {
+    QX_TRACE(kName, "#error#: ostrInputDataL < 0\n");
+    return SSF_API_INVALID_INPUT;
+  }
+  if (!hasInput(kName, arguments.signedData)) {
+    return SSF_API_INVALID_INPUT;
+  }
+  return hasIdentity(*arguments.signer, kName) ? SSF_API_OK : SSF_API_SIGNER_ERROR;
+}
+
+/// The content that the caller gave, if any, must be the message's.
+SAPRETURN compareContent(const AddSignArguments& arguments,
+                         const Message& message,
+                         DWORD size) noexcept {
+  if (arguments.inputLength > 0 && !hasInput(kName, arguments.input)) {
+    return SSF_API_INVALID_INPUT;
+  }
+  OwnedBytes content;
+  const SAPRETURN code = readSizedParam(kName,
+                                        message.get(),
+                                        CMSG_CONTENT_PARAM,
+                                        /*index=*/0,
+                                        size,
+                                        SSF_API_DECODE_ERROR,
+                                        content);
+  if (code != SSF_API_OK || arguments.inputLength == 0) {
+    return code;
+  }
+  const auto inputSize = static_cast<std::size_t>(arguments.inputLength);
+  if (content.size() != inputSize || std::memcmp(content.data(), arguments.input, inputSize) != 0) {
+    QX_TRACE(kName, "#error#: Input data is different from content data\n");
+    return SSF_API_INVALID_INPUT;
+  }
+  return SSF_API_OK;
+}
+
+/// Decodes the message to learn whether it brings its content along: `flags` is what it has to be opened
+/// with from then on.
+SAPRETURN examineMessage(const AddSignArguments& arguments, DWORD& flags) noexcept {
+  Message message;
+  if (!openDecoder(kName, /*flags=*/0, message)) {
+    return SSF_API_NO_PROVIDER;
+  }
+  if (!decodeBytes(kName, message, arguments.signedData, arguments.signedDataLength)) {
+    return SSF_API_DECODE_ERROR;
+  }
+  DWORD size = 0;
+  if (CryptMsgGetParam(message.get(), CMSG_CONTENT_PARAM, /*dwIndex=*/0, nullptr, &size) == FALSE) {
+    return failedCall(kName, SSF_API_DECODE_ERROR);
+  }
+  if (size != 0) {
+    flags = 0;
+    return compareContent(arguments, message, size);
+  }
+  flags = CMSG_DETACHED_FLAG;
+  if (arguments.input == nullptr || arguments.inputLength == 0) {
+    QX_TRACE(kName, "#error#: No Input data\n");
+    return SSF_API_INVALID_INPUT;
+  }
+  return SSF_API_OK;
+}
+
+SAPRETURN reopenMessage(const AddSignArguments& arguments, DWORD flags, Message& message) noexcept {
+  QX_TRACE(kName, "#trace#: trying to add signature to message.\n");
+  if (!openDecoder(kName, flags, message)) {
+    return SSF_API_NO_PROVIDER;
+  }
+  if (!decodeBytes(kName, message, arguments.signedData, arguments.signedDataLength)) {
+    return SSF_API_INVALID_INPUT;
+  }
+  if (flags == CMSG_DETACHED_FLAG &&
+      !decodeBytes(kName, message, arguments.input, arguments.inputLength)) {
+    return SSF_API_INVALID_INPUT;
+  }
+  return SSF_API_OK;
+}
+
+SAPRETURN addPlainSigner(const Message& message,
+                         CMSG_SIGNER_ENCODE_INFO& slot,
+                         PCCERT_CONTEXT included) noexcept {
+  if (CryptMsgControl(message.get(), /*dwFlags=*/0, CMSG_CTRL_ADD_SIGNER, &slot) == FALSE) {
+    reportFailedCall(kName);
+    QX_TRACE(kName, "#error#: Failed to add signer to message.\n");
+    return SSF_API_ENCODE_ERROR;
+  }
+  if (included != nullptr) {
+    const CERT_BLOB blob{.cbData = included->cbCertEncoded, .pbData = included->pbCertEncoded};
+    if (CryptMsgControl(message.get(), /*dwFlags=*/0, CMSG_CTRL_ADD_CERT, &blob) == FALSE) {
+      reportFailedCall(kName);
+      QX_TRACE(kName, "#error#: Failed to add certificate to message.\n");
+      return SSF_API_ENCODE_ERROR;
+    }
+  }
+  QX_TRACE(kName, "#info#: Signature is added to message.\n");
+  return SSF_API_OK;
+}
+
+bool addEnhanced(const Message& message,
+                 CMSG_SIGNER_ENCODE_INFO& slot,
+                 CADES_TSP_SERVICE* service) noexcept {
+  CADES_SIGN_PARA signPara = cadesSignPara(service);
+  CADES_ENHANCED_SIGN_PARA para{};
+  para.dwSize = sizeof(para);
+  para.pSignerInfo = &slot;
+  para.pCadesSignPara = &signPara;
+  return CadesMsgAddEnhancedSignature(message.get(), &para) != FALSE;
+}
+
+SAPRETURN failedWithListedServer() noexcept {
+  // Administrators know the line with this number, which has never told anything.
+  QX_TRACE(kName, "#error#: Failed to add enhanced signature to cades message. res = 0x%x\n", 0U);
+  return failedCall(kName, SSF_API_ENCODE_ERROR);
+}
+
+/// The failed attempt may have changed the message, so the second one works on a new handle. Unlike
+/// SsfSign this operation tries one server of the list only.
+SAPRETURN addWithListedServer(const AddSignArguments& arguments,
+                              DWORD flags,
+                              CMSG_SIGNER_ENCODE_INFO& slot,
+                              Message& message) noexcept {
+  const std::string& server = gConfig.tspList.front();
+  QX_TRACE(kName,
+           "#info#: Trying to enhance cades message with additional TSP = %s...\n",
+           TraceText(server.data(), static_cast<SsfOctetlen>(server.size())).c_str());
+  TspService service;
+  SAPRETURN code = service.setAddress(server.c_str());
+  if (code == SSF_API_NO_MEMORY) {
+    return failedCall(kName, code);
+  }
+  if (code != SSF_API_OK) {
+    return failedWithListedServer();
+  }
+  message.close();
+  code = reopenMessage(arguments, flags, message);
+  if (code != SSF_API_OK) {
+    return code;
+  }
+  return addEnhanced(message, slot, service.record()) ? SSF_API_OK : failedWithListedServer();
+}
+
+SAPRETURN addCadesSigner(const AddSignArguments& arguments,
+                         DWORD flags,
+                         CMSG_SIGNER_ENCODE_INFO& slot,
+                         Message& message) noexcept {
+  QX_TRACE(kName, "#trace#: trying to add cades enhanced signature with default TSP...\n");
+  if (!addEnhanced(message, slot, /*service=*/nullptr)) {
+    if (gConfig.tspList.empty()) {
+      reportFailedCall(kName);
+      QX_TRACE(kName, "#error#: Failed to add enhanced signature to cades message.\n");
+      return SSF_API_ENCODE_ERROR;
+    }
+    const SAPRETURN code = addWithListedServer(arguments, flags, slot, message);
+    if (code != SSF_API_OK) {
+      return code;
+    }
+  }
+  QX_TRACE(kName, "#info#: Enhanced signature is added to cades message.\n");
+  return SSF_API_OK;
+}
+
+SAPRETURN encodeMessage(Message& message, OwnedBytes& encoded) noexcept {
+  DWORD size = 0;
+  if (CryptMsgGetParam(message.get(), CMSG_ENCODED_MESSAGE, /*dwIndex=*/0, nullptr, &size) ==
+      FALSE) {
+    reportFailedCall(kName);
+    QX_TRACE(kName, "#error#: Failed to extract encoded message size.\n");
+    return SSF_API_ENCODE_ERROR;
+  }
+  const SAPRETURN code = readSizedParam(kName,
+                                        message.get(),
+                                        CMSG_ENCODED_MESSAGE,
+                                        /*index=*/0,
+                                        size,
+                                        SSF_API_ENCODE_ERROR,
+                                        encoded);
+  if (code == SSF_API_ENCODE_ERROR) {
+    QX_TRACE(kName, "#error#: Failed to extract encoded message.\n");
+  }
+  if (code != SSF_API_OK) {
+    return code;
+  }
+  return message.close() ? SSF_API_OK : failedCall(kName, SSF_API_ENCODE_ERROR);
+}
+
+/// Selects the signer and makes the message with him in it. His certificate outlives the message.
+SAPRETURN addSigner(const AddSignArguments& arguments,
+                    bool isCades,
+                    DWORD flags,
+                    OwnedBytes& encoded) {
+  CMSG_SIGNER_ENCODE_INFO slot{};
+  const Certificate certificate = selectSignerCertificate(
+      *arguments.signer, /*number=*/0, kAddSignSelection, slot, /*certificates=*/nullptr);
+  if (!certificate) {
+    return SSF_API_SIGNER_ERROR;
+  }
+  Message message;
+  SAPRETURN code = reopenMessage(arguments, flags, message);
+  if (code == SSF_API_OK) {
+    code = isCades
+               ? addCadesSigner(arguments, flags, slot, message)
+               : addPlainSigner(
+                     message, slot, arguments.includesCertificate ? certificate.get() : nullptr);
+  }
+  return code == SSF_API_OK ? encodeMessage(message, encoded) : code;
+}
+
+SAPRETURN addSign(const AddSignArguments& arguments, SAP_B8** output, SsfOctetlen* outputLength) {
+  bool isCades = false;
+  DWORD flags = 0;
+  OwnedBytes encoded;
+  SAPRETURN code = checkArguments(arguments, isCades);
+  if (code == SSF_API_OK) {
+    code = examineMessage(arguments, flags);
+  }
+  if (code == SSF_API_OK) {
+    code = addSigner(arguments, isCades, flags, encoded);
+  }
+  if (code == SSF_API_OK) {
+    handOver(encoded, output, outputLength);
+  }
+  return code;
+}
+
+}  // namespace
+}  // namespace qx
+
+// NOLINTBEGIN(readability-non-const-parameter): the interface is published without const
+SAPRETURN SsfAddSign(SAP_B8* format,
+                     SsfOctetlen formatLength,
+                     void* /*ignored3*/,
+                     void* /*ignored4*/,
+                     int includeCertificate,
+                     SAP_B8* ostrSignedData,
+                     SsfOctetlen ostrSignedDataL,
+                     SAP_B8* ostrInputData,
+                     SsfOctetlen ostrInputDataL,
+                     SigRcpSsfInformation* signer,
+                     SAP_B8** ostrOutputData,
+                     SsfOctetlen* ostrOutputDataL) noexcept {
+  return qx::runOperation(qx::kName, [&](qx::Frame& /*frame*/) -> SAPRETURN {
+    if (!qx::clearOutput(qx::kName, ostrOutputData, ostrOutputDataL)) {
+      return SSF_API_INVALID_INPUT;
+    }
+    return qx::addSign({.format = format,
+                        .formatLength = formatLength,
+                        .includesCertificate = qx::isSet(includeCertificate),
+                        .signedData = ostrSignedData,
+                        .signedDataLength = ostrSignedDataL,
+                        .input = ostrInputData,
+                        .inputLength = ostrInputDataL,
+                        .signer = signer},
+                       ostrOutputData,
+                       ostrOutputDataL);
+  });
+}
+
+// NOLINTEND(readability-non-const-parameter)
