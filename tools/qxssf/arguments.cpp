@@ -20,6 +20,10 @@ void addFormat(CLI::App& command, FileArguments& arguments) {
       ->capture_default_str();
 }
 
+bool isCades(const FileArguments& arguments) {
+  return arguments.format == "CADES" || arguments.format == "PKCS7_CADES";
+}
+
 void requireContent(const tools::Input& input) {
   if (input.bytes().empty()) {
     throw ToolError(ExitCode::Input,

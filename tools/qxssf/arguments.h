@@ -23,6 +23,9 @@ void addFiles(CLI::App& command, FileArguments& arguments, const std::string& ou
 /// addFormat adds --format, one of the interface's four names.
 void addFormat(CLI::App& command, FileArguments& arguments);
 
+/// isCades tells whether the format makes CAdES messages.
+bool isCades(const FileArguments& arguments);
+
 /// requireContent refuses an empty file (ToolError, Input), naming it.
 void requireContent(const tools::Input& input);
 

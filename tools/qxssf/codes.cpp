@@ -65,25 +65,43 @@ struct Words {
   SAPRETURN result;
   const char* signing;
   const char* verifying;
+  const char* enveloping;
+  const char* developing;
 };
 
 constexpr Words kResults[] = {
-    {SSF_RESULT_OK, "good", "good"},
+    {SSF_RESULT_OK, "good", "good", "good", "good"},
     {SSF_RESULT_UNKNOWN,
      "no certificate of this identity in the store",
-     "the signer's certificate is not trusted"},
+     "the signer's certificate is not trusted",
+     "is neither a name nor a thumbprint",
+     "no certificate of this identity in the store"},
     {SSF_RESULT_INVALID_PROFILE,
      "the store of the profile or the private key cannot be opened",
-     "the store of the profile cannot be opened"},
-    {SSF_RESULT_INVALID_PASSWORD, "the PIN does not open the private key", "the PIN is wrong"},
+     "the store of the profile cannot be opened",
+     "the address book cannot be opened",
+     "the store of the profile or the private key cannot be opened"},
+    {SSF_RESULT_INVALID_PASSWORD,
+     "the PIN does not open the private key",
+     "the PIN is wrong",
+     "the PIN is wrong",
+     "the PIN does not open the private key"},
     {SSF_RESULT_NOCERTIFICATE,
      "there is no certificate",
-     "the signer's certificate is neither in the message nor in the store"},
+     "the signer's certificate is neither in the message nor in the store",
+     "no certificate of this identity in the address book",
+     "there is no certificate"},
     {SSF_RESULT_NOT_OK,
      "the certificate or its key cannot be used to sign",
-     "the signature or the content was changed"},
+     "the signature or the content was changed",
+     "the certificate cannot be used",
+     "the message is not for this recipient, or was changed"},
     // The last row answers for all other results.
-    {SSF_RESULT_UNDEFINED, "could not be tried", "could not be verified completely"},
+    {SSF_RESULT_UNDEFINED,
+     "could not be tried",
+     "could not be verified completely",
+     "could not be tried",
+     "the message tells no recipients"},
 };
 
 const Words& wordsOf(SAPRETURN result) {
@@ -104,6 +122,14 @@ const char* signingWords(SAPRETURN result) {
 
 const char* verifyingWords(SAPRETURN result) {
   return wordsOf(result).verifying;
+}
+
+const char* envelopingWords(SAPRETURN result) {
+  return wordsOf(result).enveloping;
+}
+
+const char* developingWords(SAPRETURN result) {
+  return wordsOf(result).developing;
 }
 
 }  // namespace qx::ssf

@@ -17,9 +17,11 @@ struct CodeMeaning {
 /// meaningOf gives the row of a return code; numbers that no row has get the row of an internal fault.
 const CodeMeaning& meaningOf(SAPRETURN code);
 
-/// signingWords and verifyingWords tell what a record's result means after signing and verifying.
+/// These tell what a record's result means after each of the operations.
 const char* signingWords(SAPRETURN result);
 const char* verifyingWords(SAPRETURN result);
+const char* envelopingWords(SAPRETURN result);
+const char* developingWords(SAPRETURN result);
 
 }  // namespace qx::ssf
 

@@ -19,7 +19,10 @@ struct Program {
 // Each adds one command, which makes one SSF call.
 void addDigest(Program& program);
 void addSign(Program& program);
+void addAddSign(Program& program);
 void addVerify(Program& program);
+void addEnvelope(Program& program);
+void addDevelope(Program& program);
 void addEncode(Program& program);
 void addDecode(Program& program);
 void addVersion(Program& program);

@@ -5,7 +5,10 @@ int main(int argc, char** argv) {
   qx::ssf::Program program;
   qx::ssf::addDigest(program);
   qx::ssf::addSign(program);
+  qx::ssf::addAddSign(program);
   qx::ssf::addVerify(program);
+  qx::ssf::addEnvelope(program);
+  qx::ssf::addDevelope(program);
   qx::ssf::addEncode(program);
   qx::ssf::addDecode(program);
   qx::ssf::addVersion(program);

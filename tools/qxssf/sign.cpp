@@ -29,9 +29,8 @@ struct SignArguments {
                          const tools::Input& input,
                          const Records& records) {
   const CodeMeaning& meaning = meaningOf(code);
-  const std::string fault = code == SSF_API_SIGNER_ERROR ? signersFault(records) : "";
-  const bool cades = arguments.files.format == "CADES" || arguments.files.format == "PKCS7_CADES";
-  if (code == SSF_API_ENCODE_ERROR && cades) {
+  const std::string fault = code == SSF_API_SIGNER_ERROR ? faultOfPeople(records, kSigner) : "";
+  if (code == SSF_API_ENCODE_ERROR && isCades(arguments.files)) {
     throw ToolError(ExitCode::Service, input.name() + ": not signed: no time stamp could be had");
   }
   throw ToolError(meaning.exit,
@@ -73,7 +72,7 @@ void sign(Program& program, const SignArguments& arguments) {
                                                            message.data(),
                                                            message.length());
   report.facts()["code"] = code;
-  reportSigners(records, report);
+  reportPeople(records, kSigner, report);
   if (code != SSF_API_OK) {
     refuse(arguments, code, input, records);
   }

@@ -31,6 +31,10 @@ std::string idOf(const SigRcpSsfInformation& record) {
 
 }  // namespace
 
+const Role kSigner{.name = "signer", .list = "signers", .words = signingWords};
+const Role kRecipient{.name = "recipient", .list = "recipients", .words = envelopingWords};
+const Role kReader{.name = "recipient", .list = "recipients", .words = developingWords};
+
 void addSigners(CLI::App& command, std::vector<Signer>& signers) {
   command
       .add_option_function<std::string>(
@@ -58,21 +62,33 @@ void fillRecords(const std::vector<Signer>& signers, Records& records, tools::Re
   }
 }
 
-void reportSigners(const Records& records, tools::Report& report) {
+void addPerson(CLI::App& command,
+               const std::string& option,
+               const std::string& help,
+               Signer& person) {
+  command.add_option(option, person.id, help)->required();
+  command.add_option("-p,--profile",
+                     person.profile,
+                     "The certificate store, My if none is given; a leading m means the machine's");
+  tools::addPinOptions(
+      command, "pin", "the PIN", [&person]() -> tools::PinSource& { return person.pin; });
+}
+
+void reportPeople(const Records& records, const Role& role, tools::Report& report) {
   eachRecord(records, [&](int number, const SigRcpSsfInformation& record) {
-    report.facts()["signers"].push_back({{"number", number},
+    report.facts()[role.list].push_back({{"number", number},
                                          {"id", idOf(record)},
                                          {"result", record.result},
-                                         {"words", signingWords(record.result)}});
+                                         {"words", role.words(record.result)}});
   });
 }
 
-std::string signersFault(const Records& records) {
+std::string faultOfPeople(const Records& records, const Role& role) {
   std::string text;
   eachRecord(records, [&](int number, const SigRcpSsfInformation& record) {
     if (record.result != SSF_RESULT_OK) {
-      text += (text.empty() ? "" : "; ") + std::string("signer ") + std::to_string(number) + " (" +
-              idOf(record) + "): " + signingWords(record.result);
+      text += (text.empty() ? "" : "; ") + std::string(role.name) + " " + std::to_string(number) +
+              " (" + idOf(record) + "): " + role.words(record.result);
     }
   });
   return text;

@@ -24,11 +24,29 @@ void addSigners(CLI::App& command, std::vector<Signer>& signers);
 /// fillRecords reads every signer's PIN and makes his record.
 void fillRecords(const std::vector<Signer>& signers, Records& records, tools::Report& report);
 
-/// reportSigners puts each signer and what became of him into the report's facts.
-void reportSigners(const Records& records, tools::Report& report);
+/// addPerson adds `option`, --profile and the PIN options for the one whose key a command uses.
+void addPerson(CLI::App& command,
+               const std::string& option,
+               const std::string& help,
+               Signer& person);
 
-/// signersFault tells in one text which signers could not be used and why; empty when none.
-std::string signersFault(const Records& records);
+/// How a command speaks of those whose records it hands to the library.
+struct Role {
+  const char* name;
+  const char* list;
+  const char* (*words)(SAPRETURN result);
+};
+
+extern const Role kSigner;
+extern const Role kRecipient;
+/// A recipient who opens a message.
+extern const Role kReader;
+
+/// reportPeople puts each of them and what became of him into the report's facts.
+void reportPeople(const Records& records, const Role& role, tools::Report& report);
+
+/// faultOfPeople tells in one text which of them could not be used and why; empty when none.
+std::string faultOfPeople(const Records& records, const Role& role);
 
 }  // namespace qx::ssf
 

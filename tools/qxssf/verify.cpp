@@ -1,22 +1,19 @@
-#include <cstdint>
 #include <memory>
-#include <span>
 #include <string>
 #include <vector>
 
 #include "tools/common/error.h"
-#include "tools/common/input.h"
 #include "tools/common/output.h"
 #include "tools/qxssf/arguments.h"
 #include "tools/qxssf/codes.h"
 #include "tools/qxssf/commands.h"
 #include "tools/qxssf/library.h"
+#include "tools/qxssf/message_files.h"
 #include "tools/qxssf/verify_report.h"
 
 namespace qx::ssf {
 namespace {
 
-using tools::ExitCode;
 using tools::ToolError;
 
 struct VerifyArguments {
@@ -25,61 +22,31 @@ struct VerifyArguments {
   std::string profile;
 };
 
-// The two files of one verification; there is no content unless it was named.
-struct Files {
-  explicit Files(const VerifyArguments& arguments)
-      : message(arguments.files.input),
-        content(arguments.content.empty() ? nullptr
-                                          : std::make_unique<tools::Input>(arguments.content)) {
-    requireContent(message);
-    if (content != nullptr) {
-      requireContent(*content);
-    }
-  }
-
-  std::span<const std::uint8_t> contentBytes() const {
-    return content == nullptr ? std::span<const std::uint8_t>() : content->bytes();
-  }
-
-  tools::Input message;
-  std::unique_ptr<tools::Input> content;
-};
-
-// What SsfVerify refuses as input: no content for a detached message, or other content than signed.
-[[noreturn]] void refuseInput(const Files& files) {
-  if (files.content == nullptr) {
-    throw ToolError(
-        ExitCode::Input,
-        files.message.name() + ": holds no content; name the signed file with --content");
-  }
-  throw ToolError(
-      ExitCode::Changed,
-      files.content->name() + ": is not the content that " + files.message.name() + " holds");
-}
-
-void requireGood(SAPRETURN code, const Files& files, const std::vector<SignerVerdict>& verdicts) {
+void requireGood(SAPRETURN code,
+                 const MessageFiles& files,
+                 const std::vector<SignerVerdict>& verdicts) {
   if (code == SSF_API_INVALID_INPUT) {
-    refuseInput(files);
+    files.refuseInput();
   }
   if (code == SSF_API_SIGNER_ERROR) {
-    throw faultOf(verdicts, files.message.name());
+    throw faultOf(verdicts, files.message().name());
   }
   if (code != SSF_API_OK) {
-    throw ToolError(meaningOf(code).exit, files.message.name() + ": " + meaningOf(code).words);
+    throw ToolError(meaningOf(code).exit, files.message().name() + ": " + meaningOf(code).words);
   }
 }
 
 SAPRETURN callVerify(const Library& library,
                      const VerifyArguments& arguments,
-                     const Files& files,
+                     const MessageFiles& files,
                      Records& records,
                      Octets& output) {
   const std::string& format = arguments.files.format;
   return QX_SSF_FUNCTION(library, SsfVerify)(bytesIn(format),
                                              lengthIn(format),
                                              /*ignored3=*/nullptr,
-                                             bytesIn(files.message.bytes()),
-                                             lengthIn(files.message.bytes()),
+                                             bytesIn(files.message().bytes()),
+                                             lengthIn(files.message().bytes()),
                                              bytesIn(files.contentBytes()),
                                              lengthIn(files.contentBytes()),
                                              bytesIn(arguments.profile),
@@ -91,23 +58,16 @@ SAPRETURN callVerify(const Library& library,
                                              output.length());
 }
 
-void checkArguments(Program& program, const VerifyArguments& arguments) {
-  program.tool.claimOutput(arguments.files.output, tools::Tool::Content::Binary);
-  if (arguments.files.input == "-" && arguments.content == "-") {
-    throw ToolError(ExitCode::Usage, "message and content cannot both come from standard input");
-  }
-}
-
 void verify(Program& program, const VerifyArguments& arguments) {
-  checkArguments(program, arguments);
-  const Files files(arguments);
+  program.tool.claimOutput(arguments.files.output, tools::Tool::Content::Binary);
+  const MessageFiles files(arguments.files.input, arguments.content);
   const Library library(program.library);
   Records records(library);
   Octets output(library);
   const SAPRETURN code = callVerify(library, arguments, files, records, output);
   const std::vector<SignerVerdict> verdicts = verdictsOf(library, records);
   tools::Report& report = program.tool.report;
-  report.facts()["message"] = files.message.name();
+  report.facts()["message"] = files.message().name();
   report.facts()["code"] = code;
   report.facts()["verified"] = code == SSF_API_OK;
   reportVerdicts(verdicts, report);
@@ -115,7 +75,7 @@ void verify(Program& program, const VerifyArguments& arguments) {
   if (!arguments.files.output.empty()) {
     tools::writeOutput(arguments.files.output, output.bytes());
   }
-  report.line(files.message.name() + ": verified");
+  report.line(files.message().name() + ": verified");
 }
 
 }  // namespace

@@ -83,18 +83,22 @@ TEST(Codes, OnlySuccessEndsWell) {
   }
 }
 
-TEST(Results, HaveWordsForBothOperations) {
+TEST(Results, HaveWordsForEveryOperation) {
   const auto results = constants("SSF_RESULT_");
   ASSERT_EQ(results.size(), 9U);
   for (const auto& [name, result] : results) {
     EXPECT_THAT(std::string(signingWords(result)), Not(IsEmpty())) << name;
     EXPECT_THAT(std::string(verifyingWords(result)), Not(IsEmpty())) << name;
+    EXPECT_THAT(std::string(envelopingWords(result)), Not(IsEmpty())) << name;
+    EXPECT_THAT(std::string(developingWords(result)), Not(IsEmpty())) << name;
   }
 }
 
 TEST(Results, AreToldApart) {
   std::set<std::string> signing;
   std::set<std::string> verifying;
+  std::set<std::string> enveloping;
+  std::set<std::string> developing;
   const std::set<SAPRETURN> told = {SSF_RESULT_OK,
                                     SSF_RESULT_UNKNOWN,
                                     SSF_RESULT_INVALID_PROFILE,
@@ -105,9 +109,13 @@ TEST(Results, AreToldApart) {
   for (const SAPRETURN result : told) {
     signing.insert(signingWords(result));
     verifying.insert(verifyingWords(result));
+    enveloping.insert(envelopingWords(result));
+    developing.insert(developingWords(result));
   }
   EXPECT_EQ(signing.size(), told.size());
   EXPECT_EQ(verifying.size(), told.size());
+  EXPECT_EQ(enveloping.size(), told.size());
+  EXPECT_EQ(developing.size(), told.size());
 }
 
 TEST(Results, OnlySuccessIsCalledGood) {
@@ -115,6 +123,8 @@ TEST(Results, OnlySuccessIsCalledGood) {
     const bool isOk = result == SSF_RESULT_OK;
     EXPECT_EQ(std::string(signingWords(result)) == "good", isOk) << result;
     EXPECT_EQ(std::string(verifyingWords(result)) == "good", isOk) << result;
+    EXPECT_EQ(std::string(envelopingWords(result)) == "good", isOk) << result;
+    EXPECT_EQ(std::string(developingWords(result)) == "good", isOk) << result;
   }
 }
 

@@ -124,17 +124,17 @@ TEST(SignerFault, NamesEveryOneWhoCouldNotSign) {
   records.get()->info->result = SSF_RESULT_UNKNOWN;
   records.get()->next->info->result = SSF_RESULT_OK;
   records.get()->next->next->info->result = SSF_RESULT_INVALID_PASSWORD;
-  EXPECT_EQ(signersFault(records),
+  EXPECT_EQ(faultOfPeople(records, kSigner),
             "signer 1 (CN=A): no certificate of this identity in the store; "
             "signer 3 (CN=C): the PIN does not open the private key");
 }
 
 TEST(SignerFault, IsEmptyWhenAllSigned) {
   Records records(library());
-  EXPECT_THAT(signersFault(records), IsEmpty());
+  EXPECT_THAT(faultOfPeople(records, kSigner), IsEmpty());
   records.add("CN=A", "", {});
   records.get()->info->result = SSF_RESULT_OK;
-  EXPECT_THAT(signersFault(records), IsEmpty());
+  EXPECT_THAT(faultOfPeople(records, kSigner), IsEmpty());
 }
 
 TEST(SignerReport, TellsWhatBecameOfEach) {
@@ -143,7 +143,7 @@ TEST(SignerReport, TellsWhatBecameOfEach) {
   records.add("CN=B", "", {});
   records.get()->info->result = SSF_RESULT_OK;
   tools::Report report("qxssf");
-  reportSigners(records, report);
+  reportPeople(records, kSigner, report);
   const auto& signers = report.facts()["signers"];
   ASSERT_THAT(signers, SizeIs(2));
   EXPECT_EQ(signers[0]["words"], "good");
@@ -151,6 +151,47 @@ TEST(SignerReport, TellsWhatBecameOfEach) {
   EXPECT_EQ(signers[1]["id"], "CN=B");
   EXPECT_EQ(signers[1]["result"], SSF_RESULT_UNDEFINED);
   EXPECT_EQ(signers[1]["words"], "could not be tried");
+}
+
+TEST(Recipients, AreToldInTheWordsOfTheirOperation) {
+  Records records(library());
+  records.add("CN=A", "", {});
+  records.get()->info->result = SSF_RESULT_NOCERTIFICATE;
+  EXPECT_EQ(faultOfPeople(records, kRecipient),
+            "recipient 1 (CN=A): no certificate of this identity in the address book");
+  records.get()->info->result = SSF_RESULT_NOT_OK;
+  EXPECT_EQ(faultOfPeople(records, kReader),
+            "recipient 1 (CN=A): the message is not for this recipient, or was changed");
+  tools::Report report("qxssf");
+  reportPeople(records, kReader, report);
+  ASSERT_THAT(report.facts()["recipients"], SizeIs(1));
+  EXPECT_EQ(report.facts()["recipients"][0]["result"], SSF_RESULT_NOT_OK);
+}
+
+Signer parsePerson(std::vector<std::string> arguments) {
+  CLI::App app;
+  Signer person;
+  addPerson(app, "-r,--recipient", "Who", person);
+  std::ranges::reverse(arguments);
+  app.parse(std::move(arguments));
+  return person;
+}
+
+TEST(PersonOptions, StandInAnyOrder) {
+  const Signer person = parsePerson({"--pin-env", "A_PIN", "-p", "mMy", "--recipient", "CN=A"});
+  EXPECT_EQ(person.id, "CN=A");
+  EXPECT_EQ(person.profile, "mMy");
+  EXPECT_EQ(person.pin.kind, PinSource::Kind::Environment);
+  EXPECT_EQ(person.pin.value, "A_PIN");
+}
+
+TEST(PersonOptions, NameExactlyOne) {
+  EXPECT_THROW(parsePerson({"--profile", "My"}), CLI::RequiredError);
+  EXPECT_THROW(parsePerson({"-r", "CN=A", "-r", "CN=B"}), CLI::ParseError);
+}
+
+TEST(PersonOptions, TakeNoPinItself) {
+  EXPECT_ANY_THROW(parsePerson({"-r", "CN=A", "--pin", "1234"}));
 }
 
 TEST(LoadedLibrary, NamesWhatItLacks) {

@@ -1,0 +1,108 @@
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/common/error.h"
+#include "tools/common/input.h"
+#include "tools/common/output.h"
+#include "tools/qxssf/arguments.h"
+#include "tools/qxssf/codes.h"
+#include "tools/qxssf/commands.h"
+#include "tools/qxssf/library.h"
+#include "tools/qxssf/signers.h"
+
+namespace qx::ssf {
+namespace {
+
+using tools::ToolError;
+
+struct EnvelopeArguments {
+  FileArguments files;
+  std::string cipher = "GOST28147";
+  std::string profile;
+  std::vector<std::string> recipients;
+};
+
+SAPRETURN callEnvelope(const Library& library,
+                       const EnvelopeArguments& arguments,
+                       const tools::Input& input,
+                       const Records& records,
+                       Octets& message) {
+  const std::string& format = arguments.files.format;
+  return QX_SSF_FUNCTION(library, SsfEnvelope)(bytesIn(format),
+                                               lengthIn(format),
+                                               bytesIn(arguments.cipher),
+                                               lengthIn(arguments.cipher),
+                                               bytesIn(input.bytes()),
+                                               lengthIn(input.bytes()),
+                                               bytesIn(arguments.profile),
+                                               lengthIn(arguments.profile),
+                                               /*ignoredPassword=*/nullptr,
+                                               /*ignoredPasswordLength=*/0,
+                                               records.get(),
+                                               message.data(),
+                                               message.length());
+}
+
+void requireGood(SAPRETURN code, const tools::Input& input, const Records& records) {
+  if (code == SSF_API_OK) {
+    return;
+  }
+  const std::string fault =
+      code == SSF_API_RECIPIENT_ERROR ? faultOfPeople(records, kRecipient) : "";
+  throw ToolError(
+      meaningOf(code).exit,
+      input.name() + ": not enveloped: " + (fault.empty() ? meaningOf(code).words : fault));
+}
+
+void envelope(Program& program, const EnvelopeArguments& arguments) {
+  tools::Report& report = program.tool.report;
+  program.tool.claimOutput(arguments.files.output, tools::Tool::Content::Binary);
+  const tools::Input input(arguments.files.input);
+  requireContent(input);
+  const Library library(program.library);
+  Records records(library);
+  for (const std::string& recipient : arguments.recipients) {
+    records.add(recipient, /*profile=*/"", /*password=*/{});
+  }
+  Octets message(library);
+  const SAPRETURN code = callEnvelope(library, arguments, input, records, message);
+  report.facts()["input"] = input.name();
+  report.facts()["code"] = code;
+  reportPeople(records, kRecipient, report);
+  requireGood(code, input, records);
+  tools::writeOutput(arguments.files.output, message.bytes());
+  report.facts()["output"] = arguments.files.output;
+  report.facts()["bytes"] = message.bytes().size();
+  const std::size_t count = arguments.recipients.size();
+  report.line(input.name() + ": enveloped for " + std::to_string(count) +
+              (count == 1 ? " recipient, " : " recipients, ") +
+              std::to_string(message.bytes().size()) + " bytes");
+}
+
+}  // namespace
+
+void addEnvelope(Program& program) {
+  auto arguments = std::make_shared<EnvelopeArguments>();
+  CLI::App& command =
+      *program.tool.app.add_subcommand("envelope", "Encrypt a file for one or more recipients");
+  addFiles(command, arguments->files, "The enveloped message");
+  addFormat(command, arguments->files);
+  command
+      .add_option("-r,--recipient",
+                  arguments->recipients,
+                  "Who may open it: a name such as \"CN=Ivan Petrov, C=RU\" or a certificate's "
+                  "thumbprint; once for each recipient")
+      ->required()
+      ->expected(1)
+      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+  command.add_option("-p,--profile",
+                     arguments->profile,
+                     "The store of the recipients' certificates, Addressbook if none is given");
+  command.add_option("--cipher", arguments->cipher, "The content's cipher")
+      ->check(CLI::IsMember({"GOST28147", "GOST-28147-89"}))
+      ->capture_default_str();
+  command.callback([&program, arguments] { envelope(program, *arguments); });
+}
+
+}  // namespace qx::ssf
