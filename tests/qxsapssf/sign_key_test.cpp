@@ -207,6 +207,20 @@ TEST_F(SignerKeyTest, KeepsTheResultOfTheLastRejection) {
   EXPECT_EQ(record->result, SSF_RESULT_INVALID_PROFILE);
 }
 
+TEST_F(SignerKeyTest, WipesItsCopyOfThePin) {
+  provider().addCertificate({.pin = kLongPin});
+  const PinWatch watch;
+  EXPECT_EQ(signWith("CN=Ivan Petrov", "", kLongPin), SSF_API_OK);
+  EXPECT_EQ(watch.leftover(), std::string(std::string_view(kLongPin).size(), ' '));
+}
+
+TEST_F(SignerKeyTest, WipesAPinThatIsNotTakenToo) {
+  provider().addCertificate({.pin = "another PIN of more than sixteen bytes"});
+  const PinWatch watch;
+  EXPECT_EQ(signWith("CN=Ivan Petrov", "", kLongPin), SSF_API_SIGNER_ERROR);
+  EXPECT_EQ(watch.leftover(), std::string(std::string_view(kLongPin).size(), ' '));
+}
+
 TEST_F(SignerKeyTest, NeverTracesAPassword) {
   provider().addCertificate({.pin = "secret number"});
   EXPECT_EQ(signWith("CN=Ivan Petrov", "My", "secret number"), SSF_API_OK);

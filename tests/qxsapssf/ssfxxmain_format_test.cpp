@@ -109,6 +109,49 @@ TEST(Arguments, ABooleanIsItsLowByte) {
   EXPECT_TRUE(isSet(0x12345601));
 }
 
+class AcceptFormat : public scripted::ScriptedTest {
+ protected:
+  SAPRETURN accept(std::string_view name) {
+    Octets bytes(name);
+    return acceptFormat("SsfTest", bytes.data(), bytes.size(), isCades_);
+  }
+
+  bool isCades_ = false;
+};
+
+TEST_F(AcceptFormat, TellsTheNameAndWhatItMeans) {
+  EXPECT_EQ(accept("CADES"), SSF_API_OK);
+  EXPECT_TRUE(isCades_);
+  EXPECT_THAT(provider().traceTexts(),
+              ElementsAre("#info# SSFformat name ('CADES').\n", "#info#: accept isCades='1' \n"));
+  EXPECT_EQ(accept("PKCS7_ANY"), SSF_API_OK);
+  EXPECT_FALSE(isCades_);
+  EXPECT_EQ(provider().traceTexts().back(), "#info#: accept isCades='0' \n");
+}
+
+TEST_F(AcceptFormat, LeavesTheFlagAloneWhenTheNameIsUnknown) {
+  isCades_ = true;
+  EXPECT_EQ(accept("PKCS12"), SSF_API_INVALID_FORMAT);
+  EXPECT_TRUE(isCades_);
+  EXPECT_THAT(provider().traceTexts(),
+              ElementsAre("#info# SSFformat name ('PKCS12').\n",
+                          "#warn# Unknown format name ('PKCS12').\n"));
+}
+
+TEST_F(AcceptFormat, TellsNoNameWithoutLength) {
+  EXPECT_EQ(accept(""), SSF_API_INVALID_FORMAT);
+  EXPECT_THAT(provider().traceTexts(), ElementsAre("#warn# Invalid format name lnegth (0)\n"));
+}
+
+TEST(CountNodes, CountsNodesWithAndWithoutRecord) {
+  EXPECT_EQ(countNodes(nullptr), 0U);
+  SigRcpSsfInformation record{};
+  SigRcpSsfInformationListStruct last{nullptr, nullptr};
+  SigRcpSsfInformationListStruct first{&last, &record};
+  EXPECT_EQ(countNodes(&last), 1U);
+  EXPECT_EQ(countNodes(&first), 2U);
+}
+
 class OutputArguments : public scripted::ScriptedTest {};
 
 TEST_F(OutputArguments, LoseTheirLengthAtOnce) {

@@ -145,6 +145,15 @@ TEST(ParseCertHashId, FailsForWantOfMemoryAndSaysHowManyBytesItWanted) {
   EXPECT_EQ(provider().trace()[0].function, "parse_CertHashID");
 }
 
+TEST(IsBlank, MeansSpacesOnly) {
+  EXPECT_TRUE(isBlank(""));
+  EXPECT_TRUE(isBlank(" "));
+  EXPECT_TRUE(isBlank("    "));
+  EXPECT_FALSE(isBlank(" \t"));
+  EXPECT_FALSE(isBlank(" a "));
+  EXPECT_FALSE(isBlank(std::string_view(" \0", 2)));
+}
+
 TEST(IsTime, WantsFourteenDigitsAtTheBeginning) {
   EXPECT_TRUE(isTime("20240131120000My"));
   EXPECT_TRUE(isTime("20240131120000"));
