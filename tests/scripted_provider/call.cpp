@@ -81,7 +81,7 @@ BOOL Call::give(std::span<const BYTE> data, void* out, DWORD* size) {
   if (room < actual) {
     return fail(ERROR_MORE_DATA);
   }
-  std::memcpy(out, data.data(), std::min(actual, data.size()));
+  std::copy_n(data.data(), std::min(actual, data.size()), static_cast<BYTE*>(out));
   return TRUE;
 }
 
