@@ -42,6 +42,81 @@ class SsfAddSignTool : public LabTest {
   std::string document_ = write("document", "what is signed\n");
 };
 
+TEST_F(SsfAddSignTool, AddsASignerToAMessage) {
+  const std::string message = signedByAnna();
+  const CommandResult result = addSign(
+      message, {"--signer", "CN=Ivan Petrov", "--pin-file", lab(person("ivan")["pinFile"])});
+  ASSERT_EQ(result.exitCode, 0) << result.err;
+  EXPECT_EQ(result.err, "");
+  EXPECT_EQ(
+      result.out,
+      message + ": signature added, " + std::to_string(readFile(file("out")).size()) + " bytes\n");
+  const nlohmann::json verified = ssfJson({"verify", file("out"), "-o", file("content")});
+  EXPECT_EQ(verified["verified"], true) << verified.dump(2);
+  ASSERT_EQ(verified["signers"].size(), 2U);
+  EXPECT_EQ(verified["signers"][0]["id"], "CN=Anna Orlova, O=Lab, C=RU");
+  EXPECT_EQ(verified["signers"][1]["id"], "CN=Ivan Petrov, O=Lab, C=RU");
+  EXPECT_EQ(readFile(file("content")), readFile(document_));
+}
+
+TEST_F(SsfAddSignTool, AddsASignerToADetachedMessage) {
+  const std::string message = signedByAnna({"--detached"});
+  ASSERT_EQ(addSign(message, {"-s", "CN=Boris Sokolov", "--content", document_}).exitCode, 0);
+  EXPECT_THAT(readFile(file("out")), Not(HasSubstr("what is signed")));
+  const nlohmann::json verified = ssfJson({"verify", file("out"), "--content", document_});
+  EXPECT_EQ(verified["verified"], true) << verified.dump(2);
+  EXPECT_EQ(verified["signers"].size(), 2U);
+}
+
+TEST_F(SsfAddSignTool, AddsAThirdSignerToItsOwnInput) {
+  const std::string message = signedByAnna();
+  for (const char* signer : {"CN=Boris Sokolov", "CN=Rita Berg"}) {
+    const CommandResult added = ssf({"addsign", message, "-o", message, "-s", signer});
+    ASSERT_EQ(added.exitCode, 0) << added.err;
+  }
+  const nlohmann::json verified = ssfJson({"verify", message});
+  EXPECT_EQ(verified["verified"], true) << verified.dump(2);
+  EXPECT_EQ(verified["signers"].size(), 3U);
+}
+
+TEST_F(SsfAddSignTool, LeavesTheFirstSignatureGoodForTheOpensslCommand) {
+  ASSERT_EQ(addSign(signedByAnna(), {"-s", "CN=Boris Sokolov"}).exitCode, 0);
+  const std::string chain =
+      write("chain.pem", readFile(lab("pem/gost-root.crt")) + readFile(lab("pem/gost-ca.crt")));
+  const CommandResult verified = openssl({"cms",
+                                          "-verify",
+                                          "-binary",
+                                          "-inform",
+                                          "DER",
+                                          "-in",
+                                          file("out"),
+                                          "-purpose",
+                                          "any",
+                                          "-CAfile",
+                                          chain,
+                                          "-out",
+                                          file("verified")});
+  EXPECT_EQ(verified.exitCode, 0) << verified.err;
+  EXPECT_EQ(readFile(file("verified")), readFile(document_));
+}
+
+TEST_F(SsfAddSignTool, LeavesTheCertificateOutWhenAsked) {
+  const std::string message = signedByAnna();
+  ASSERT_EQ(addSign(message, {"-s", "CN=Boris Sokolov"}).exitCode, 0);
+  const std::size_t with = readFile(file("out")).size();
+  ASSERT_EQ(addSign(message, {"-s", "CN=Boris Sokolov", "--no-certificate"}).exitCode, 0);
+  EXPECT_LT(readFile(file("out")).size() + 300, with);
+}
+
+TEST_F(SsfAddSignTool, TellsWhatItDidInJson) {
+  const nlohmann::json json =
+      ssfJson({"addsign", signedByAnna(), "-o", file("out"), "-s", "CN=Boris Sokolov"});
+  EXPECT_EQ(json["code"], 0);
+  EXPECT_EQ(json["output"], file("out"));
+  EXPECT_EQ(json["bytes"], readFile(file("out")).size());
+  EXPECT_EQ(json["signers"][0]["words"], "good");
+}
+
 TEST_F(SsfAddSignTool, RefusesAWrongPinAndDoesNotRepeatIt) {
   const std::string message = signedByAnna();
   const CommandResult result =
