@@ -9,7 +9,7 @@ namespace {
 using tools::ExitCode;
 using tools::ToolError;
 
-const std::string& notTwice(const std::string& message, const std::string& content) {
+std::string notTwice(const std::string& message, const std::string& content) {
   if (message == "-" && content == "-") {
     throw ToolError(ExitCode::Usage, "message and content cannot both come from standard input");
   }
