@@ -2,12 +2,15 @@
 
 #include <algorithm>
 #include <array>
+#include <string>
 
+#include <openssl/core_names.h>
 #include <openssl/evp.h>
 #include <openssl/obj_mac.h>
 
 #include "provider/cipher/gost28147.h"
 #include "provider/openssl/engine.h"
+#include "provider/openssl/library_context.h"
 
 namespace qx {
 namespace {
@@ -15,18 +18,18 @@ namespace {
 struct Engine {
   int counter;
   int acpkm;
-  int mac;
-  int section;  // octets
+  const char* chaining;  // its name in libcrypto
+  int section;           // octets
 };
 
 const Engine& engineOf(BlockCipher cipher) {
   static constexpr Engine kMagma{.counter = NID_magma_ctr,
                                  .acpkm = NID_magma_ctr_acpkm,
-                                 .mac = NID_magma_mac,
+                                 .chaining = SN_magma_cbc,
                                  .section = 8 * 1024};
   static constexpr Engine kKuznyechik{.counter = NID_kuznyechik_ctr,
                                       .acpkm = NID_kuznyechik_ctr_acpkm,
-                                      .mac = NID_kuznyechik_mac,
+                                      .chaining = SN_kuznyechik_cbc,
                                       .section = 256 * 1024};
   return cipher == BlockCipher::Magma ? kMagma : kKuznyechik;
 }
@@ -58,12 +61,17 @@ Result<CipherStream> counterAcpkm(BlockCipher cipher, der::Bytes key, der::Bytes
 }
 
 Result<Omac> Omac::open(BlockCipher cipher, der::Bytes key) {
-  const EVP_MD* digest = gostDigest(engineOf(cipher).mac);
-  const EvpPkeyPtr owned(EVP_PKEY_new_mac_key(
-      engineOf(cipher).mac, nullptr, key.data(), static_cast<int>(key.size())));
-  EvpMdCtxPtr context(EVP_MD_CTX_new());
-  if (digest == nullptr || owned == nullptr || context == nullptr ||
-      EVP_DigestSignInit(context.get(), nullptr, digest, nullptr, owned.get()) != 1) {
+  if (!gostEngine()) {
+    return fail(NTE_FAIL);
+  }
+  // The engine's own MAC hands out what lay on its stack when it fails, and says that all is well.
+  const EvpMacPtr mac(EVP_MAC_fetch(libraryContext(), "CMAC", nullptr));
+  EvpMacCtxPtr context(mac == nullptr ? nullptr : EVP_MAC_CTX_new(mac.get()));
+  std::string name = engineOf(cipher).chaining;
+  const OSSL_PARAM parameters[] = {
+      OSSL_PARAM_construct_utf8_string(OSSL_MAC_PARAM_CIPHER, name.data(), 0),
+      OSSL_PARAM_construct_end()};
+  if (context == nullptr || EVP_MAC_init(context.get(), key.data(), key.size(), parameters) != 1) {
     return fail(NTE_FAIL);
   }
   return Omac(cipher, std::move(context));
@@ -71,14 +79,14 @@ Result<Omac> Omac::open(BlockCipher cipher, der::Bytes key) {
 
 Result<void> Omac::update(der::Bytes bytes) {
   const bool done =
-      bytes.empty() || EVP_DigestSignUpdate(context_.get(), bytes.data(), bytes.size()) == 1;
+      bytes.empty() || EVP_MAC_update(context_.get(), bytes.data(), bytes.size()) == 1;
   return done ? Result<void>{} : fail(NTE_FAIL);
 }
 
 Result<std::vector<std::uint8_t>> Omac::finish() {
   std::vector<std::uint8_t> mac(blockSize(cipher_));
   std::size_t length = mac.size();
-  if (EVP_DigestSignFinal(context_.get(), mac.data(), &length) != 1 || length != mac.size()) {
+  if (EVP_MAC_final(context_.get(), mac.data(), &length, mac.size()) != 1 || length != mac.size()) {
     return fail(NTE_FAIL);
   }
   return mac;

@@ -40,10 +40,10 @@ class Omac {
   Result<std::vector<std::uint8_t>> finish();
 
  private:
-  Omac(BlockCipher cipher, EvpMdCtxPtr context) : cipher_(cipher), context_(std::move(context)) {}
+  Omac(BlockCipher cipher, EvpMacCtxPtr context) : cipher_(cipher), context_(std::move(context)) {}
 
   BlockCipher cipher_;
-  EvpMdCtxPtr context_;
+  EvpMacCtxPtr context_;
 };
 
 }  // namespace qx
