@@ -120,6 +120,12 @@ TEST_F(SsfEnvelopeRoundTrip, TellsWhatItDid) {
   EXPECT_EQ(json["recipients"][0]["words"], "good");
 }
 
+TEST_F(SsfEnvelopeRoundTrip, TakesTheFileBehindTheRecipients) {
+  ASSERT_EQ(ssf({"envelope", "-o", file("message"), "-r", "CN=Anna Orlova", document_}).exitCode,
+            0);
+  EXPECT_EQ(develope(file("message"), "anna").exitCode, 0);
+}
+
 TEST_F(SsfEnvelopeRoundTrip, IsNotOpenedByOthers) {
   const std::string message = envelope({"ivan"});
   const CommandResult result = develope(message, "anna");

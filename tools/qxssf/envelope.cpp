@@ -94,8 +94,7 @@ void addEnvelope(Program& program) {
                   "Who may open it: a name such as \"CN=Ivan Petrov, C=RU\" or a certificate's "
                   "thumbprint; once for each recipient")
       ->required()
-      ->expected(1)
-      ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+      ->allow_extra_args(false);
   command.add_option("-p,--profile",
                      arguments->profile,
                      "The store of the recipients' certificates, Addressbook if none is given");

@@ -14,8 +14,7 @@ using tools::ExitCode;
 using tools::ToolError;
 
 Program::Program()
-    : tool("qxssf",
-           "Sign, verify and hash files through the SSF interface, one SSF call a command") {
+    : tool("qxssf", "Sign, verify, encrypt, decrypt and hash files, one SSF call a command") {
   tool.app.add_option("--library", library, "The SSF library to load")->capture_default_str();
 }
 
