@@ -70,11 +70,14 @@ std::size_t count(const std::string& text, const std::string& part) {
   return found;
 }
 
-TEST_F(Quickstart, SignsVerifiesAndRefuses) {
+TEST_F(Quickstart, SignsEncryptsAndRefuses) {
   const CommandResult result = quickstart();
   expectGood(result, "README.md");
   EXPECT_THAT(result.out, HasSubstr("signed by 2 signers"));
-  EXPECT_EQ(count(result.out, "   refused: "), 2U) << result.out;
+  EXPECT_THAT(result.out, HasSubstr("enveloped for 2 recipients"));
+  EXPECT_EQ(count(result.out, ": opened, "), 2U) << result.out;
+  EXPECT_THAT(result.out, HasSubstr("signer 3: CN=Boris Sokolov, O=Lab, C=RU: good"));
+  EXPECT_EQ(count(result.out, "   refused: "), 3U) << result.out;
   EXPECT_EQ(readFile(folder_.file("README.md")), "A project.\n");
   EXPECT_FALSE(fs::exists(folder_.file("signature.p7s")));
 }
