@@ -82,7 +82,6 @@ TEST(DerReader, TakesAnOptionalElementOnlyWhenItIsThere) {
   const auto found = reader.optional(contextConstructed(0));
   ASSERT_TRUE(found);
   ASSERT_TRUE(*found);
-  // NOLINTNEXTLINE(bugprone-unchecked-optional-access): asserted above
   EXPECT_EQ(toHex(found->value().whole), "a000");
   EXPECT_EQ(toHex(reader.rest()), "0500");
 }
@@ -206,7 +205,6 @@ TEST(DerOctetString, GivesThePrimitiveFormInPlace) {
   OctetStringReader reader(*Reader(input).next());
   const auto octets = reader.next();
   ASSERT_TRUE(octets && *octets);
-  // NOLINTNEXTLINE(bugprone-unchecked-optional-access): asserted above
   EXPECT_EQ(octets->value().data(), input.data() + 2);
   const auto end = reader.next();
   ASSERT_TRUE(end);

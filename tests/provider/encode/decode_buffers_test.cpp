@@ -104,7 +104,7 @@ class Room {
  public:
   static constexpr std::size_t kMargin = 64;
 
-  explicit Room(std::size_t size) : words_(size / 8 + 2 * kMargin / 8 + 2, kWord) {}
+  explicit Room(std::size_t size) : words_((size / 8) + (2 * kMargin / 8) + 2, kWord) {}
 
   std::uint8_t* at(std::size_t offset) {
     return reinterpret_cast<std::uint8_t*>(words_.data()) + kMargin + offset;
@@ -112,8 +112,8 @@ class Room {
 
   /// Whether nothing is written but `size` bytes at the offset.
   bool isUntouchedAround(std::size_t offset, std::size_t size) {
-    const std::uint8_t* const first = reinterpret_cast<const std::uint8_t*>(words_.data());
-    const std::uint8_t* const last = first + words_.size() * 8;
+    const auto* const first = reinterpret_cast<const std::uint8_t*>(words_.data());
+    const std::uint8_t* const last = first + (words_.size() * 8);
     const auto isFill = [](std::uint8_t byte) { return byte == kFill; };
     return std::all_of(first, static_cast<const std::uint8_t*>(at(offset)), isFill) &&
            std::all_of(static_cast<const std::uint8_t*>(at(offset)) + size, last, isFill);
@@ -172,7 +172,7 @@ TEST_P(DecodeBuffers, AtAddressesThatFitNoRecordAreRefused) {
 // Two records of one input differ in their pointers only, by the distance of their buffers.
 TEST_P(DecodeBuffers, AtTwoPlacesHoldTheSameRecord) {
   const DWORD size = needed();
-  Room room(2 * std::size_t{size} + 64);
+  Room room((2 * std::size_t{size}) + 64);
   const std::size_t distance = (std::size_t{size} + 15) / 8 * 8;
   ASSERT_EQ(decode(GetParam(), room.at(0), size).decoded, TRUE);
   ASSERT_EQ(decode(GetParam(), room.at(distance), size).decoded, TRUE);

@@ -53,7 +53,6 @@ TEST(KeyTypes, OfGostSignTheirOwnHashAlone) {
       EXPECT_EQ(mayBeSigned(info, hash), hash == info.onlyHash) << static_cast<int>(hash);
     }
     ASSERT_TRUE(info.onlyHash);
-    // NOLINTNEXTLINE(bugprone-unchecked-optional-access): asserted above
     EXPECT_EQ(info.signatureLength, 2 * hashInfo(*info.onlyHash).length);
   }
 }

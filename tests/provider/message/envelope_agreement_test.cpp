@@ -40,7 +40,7 @@ struct Form {
 class Parts {
  public:
   explicit Parts(Signer& recipient)
-      : recipient_(recipient),
+      : recipient_(&recipient),
         message_(opensslEncrypt({&recipient}, kContent, {"-gost89"})),
         transport_(readTransport()) {}
 
@@ -100,10 +100,10 @@ class Parts {
 
   der::Encoding recipientId(const Form& form) const {
     if (form.keyId) {
-      const Octets id = recipient_.keyId();
+      const Octets id = recipient_->keyId();
       return der::wrap(der::contextConstructed(0), copy(der::octetString(id).bytes()));
     }
-    const CERT_INFO& info = recipient_.info();
+    const CERT_INFO& info = recipient_->info();
     return der::sequence(
         copy({info.Issuer.pbData, info.Issuer.cbData}),
         der::integerFromLittleEndian({info.SerialNumber.pbData, info.SerialNumber.cbData}));
@@ -137,7 +137,7 @@ class Parts {
     return der::algorithm(form.wrap, inner)->bytes();
   }
 
-  Signer& recipient_;
+  Signer* recipient_;
   Octets message_;
   GostKeyTransport transport_;
 };

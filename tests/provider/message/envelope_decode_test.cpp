@@ -160,7 +160,8 @@ TEST(EnvelopeDecode, ReleasesAHandleThatItWasGiven) {
     ASSERT_TRUE(
         CryptMsgControl(decoded.get(), CMSG_CRYPT_RELEASE_CONTEXT_FLAG, CMSG_CTRL_DECRYPT, &para));
     EXPECT_TRUE(isKeyContext(handle));
-    (void)own.release();  // the message's now
+    // NOLINTNEXTLINE(bugprone-unused-return-value): the context is the message's now
+    (void)own.release();
   }
   // The sanitizers see whether the context went.
 }

@@ -13,7 +13,7 @@ DWORD lastErrorUnless(bool done) {
 }
 
 TEST(OutOfMemory, IsToldByEnveloping) {
-  Signer& one = signer(KeyKind::Rsa2048);
+  const Signer& one = signer(KeyKind::Rsa2048);
   PCERT_INFO infos[] = {&one.info()};
   CMSG_ENVELOPED_ENCODE_INFO info{};
   info.cbSize = sizeof info;

@@ -63,7 +63,7 @@ TEST(LargeEnvelope, IsMadeWithinTwiceItsContent) {
   ASSERT_EQ(updateBorrowed(message, content), ERROR_SUCCESS);
   EXPECT_LT(watch.peak(), kLarge + kSmall);
   EXPECT_GT(read(message).size(), kLarge);
-  EXPECT_LT(watch.peak(), 2 * kLarge + kSmall);
+  EXPECT_LT(watch.peak(), (2 * kLarge) + kSmall);
 }
 
 TEST(LargeEnvelope, IsOpenedWithinTwiceItsContent) {
@@ -89,7 +89,7 @@ TEST(LargeEnvelope, IsReadOutWithinTwiceItsContent) {
   ASSERT_EQ(decryptError(message, 0, one), ERROR_SUCCESS);
   EXPECT_LT(watch.peak(), kLarge + kSmall);
   EXPECT_EQ(read(message).size(), kLarge);
-  EXPECT_LT(watch.peak(), 2 * kLarge + kSmall);
+  EXPECT_LT(watch.peak(), (2 * kLarge) + kSmall);
 }
 
 }  // namespace
