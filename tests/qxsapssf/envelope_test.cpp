@@ -6,7 +6,6 @@
 namespace qx::test {
 namespace {
 
-using ::testing::Contains;
 using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;

@@ -41,7 +41,7 @@ class CertNameTest : public test::OperationTest {
     written_ = localCertNameToStr(kEncoding, name.blob(), CERT_OID_NAME_STR, out.data(), size);
     EXPECT_EQ(out[size], '?') << "written behind the buffer";
     if (written_ == 0) {
-      return std::string(out.data(), size);
+      return {out.data(), size};
     }
     EXPECT_EQ(out[written_ - 1], '\0');
     return out.data();

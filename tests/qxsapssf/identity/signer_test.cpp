@@ -12,7 +12,6 @@ namespace qx {
 namespace {
 
 using scripted::provider;
-using scripted::ToyCertificate;
 using ::testing::Contains;
 using ::testing::ElementsAre;
 using ::testing::EndsWith;
