@@ -7,12 +7,17 @@ function(qx_module name)
   target_link_libraries(qx_${name} PUBLIC qx_compiler ${ARG_DEPS})
 endfunction()
 
-# qx_test(NAME SOURCES files... [DEPS targets...])
-# A GoogleTest program; each of its tests is known to CTest by its own name.
+# qx_test(NAME SOURCES files... [DEPS targets...] [ENVIRONMENT variables...] [REPLACES_NEW])
+# A GoogleTest program; each of its tests is known to CTest by its own name. One that replaces operator
+# new cannot be linked with the thread sanitizer, which brings its own.
 function(qx_test name)
-  cmake_parse_arguments(ARG "" "" "SOURCES;DEPS;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(ARG "REPLACES_NEW" "" "SOURCES;DEPS;ENVIRONMENT" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE qx_compiler ${ARG_DEPS} GTest::gmock GTest::gtest_main)
+  if(ARG_REPLACES_NEW AND QX_SANITIZE MATCHES "thread")
+    set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL TRUE)
+    return()
+  endif()
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 ENVIRONMENT
                                                                "${ARG_ENVIRONMENT}")
 endfunction()

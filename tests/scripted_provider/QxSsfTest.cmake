@@ -3,5 +3,5 @@
 function(qx_ssf_test name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPS;ENVIRONMENT" ${ARGN})
   qx_test(${name} SOURCES ${ARG_SOURCES} DEPS qxsapssf_objects qx_scripted_provider
-          qx_allocation_hook ${ARG_DEPS} ENVIRONMENT ${ARG_ENVIRONMENT})
+          qx_allocation_hook ${ARG_DEPS} ENVIRONMENT ${ARG_ENVIRONMENT} REPLACES_NEW)
 endfunction()
