@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "platform/errors.h"
+
 #include "provider/openssl/errors.h"
 #include "provider/result.h"
 

@@ -25,8 +25,9 @@ template <class T>
 class [[nodiscard]] Result {
  public:
   // Both conversions are implicit so that a function returns a value or fail(code) as it is.
-  Result(T value) : value_(std::move(value)) {}        // NOLINT(google-explicit-constructor)
-  Result(Failure failure) : code_(failure.code) {}     // NOLINT(google-explicit-constructor)
+  Result(T value) : value_(std::move(value)) {}  // NOLINT(google-explicit-constructor)
+
+  Result(Failure failure) : code_(failure.code) {}  // NOLINT(google-explicit-constructor)
 
   explicit operator bool() const { return value_.has_value(); }
 
@@ -57,6 +58,7 @@ template <>
 class [[nodiscard]] Result<void> {
  public:
   Result() = default;
+
   Result(Failure failure) : code_(failure.code) {}  // NOLINT(google-explicit-constructor)
 
   explicit operator bool() const { return code_ == ERROR_SUCCESS; }

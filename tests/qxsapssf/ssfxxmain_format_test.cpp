@@ -147,7 +147,7 @@ TEST(CountNodes, CountsNodesWithAndWithoutRecord) {
   EXPECT_EQ(countNodes(nullptr), 0U);
   SigRcpSsfInformation record{};
   SigRcpSsfInformationListStruct last{nullptr, nullptr};
-  SigRcpSsfInformationListStruct first{&last, &record};
+  const SigRcpSsfInformationListStruct first{&last, &record};
   EXPECT_EQ(countNodes(&last), 1U);
   EXPECT_EQ(countNodes(&first), 2U);
 }

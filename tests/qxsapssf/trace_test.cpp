@@ -6,7 +6,6 @@ namespace qx {
 namespace {
 
 using scripted::provider;
-using testing::ElementsAre;
 using testing::IsEmpty;
 
 class TraceTest : public scripted::ScriptedTest {

@@ -77,7 +77,8 @@ TEST_P(BadCadesStatus, FailsTheSignerWithItsResult) {
                               std::string(kIvan) + "\n",
                           kError));
   if (GetParam().status <= 10) {
-    EXPECT_THAT(linesOf("PrintString"), ElementsAre(cadesRow(static_cast<int>(GetParam().status)).russian));
+    EXPECT_THAT(linesOf("PrintString"),
+                ElementsAre(cadesRow(static_cast<int>(GetParam().status)).russian));
   }
 }
 

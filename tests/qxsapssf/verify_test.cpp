@@ -234,7 +234,6 @@ TEST_F(VerifySweep, EndsInOrderWhereverMemoryIsShort) {
       swept.format = format;
       swept.signedData = toy.encoded();
       swept.input = isDetached ? "content" : "";
-      std::string password;
       SAPRETURN code = -1;
       bool happened = false;
       {

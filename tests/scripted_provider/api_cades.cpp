@@ -64,7 +64,7 @@ std::string serverOf(const CADES_SIGN_PARA* para) {
 }
 
 std::string describe(const CADES_SIGN_PARA* para) {
-  std::string text =
+  const std::string text =
       "dwSize " + std::to_string(para->dwSize) + " type " + std::to_string(para->dwCadesType) + " ";
   if (para->pTspService == nullptr) {
     return text + "default server";

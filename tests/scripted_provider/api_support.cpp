@@ -14,7 +14,7 @@ namespace {
 
 /// Converts with iconv; empty on failure.
 std::string convert(const char* to, const char* from, std::string_view text) {
-  const iconv_t converter = iconv_open(to, from);
+  iconv_t converter = iconv_open(to, from);
   if (converter == reinterpret_cast<iconv_t>(-1)) {
     return {};
   }

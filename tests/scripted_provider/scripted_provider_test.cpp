@@ -57,6 +57,7 @@ TEST_F(ScriptedProvider, AllocationFailuresReachMallocAndNew) {
   {
     const AllocationFailure failure(1);
     try {
+      // NOLINTNEXTLINE(bugprone-unused-local-non-trivial-variable): its memory is what is asked for
       const std::string text(100, 'a');
     } catch (const std::bad_alloc&) {
       newFailed = true;
@@ -95,7 +96,7 @@ TEST_F(ScriptedProvider, AWatchSeesABlockAsItWasWhenItWasFreed) {
 }
 
 TEST_F(ScriptedProvider, WalksAStoreAndFreesThePreviousContext) {
-  ToyCertificate first;
+  const ToyCertificate first;
   ToyCertificate second;
   second.subject = "CN=Second";
   provider().addCertificate(first);

@@ -41,10 +41,23 @@ ToySigner ToySigner::of(const ToyCertificate& certificate) {
   return signer;
 }
 
+namespace {
+
+std::string beginning(const ToyMessage& message) {
+  switch (message.type) {
+    case CMSG_HASHED:
+      return "hashed(" + message.hashOid + ";";
+    case CMSG_ENVELOPED:
+      return "enveloped(";
+    default:
+      return "signed(";
+  }
+}
+
+}  // namespace
+
 std::string ToyMessage::encoded() const {
-  std::string text = type == CMSG_HASHED      ? "hashed(" + hashOid + ";"
-                     : type == CMSG_ENVELOPED ? std::string("enveloped(")
-                                              : std::string("signed(");
+  std::string text = beginning(*this);
   text += isDetached ? "detached " + std::to_string(checksum(content)) : "\"" + content + "\"";
   for (const ToySigner& signer : signers) {
     text += ";signer " + signer.issuer + "/" + hex(signer.serial);

@@ -32,18 +32,18 @@ TEST(RunCommand, HandsArgumentsOnUnchanged) {
 }
 
 TEST(RunCommand, FeedsMoreInputThanAPipeHolds) {
-  Command command{.arguments = {"wc", "-c"}, .input = std::string(3'000'000, 'x')};
+  const Command command{.arguments = {"wc", "-c"}, .input = std::string(3'000'000, 'x')};
   EXPECT_THAT(run(command).out, HasSubstr("3000000"));
 }
 
 TEST(RunCommand, OutlivesAProgramThatDoesNotReadItsInput) {
-  Command command{.arguments = {"true"}, .input = std::string(3'000'000, 'x')};
+  const Command command{.arguments = {"true"}, .input = std::string(3'000'000, 'x')};
   EXPECT_EQ(run(command).exitCode, 0);
 }
 
 TEST(RunCommand, KeepsBinaryOutputWhole) {
   const std::string bytes("\0\1\n\xff", 4);
-  Command command{.arguments = {"cat"}, .input = bytes};
+  const Command command{.arguments = {"cat"}, .input = bytes};
   EXPECT_EQ(run(command).out, bytes);
 }
 
@@ -58,13 +58,13 @@ TEST(RunCommand, SetsAndRemovesEnvironmentVariables) {
 
 TEST(RunCommand, RunsInTheFolderThatItIsGiven) {
   const TempDir folder;
-  Command command{.arguments = {"pwd"}, .folder = folder.path()};
+  const Command command{.arguments = {"pwd"}, .folder = folder.path()};
   EXPECT_EQ(run(command).out, folder.path() + "\n");
 }
 
 TEST(RunCommand, PassesFurtherDescriptors) {
-  Command command{.arguments = {"sh", "-c", "cat <&5; cat <&7"},
-                  .descriptors = {{5, "five"}, {7, "seven"}}};
+  const Command command{.arguments = {"sh", "-c", "cat <&5; cat <&7"},
+                        .descriptors = {{5, "five"}, {7, "seven"}}};
   EXPECT_EQ(run(command).out, "fiveseven");
 }
 
@@ -73,7 +73,7 @@ TEST(RunCommand, GivesNoTerminalUnlessAsked) {
 }
 
 TEST(RunCommand, TypesAtAControllingTerminal) {
-  Command command{
+  const Command command{
       .arguments = {"sh", "-c", "printf 'Name: ' >/dev/tty; read n </dev/tty; echo got $n"},
       .dialog = {{"Name: ", "somebody\n"}}};
   const CommandResult result = run(command);
@@ -82,18 +82,18 @@ TEST(RunCommand, TypesAtAControllingTerminal) {
 }
 
 TEST(RunCommand, ShowsWhatTheTerminalEchoed) {
-  Command command{.arguments = {"sh",
-                                "-c",
-                                "stty -echo </dev/tty; printf 'PIN: ' >/dev/tty;"
-                                "read n </dev/tty; echo $n"},
-                  .dialog = {{"PIN: ", "4711\n"}}};
+  const Command command{.arguments = {"sh",
+                                      "-c",
+                                      "stty -echo </dev/tty; printf 'PIN: ' >/dev/tty;"
+                                      "read n </dev/tty; echo $n"},
+                        .dialog = {{"PIN: ", "4711\n"}}};
   const CommandResult result = run(command);
   EXPECT_EQ(result.out, "4711\n");
   EXPECT_THAT(result.terminal, Not(HasSubstr("4711")));
 }
 
 TEST(RunCommand, ThrowsWhenAnAwaitedTextNeverComes) {
-  Command command{.arguments = {"true"}, .dialog = {{"Name: ", "x\n"}}};
+  const Command command{.arguments = {"true"}, .dialog = {{"Name: ", "x\n"}}};
   EXPECT_THROW(run(command), std::runtime_error);
 }
 

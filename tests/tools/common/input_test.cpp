@@ -60,14 +60,15 @@ TEST(Input, NamesAFileThatIsMissing) {
 
 TEST(Input, RefusesAFolder) {
   const test::TempDir folder;
-  expectRefusal([&] { Input input(folder.path()); }, ExitCode::Input, HasSubstr("is a folder"));
+  expectRefusal(
+      [&] { Input const input(folder.path()); }, ExitCode::Input, HasSubstr("is a folder"));
 }
 
 TEST(Input, RefusesMoreThanALengthCanTell) {
   const test::TempDir folder;
   const std::string path = folder.write("file", "");
   ASSERT_EQ(truncate(path.c_str(), 2'147'483'648), 0);
-  expectRefusal([&] { Input input(path); },
+  expectRefusal([&] { Input const input(path); },
                 ExitCode::Input,
                 AllOf(StartsWith(path), HasSubstr("2147483647")));
 }

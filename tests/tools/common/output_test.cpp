@@ -100,11 +100,10 @@ TEST_F(Output, NamesADeviceThatTakesNothing) {
 // The longest file that the process may write, and no signal when it wants more.
 class FileLimit {
  public:
-  explicit FileLimit(rlim_t bytes) {
+  explicit FileLimit(rlim_t bytes) : handler_(std::signal(SIGXFSZ, SIG_IGN)) {
     getrlimit(RLIMIT_FSIZE, &before_);
     const rlimit limit{.rlim_cur = bytes, .rlim_max = before_.rlim_max};
     setrlimit(RLIMIT_FSIZE, &limit);
-    handler_ = std::signal(SIGXFSZ, SIG_IGN);
   }
 
   ~FileLimit() {
