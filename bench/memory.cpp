@@ -95,11 +95,12 @@ bool run(bool detached) {
             [&] { code = qx::bench::ssfSign(content, identity, World::kPin, detached, message); }),
         floorSeconds);
   const std::string signedText = message.text();
+  const std::string nothing;
   SsfString out;
   SAPRETURN verified = 0;
   print(detached ? "verify 256 MB detached" : "verify 256 MB attached",
         measure([&] {
-          verified = qx::bench::ssfVerify(signedText, detached ? content : std::string(), out);
+          verified = qx::bench::ssfVerify(signedText, detached ? content : nothing, out);
         }),
         floorSeconds);
   return code == 0 && verified == 0;
