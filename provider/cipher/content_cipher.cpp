@@ -107,8 +107,7 @@ Result<Gost28147Parameters> readGost28147Parameters(der::Bytes encoded) {
   if (!iv) {
     return iv.failure();
   }
-  const auto element = reader.next(der::kOid);
-  auto set = element ? der::readOid(*element) : element.failure();
+  auto set = der::readOid(reader);
   if (!set) {
     return set.failure();
   }

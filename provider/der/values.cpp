@@ -159,6 +159,11 @@ Result<std::string> readOid(const Element& oid) {
   return oidToText(oid.content);
 }
 
+Result<std::string> readOid(Reader& reader) {
+  const Result<Element> oid = reader.next(kOid);
+  return oid ? readOid(*oid) : oid.failure();
+}
+
 Result<BitString> readBitString(const Element& bits) {
   constexpr unsigned kMaxUnused = 7;
   if (!bits.is(kBitString) || bits.content.empty() || bits.content.front() > kMaxUnused) {
@@ -200,11 +205,7 @@ std::vector<std::uint8_t> littleEndian(Bytes content) {
 
 Result<AlgorithmIdentifier> readAlgorithm(const Element& sequence) {
   Reader reader(sequence.content);
-  const Result<Element> oid = reader.next(kOid);
-  if (!oid) {
-    return oid.failure();
-  }
-  Result<std::string> dotted = readOid(*oid);
+  Result<std::string> dotted = readOid(reader);
   if (!dotted) {
     return dotted.failure();
   }
@@ -220,6 +221,11 @@ Result<AlgorithmIdentifier> readAlgorithm(const Element& sequence) {
     return end.failure();
   }
   return algorithm;
+}
+
+Result<AlgorithmIdentifier> readAlgorithm(Reader& reader) {
+  const Result<Element> sequence = reader.next(kSequence);
+  return sequence ? readAlgorithm(*sequence) : sequence.failure();
 }
 
 }  // namespace qx::der

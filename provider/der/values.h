@@ -24,6 +24,9 @@ Result<bool> readBoolean(const Element& boolean);
 /// readOid reads an OBJECT IDENTIFIER as dotted text.
 Result<std::string> readOid(const Element& oid);
 
+/// The same for the reader's next element, which must be an OBJECT IDENTIFIER.
+Result<std::string> readOid(Reader& reader);
+
 /// BitString is the octets of a BIT STRING in their order, and how many low bits of the last one
 /// are not part of it (0 to 7).
 struct BitString {
@@ -49,6 +52,9 @@ struct AlgorithmIdentifier {
 };
 
 Result<AlgorithmIdentifier> readAlgorithm(const Element& sequence);
+
+/// The same for the reader's next element, which must be a SEQUENCE.
+Result<AlgorithmIdentifier> readAlgorithm(Reader& reader);
 
 }  // namespace qx::der
 

@@ -188,11 +188,7 @@ Result<void> decodeUsages(const der::Element& element, ParamOutput& out) {
   }
   std::vector<std::string> usages;
   for (der::Reader reader(element.content); !reader.atEnd();) {
-    const Result<der::Element> next = reader.next(der::kOid);
-    if (!next) {
-      return next.failure();
-    }
-    Result<std::string> oid = der::readOid(*next);
+    Result<std::string> oid = der::readOid(reader);
     if (!oid) {
       return oid.failure();
     }

@@ -22,12 +22,6 @@ constexpr std::string_view kScrypt = "1.3.6.1.4.1.11591.4.11";
 constexpr std::uint64_t kMaxScryptWork = 1U << 23U;
 constexpr std::size_t kSaltLength = 16;
 
-/// Reads the element at the front as an AlgorithmIdentifier.
-Result<der::AlgorithmIdentifier> nextAlgorithm(der::Reader& reader) {
-  const auto sequence = reader.next(der::kSequence);
-  return sequence ? der::readAlgorithm(*sequence) : sequence.failure();
-}
-
 /// PBKDF2-params: salt, iterationCount, ...
 Result<void> checkPbkdf2(der::Reader reader) {
   const auto salt = reader.next(der::kOctetString);
@@ -75,7 +69,7 @@ Result<void> checkEncryption(std::span<const std::uint8_t> der) {
     return fail(NTE_BAD_KEYSET);
   }
   der::Reader members(outer->content);
-  const auto scheme = nextAlgorithm(members);
+  const auto scheme = der::readAlgorithm(members);
   if (!scheme || scheme->oid != kPbes2) {
     return fail(NTE_BAD_KEYSET);
   }
@@ -84,7 +78,7 @@ Result<void> checkEncryption(std::span<const std::uint8_t> der) {
     return fail(NTE_BAD_KEYSET);
   }
   der::Reader pbes2(parameters->content);
-  const auto kdf = nextAlgorithm(pbes2);
+  const auto kdf = der::readAlgorithm(pbes2);
   return kdf ? checkKdf(*kdf) : fail(NTE_BAD_KEYSET);
 }
 

@@ -49,11 +49,7 @@ bool areSignatureParameters(const der::AlgorithmIdentifier& algorithm) {
 using Check = bool (*)(const der::AlgorithmIdentifier&);
 
 Result<der::AlgorithmIdentifier> readAlgorithm(der::Reader& reader, Check isGood) {
-  const Result<der::Element> sequence = reader.next(der::kSequence);
-  if (!sequence) {
-    return sequence.failure();
-  }
-  Result<der::AlgorithmIdentifier> algorithm = der::readAlgorithm(*sequence);
+  Result<der::AlgorithmIdentifier> algorithm = der::readAlgorithm(reader);
   if (algorithm && !isGood(*algorithm)) {
     return fail(CRYPT_E_ASN1_CORRUPT);
   }

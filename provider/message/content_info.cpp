@@ -39,11 +39,7 @@ Result<ContentInfo> readContentInfo(der::Reader& reader) {
     return sequence.failure();
   }
   der::Reader fields(sequence->content);
-  const Result<der::Element> oid = fields.next(der::kOid);
-  if (!oid) {
-    return oid.failure();
-  }
-  Result<std::string> type = der::readOid(*oid);
+  Result<std::string> type = der::readOid(fields);
   if (!type) {
     return type.failure();
   }

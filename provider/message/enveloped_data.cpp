@@ -48,10 +48,8 @@ Result<void> readContent(der::Reader& outer, EnvelopedData& data) {
     return sequence.failure();
   }
   der::Reader reader(sequence->content);
-  const auto oid = reader.next(der::kOid);
-  auto type = oid ? der::readOid(*oid) : oid.failure();
-  const auto element = type ? reader.next(der::kSequence) : type.failure();
-  auto algorithm = element ? der::readAlgorithm(*element) : element.failure();
+  auto type = der::readOid(reader);
+  auto algorithm = type ? der::readAlgorithm(reader) : type.failure();
   const auto encrypted = algorithm ? readEncrypted(reader) : algorithm.failure();
   if (!encrypted) {
     return encrypted.failure();

@@ -21,11 +21,6 @@ Result<Octets> nextOctets(der::Reader& reader) {
                 : string.failure();
 }
 
-Result<std::string> nextOid(der::Reader& reader) {
-  const auto element = reader.next(der::kOid);
-  return element ? der::readOid(*element) : element.failure();
-}
-
 Result<WrappedKey> readWrappedKey(der::Reader& outer) {
   const auto sequence = outer.next(der::kSequence);
   if (!sequence) {
@@ -48,7 +43,7 @@ Result<WrappedKey> readWrappedKey(der::Reader& outer) {
 
 Result<void> readTransportParameters(der::Bytes content, GostKeyTransport& transport) {
   der::Reader reader(content);
-  auto set = nextOid(reader);
+  auto set = der::readOid(reader);
   if (!set) {
     return set.failure();
   }
@@ -172,7 +167,7 @@ Result<KeyWrapParameters> readKeyWrapParameters(der::Bytes encoded) {
     return inner.failure();
   }
   der::Reader reader(inner->content);
-  auto set = nextOid(reader);
+  auto set = der::readOid(reader);
   if (!set) {
     return set.failure();
   }

@@ -15,11 +15,6 @@ constexpr std::uint8_t kKeyIdTag = der::contextConstructed(0);
 constexpr std::uint8_t kFirstOtherTag = der::contextConstructed(2);
 constexpr std::uint8_t kLastOtherTag = der::contextConstructed(4);
 
-Result<der::AlgorithmIdentifier> nextAlgorithm(der::Reader& reader) {
-  const auto sequence = reader.next(der::kSequence);
-  return sequence ? der::readAlgorithm(*sequence) : sequence.failure();
-}
-
 Result<std::vector<std::uint8_t>> nextOctets(der::Reader& reader) {
   const auto string = reader.next();
   return string ? der::readOctets(*string) : string.failure();
@@ -30,7 +25,7 @@ Result<Recipient> readTransport(const der::Element& element) {
   const auto version = der::readUnsigned(reader);
   const auto name = version ? reader.next() : version.failure();
   const auto id = name ? readSignerId(*name) : name.failure();
-  auto algorithm = id ? nextAlgorithm(reader) : id.failure();
+  auto algorithm = id ? der::readAlgorithm(reader) : id.failure();
   auto key = algorithm ? nextOctets(reader) : algorithm.failure();
   if (!key) {
     return key.failure();
@@ -124,7 +119,7 @@ Result<void> appendAgreed(const der::Element& element, std::vector<Recipient>& r
   der::Reader reader(element.content);
   const auto version = der::readUnsigned(reader);
   const auto agreement = version ? readAgreement(reader) : version.failure();
-  const auto algorithm = agreement ? nextAlgorithm(reader) : agreement.failure();
+  const auto algorithm = agreement ? der::readAlgorithm(reader) : agreement.failure();
   const auto keys = algorithm ? reader.next(der::kSequence) : algorithm.failure();
   if (!keys) {
     return keys.failure();

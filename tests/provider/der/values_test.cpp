@@ -46,6 +46,15 @@ TEST(DerValues, ReadTheNextElementAsAnUnsignedInteger) {
   EXPECT_EQ(readUnsigned(reader).error(), CRYPT_E_ASN1_BADTAG);
 }
 
+TEST(DerValues, ReadTheNextElementAsAnIdentifierOrAnAlgorithm) {
+  const auto input = fromHex("06032a0304 300706032a03040500 0201ff");
+  Reader reader(input);
+  EXPECT_EQ(*readOid(reader), "1.2.3.4");
+  EXPECT_EQ(readAlgorithm(reader)->oid, "1.2.3.4");
+  EXPECT_EQ(readOid(reader).error(), CRYPT_E_ASN1_BADTAG);
+  EXPECT_EQ(readAlgorithm(reader).error(), CRYPT_E_ASN1_BADTAG);
+}
+
 TEST(DerValues, ReadBooleans) {
   const auto readIt = [](const Element& element) { return readBoolean(element); };
   EXPECT_TRUE(*read("0101ff", readIt));
