@@ -176,4 +176,14 @@ bool PublicKey::mayHaveLength(std::size_t length) const {
   return type_->type == KeyType::Rsa ? length == most : length <= most;
 }
 
+Result<std::span<const std::uint8_t>> spkiAlgorithm(std::span<const std::uint8_t> spki) {
+  const auto sequence = der::readWhole(spki, der::kSequence);
+  if (!sequence) {
+    return sequence.failure();
+  }
+  der::Reader members(sequence->content);
+  const auto algorithm = members.next(der::kSequence);
+  return algorithm ? Result<std::span<const std::uint8_t>>(algorithm->whole) : algorithm.failure();
+}
+
 }  // namespace qx

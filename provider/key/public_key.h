@@ -57,6 +57,10 @@ class PublicKey {
   std::vector<std::uint8_t> bits_;
 };
 
+/// spkiAlgorithm gives the whole AlgorithmIdentifier of a SubjectPublicKeyInfo, as a part of it. Errors:
+/// those of the DER reader.
+Result<std::span<const std::uint8_t>> spkiAlgorithm(std::span<const std::uint8_t> spki);
+
 }  // namespace qx
 
 #endif

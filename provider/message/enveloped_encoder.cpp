@@ -19,14 +19,12 @@ namespace {
 
 /// The AlgorithmIdentifier inside a SubjectPublicKeyInfo; RSA keys come with NULL there or without.
 Result<std::vector<std::uint8_t>> algorithmOf(const PublicKey& key) {
-  const auto spki = der::readWhole(key.spki(), der::kSequence);
-  der::Reader reader(spki ? spki->content : der::Bytes());
-  const auto algorithm = reader.next(der::kSequence);
-  if (!algorithm) {
-    return algorithm.failure();
-  }
   if (key.type() != KeyType::Rsa) {
-    return std::vector<std::uint8_t>(algorithm->whole.begin(), algorithm->whole.end());
+    const auto algorithm = spkiAlgorithm(key.spki());
+    if (!algorithm) {
+      return algorithm.failure();
+    }
+    return std::vector<std::uint8_t>(algorithm->begin(), algorithm->end());
   }
   const auto encoded = der::algorithm(keyTypeInfo(key.type()).oid, der::kNullParameters);
   return encoded ? Result<std::vector<std::uint8_t>>(encoded->bytes()) : encoded.failure();

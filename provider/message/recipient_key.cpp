@@ -14,8 +14,6 @@
 namespace qx {
 namespace {
 
-constexpr std::string_view kRsa = "1.2.840.113549.1.1.1";
-
 /// Public keys of GOST (RFC 4491, RFC 9215), agreement with them (RFC 4490, 4.1.1) and its successors:
 /// wrapping by GOST 28147-89, whose form shows the rest.
 constexpr std::string_view kGostAlgorithms[] = {"1.2.643.2.2.19",
@@ -78,14 +76,12 @@ Result<PublicKey> readOriginatorKey(der::Bytes content, const PrivateKey& own) {
   if (!read) {
     return read.failure();
   }
-  const auto spki = der::readWhole(own.spki(), der::kSequence);
-  der::Reader ownReader(spki ? spki->content : der::Bytes());
-  const auto ownAlgorithm = ownReader.next(der::kSequence);
+  const auto ownAlgorithm = spkiAlgorithm(own.spki());
   if (!ownAlgorithm) {
     return ownAlgorithm.failure();
   }
   const bool isBare = read->parameters.empty() || read->parameters.front() == der::kNull;
-  const der::Bytes named = isBare ? ownAlgorithm->whole : algorithm->whole;
+  const der::Bytes named = isBare ? *ownAlgorithm : algorithm->whole;
   return readOtherKey(
       der::sequence(der::Encoding::borrowed(named), der::Encoding::borrowed(reader.rest()))
           .bytes());
@@ -214,7 +210,7 @@ Result<std::vector<std::uint8_t>> encryptKeyFor(const PublicKey& recipient, der:
 Result<TransportedKey> recoverKey(const Recipient& recipient,
                                   const PrivateKey& key,
                                   std::size_t length) {
-  if (recipient.algorithm.oid == kRsa && !recipient.agreement) {
+  if (recipient.algorithm.oid == keyTypeInfo(KeyType::Rsa).oid && !recipient.agreement) {
     return decryptKeyRsa(key, recipient.encryptedKey, length);
   }
   auto recovered = recoverGost(recipient, key);

@@ -394,5 +394,18 @@ TEST(PublicKey, RefusesAGostKeyOverACurveOfAnotherSize) {
   EXPECT_FALSE(key);
 }
 
+TEST(SpkiAlgorithm, IsThePartThatNamesTheAlgorithm) {
+  const Bytes spki = fromHex("300a 300506032a0304 030100");
+  const auto algorithm = spkiAlgorithm(spki);
+  ASSERT_TRUE(algorithm);
+  EXPECT_EQ(Bytes(algorithm->begin(), algorithm->end()), fromHex("300506032a0304"));
+  EXPECT_EQ(algorithm->data(), spki.data() + 2);
+}
+
+TEST(SpkiAlgorithm, IsNotFoundInWhatIsNoKey) {
+  EXPECT_EQ(spkiAlgorithm({}).error(), CRYPT_E_ASN1_EOD);
+  EXPECT_EQ(spkiAlgorithm(fromHex("3002 0500")).error(), CRYPT_E_ASN1_BADTAG);
+}
+
 }  // namespace
 }  // namespace qx
