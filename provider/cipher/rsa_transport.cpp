@@ -5,8 +5,8 @@
 #include <openssl/evp.h>
 #include <openssl/rsa.h>
 
-#include "provider/cipher/random.h"
 #include "provider/openssl/library_context.h"
+#include "provider/openssl/random.h"
 
 namespace qx {
 namespace {

@@ -6,12 +6,12 @@
 #include <openssl/evp.h>
 #include <openssl/obj_mac.h>
 #include <openssl/pkcs12.h>
-#include <openssl/rand.h>
 #include <openssl/x509.h>
 
 #include "provider/der/reader.h"
 #include "provider/der/values.h"
 #include "provider/openssl/library_context.h"
+#include "provider/openssl/random.h"
 
 namespace qx {
 namespace {
@@ -95,8 +95,8 @@ Result<std::vector<std::uint8_t>> encryptPkcs8(PKCS8_PRIV_KEY_INFO* key,
     return fail(ERROR_INVALID_PARAMETER);
   }
   std::array<unsigned char, kSaltLength> salt{};
-  if (RAND_bytes_ex(libraryContext(), salt.data(), salt.size(), 0) != 1) {
-    return fail(NTE_FAIL);
+  if (const auto done = fillRandom(salt); !done) {
+    return done.failure();
   }
   X509AlgorPtr scheme(PKCS5_pbe2_set_iv_ex(EVP_aes_256_cbc(),
                                            static_cast<int>(rounds),

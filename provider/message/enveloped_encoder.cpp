@@ -4,7 +4,6 @@
 #include <utility>
 
 #include "provider/cipher/gost28147.h"
-#include "provider/cipher/random.h"
 #include "provider/message/blob.h"
 #include "provider/message/enveloped_data.h"
 #include "provider/message/limits.h"
@@ -12,6 +11,7 @@
 #include "provider/message/recipient_key.h"
 #include "provider/message/signer_id.h"
 #include "provider/message/verify.h"
+#include "provider/openssl/random.h"
 #include "provider/support/config.h"
 
 namespace qx {

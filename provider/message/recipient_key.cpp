@@ -6,10 +6,10 @@
 
 #include "provider/cipher/kexp15.h"
 #include "provider/cipher/key_agreement.h"
-#include "provider/cipher/random.h"
 #include "provider/der/writer.h"
 #include "provider/message/gost_key_transport.h"
 #include "provider/message/known_certificate.h"
+#include "provider/openssl/random.h"
 
 namespace qx {
 namespace {

@@ -1,4 +1,4 @@
-#include "provider/cipher/random.h"
+#include "provider/openssl/random.h"
 
 #include <openssl/rand.h>
 

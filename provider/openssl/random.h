@@ -1,5 +1,5 @@
-#ifndef QX_PROVIDER_CIPHER_RANDOM_H_
-#define QX_PROVIDER_CIPHER_RANDOM_H_
+#ifndef QX_PROVIDER_OPENSSL_RANDOM_H_
+#define QX_PROVIDER_OPENSSL_RANDOM_H_
 
 #include <cstddef>
 #include <cstdint>
