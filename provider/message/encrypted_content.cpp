@@ -1,7 +1,5 @@
 #include "provider/message/encrypted_content.h"
 
-#include <algorithm>
-
 #include "provider/message/enveloped_data.h"
 
 namespace qx {
@@ -32,7 +30,7 @@ void EncryptedContent::visit(const Visitor& visitor) const {
 }
 
 void EncryptedContent::writeTo(std::uint8_t* out) const {
-  visit([&out](der::Bytes octets) { out = std::ranges::copy(octets, out).out; });
+  visit([&out](der::Bytes octets) { out = der::copyTo(out, octets); });
 }
 
 Result<SecretBytes> EncryptedContent::decrypt(ContentDecryption& cipher) const {
