@@ -5,7 +5,7 @@
 #include "qxsapssf/config/config.h"
 #include "qxsapssf/frame.h"
 #include "qxsapssf/identity/signer.h"
-#include "qxsapssf/message_decoder.h"
+#include "qxsapssf/message_input.h"
 #include "qxsapssf/message_params.h"
 #include "qxsapssf/owned_bytes.h"
 #include "qxsapssf/platform_handles.h"
@@ -87,7 +87,7 @@ SAPRETURN examineMessage(const AddSignArguments& arguments, DWORD& flags) noexce
   if (!openDecoder(kName, /*flags=*/0, message)) {
     return SSF_API_NO_PROVIDER;
   }
-  if (!decodeBytes(kName, message, arguments.signedData, arguments.signedDataLength)) {
+  if (!feedMessage(kName, message, arguments.signedData, arguments.signedDataLength)) {
     return SSF_API_DECODE_ERROR;
   }
   DWORD size = 0;
@@ -111,11 +111,11 @@ SAPRETURN reopenMessage(const AddSignArguments& arguments, DWORD flags, Message&
   if (!openDecoder(kName, flags, message)) {
     return SSF_API_NO_PROVIDER;
   }
-  if (!decodeBytes(kName, message, arguments.signedData, arguments.signedDataLength)) {
+  if (!feedMessage(kName, message, arguments.signedData, arguments.signedDataLength)) {
     return SSF_API_INVALID_INPUT;
   }
   if (flags == CMSG_DETACHED_FLAG &&
-      !decodeBytes(kName, message, arguments.input, arguments.inputLength)) {
+      !feedMessage(kName, message, arguments.input, arguments.inputLength)) {
     return SSF_API_INVALID_INPUT;
   }
   return SSF_API_OK;

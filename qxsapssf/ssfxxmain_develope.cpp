@@ -5,7 +5,7 @@
 #include "qxsapssf/frame.h"
 #include "qxsapssf/identity/profile.h"
 #include "qxsapssf/identity/signer.h"
-#include "qxsapssf/message_decoder.h"
+#include "qxsapssf/message_input.h"
 #include "qxsapssf/message_params.h"
 #include "qxsapssf/owned_bytes.h"
 #include "qxsapssf/platform_handles.h"
@@ -138,7 +138,7 @@ SAPRETURN openEnvelope(const DevelopeArguments& arguments,
   if (!openDecoder(kName, /*flags=*/0, message)) {
     return SSF_API_NO_PROVIDER;
   }
-  if (!decodeBytes(kName, message, arguments.envelopedData, arguments.envelopedDataLength)) {
+  if (!feedMessage(kName, message, arguments.envelopedData, arguments.envelopedDataLength)) {
     return SSF_API_INVALID_INPUT;
   }
   DWORD index = kNoRecipient;

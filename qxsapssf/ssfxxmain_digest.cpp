@@ -5,6 +5,7 @@
 #include "platform/crypt_prov.h"
 
 #include "qxsapssf/frame.h"
+#include "qxsapssf/message_input.h"
 #include "qxsapssf/message_params.h"
 #include "qxsapssf/owned_bytes.h"
 #include "qxsapssf/platform_handles.h"
@@ -74,9 +75,8 @@ SAPRETURN encodeHashed(const char* hashOid,
   if (!message) {
     return failedCall(kName, SSF_API_ENCODE_ERROR);
   }
-  if (CryptMsgUpdate(message.get(), input, static_cast<DWORD>(inputLength), /*fFinal=*/TRUE) ==
-      FALSE) {
-    return failedCall(kName, SSF_API_ENCODE_ERROR);
+  if (!feedMessage(kName, message, input, inputLength)) {
+    return SSF_API_ENCODE_ERROR;
   }
   return readParam(
       kName, message.get(), CMSG_CONTENT_PARAM, /*index=*/0, SSF_API_ENCODE_ERROR, encoded);

@@ -10,6 +10,7 @@
 #include "qxsapssf/identity/certificate_walk.h"
 #include "qxsapssf/identity/identity.h"
 #include "qxsapssf/identity/profile.h"
+#include "qxsapssf/message_input.h"
 #include "qxsapssf/message_params.h"
 #include "qxsapssf/owned_bytes.h"
 #include "qxsapssf/platform_handles.h"
@@ -168,11 +169,8 @@ SAPRETURN encodeEnveloped(const EnvelopeArguments& arguments,
   if (!message) {
     return failedCall(kName, SSF_API_NO_PROVIDER);
   }
-  if (CryptMsgUpdate(message.get(),
-                     arguments.input,
-                     static_cast<DWORD>(arguments.inputLength),
-                     /*fFinal=*/TRUE) == FALSE) {
-    return failedCall(kName, SSF_API_NO_PROVIDER);
+  if (!feedMessage(kName, message, arguments.input, arguments.inputLength)) {
+    return SSF_API_NO_PROVIDER;
   }
   const SAPRETURN code = readParam(
       kName, message.get(), CMSG_CONTENT_PARAM, /*index=*/0, SSF_API_ENCODE_ERROR, encoded);

@@ -5,6 +5,7 @@
 #include "qxsapssf/encoding.h"
 #include "qxsapssf/frame.h"
 #include "qxsapssf/identity/signer.h"
+#include "qxsapssf/message_input.h"
 #include "qxsapssf/message_params.h"
 #include "qxsapssf/owned_bytes.h"
 #include "qxsapssf/platform_handles.h"
@@ -143,11 +144,8 @@ SAPRETURN encodeSigned(const SignArguments& arguments,
   if (!message) {
     return failedCall(kName, SSF_API_NO_PROVIDER);
   }
-  if (CryptMsgUpdate(message.get(),
-                     arguments.input,
-                     static_cast<DWORD>(arguments.inputLength),
-                     /*fFinal=*/TRUE) == FALSE) {
-    return failedCall(kName, SSF_API_NO_PROVIDER);
+  if (!feedMessage(kName, message, arguments.input, arguments.inputLength)) {
+    return SSF_API_NO_PROVIDER;
   }
   const SAPRETURN code = readParam(
       kName, message.get(), CMSG_CONTENT_PARAM, /*index=*/0, SSF_API_ENCODE_ERROR, encoded);

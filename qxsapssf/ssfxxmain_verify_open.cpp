@@ -2,7 +2,7 @@
 #include <string_view>
 
 #include "qxsapssf/identity/profile.h"
-#include "qxsapssf/message_decoder.h"
+#include "qxsapssf/message_input.h"
 #include "qxsapssf/qxsapssf_errors.h"
 #include "qxsapssf/ssfxxmain_arguments.h"
 #include "qxsapssf/ssfxxmain_format.h"
@@ -33,7 +33,7 @@ SAPRETURN decode(const VerifyArguments& arguments, Message& message) noexcept {
   if (!openDecoder(kVerifyName, /*flags=*/0, message)) {
     return SSF_API_NO_PROVIDER;
   }
-  if (!decodeBytes(kVerifyName, message, arguments.signedData, arguments.signedDataLength)) {
+  if (!feedMessage(kVerifyName, message, arguments.signedData, arguments.signedDataLength)) {
     QX_TRACE(kVerifyName, "#error#: Invalid message format?.\n");
     return SSF_API_DECODE_ERROR;
   }
@@ -75,11 +75,11 @@ SAPRETURN takeDetached(const VerifyArguments& arguments, SignedMessage& message)
   if (!openDecoder(kVerifyName, CMSG_DETACHED_FLAG, message.handle)) {
     return SSF_API_NO_PROVIDER;
   }
-  if (!decodeBytes(kVerifyName, message.handle, arguments.signedData, arguments.signedDataLength)) {
+  if (!feedMessage(kVerifyName, message.handle, arguments.signedData, arguments.signedDataLength)) {
     QX_TRACE(kVerifyName, "#error#: failed to decode Detached dignature!\n");
     return SSF_API_DECODE_ERROR;
   }
-  if (!decodeBytes(kVerifyName, message.handle, arguments.input, arguments.inputLength)) {
+  if (!feedMessage(kVerifyName, message.handle, arguments.input, arguments.inputLength)) {
     QX_TRACE(kVerifyName, "#error#: failed to encode source data for Detached dignature!\n");
     return SSF_API_DECODE_ERROR;
   }

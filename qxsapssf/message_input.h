@@ -1,5 +1,5 @@
-#ifndef QX_QXSAPSSF_MESSAGE_DECODER_H_
-#define QX_QXSAPSSF_MESSAGE_DECODER_H_
+#ifndef QX_QXSAPSSF_MESSAGE_INPUT_H_
+#define QX_QXSAPSSF_MESSAGE_INPUT_H_
 
 #include <source_location>
 
@@ -15,9 +15,9 @@ bool openDecoder(const char* function,
                  Message& message,
                  std::source_location where = std::source_location::current()) noexcept;
 
-/// decodeBytes gives all bytes of a message, or of its detached content, to a decoder, which reads them
-/// until it is closed. A failure is reported under `function` with the caller's line.
-bool decodeBytes(const char* function,
+/// feedMessage gives an encoder all of its content, or a decoder all bytes of a message or of its detached
+/// content; the handle reads them until it is closed. A failure is reported under `function` with the caller's line.
+bool feedMessage(const char* function,
                  const Message& message,
                  const SAP_B8* bytes,
                  SsfOctetlen length,

@@ -1,4 +1,4 @@
-#include "qxsapssf/message_decoder.h"
+#include "qxsapssf/message_input.h"
 
 #include "tests/scripted_provider/ssf_fixture.h"
 
@@ -10,7 +10,7 @@ using testing::ElementsAre;
 using testing::IsEmpty;
 using testing::StartsWith;
 
-class MessageDecoder : public scripted::ScriptedTest {
+class MessageInput : public scripted::ScriptedTest {
  protected:
   void SetUp() override {
     ScriptedTest::SetUp();
@@ -23,7 +23,7 @@ class MessageDecoder : public scripted::ScriptedTest {
   }
 
   bool decode() {
-    return decodeBytes("SsfTest",
+    return feedMessage("SsfTest",
                        message_,
                        reinterpret_cast<const SAP_B8*>(encoding_.data()),
                        static_cast<SsfOctetlen>(encoding_.size()));
@@ -33,7 +33,7 @@ class MessageDecoder : public scripted::ScriptedTest {
   Message message_;
 };
 
-TEST_F(MessageDecoder, OpensAMessageOfAnyType) {
+TEST_F(MessageInput, OpensAMessageOfAnyType) {
   EXPECT_TRUE(openDecoder("SsfTest", 0, message_));
   EXPECT_TRUE(message_);
   EXPECT_TRUE(decode());
@@ -42,7 +42,7 @@ TEST_F(MessageDecoder, OpensAMessageOfAnyType) {
                           "CryptMsgUpdate(message#1, 17 bytes, 1)"));
 }
 
-TEST_F(MessageDecoder, TakesTheContentOfADetachedMessageSecond) {
+TEST_F(MessageInput, TakesTheContentOfADetachedMessageSecond) {
   encoding_ = provider().addMessage({.isDetached = true});
   EXPECT_TRUE(openDecoder("SsfTest", CMSG_DETACHED_FLAG, message_));
   EXPECT_TRUE(decode());
@@ -52,7 +52,7 @@ TEST_F(MessageDecoder, TakesTheContentOfADetachedMessageSecond) {
               ElementsAre("CryptMsgOpenToDecode(0x10001, 0x4, 0, 0, NULL, NULL)"));
 }
 
-TEST_F(MessageDecoder, ReportsAMessageThatCannotBeOpened) {
+TEST_F(MessageInput, ReportsAMessageThatCannotBeOpened) {
   provider().failFirst("CryptMsgOpenToDecode", 0x80090016);
   const int line = __LINE__ + 1;
   EXPECT_FALSE(openDecoder("SsfTest", 0, message_));
@@ -63,7 +63,7 @@ TEST_F(MessageDecoder, ReportsAMessageThatCannotBeOpened) {
   EXPECT_EQ(provider().trace()[0].line, line);
 }
 
-TEST_F(MessageDecoder, ReportsBytesThatAreNoMessage) {
+TEST_F(MessageInput, ReportsBytesThatAreNoMessage) {
   ASSERT_TRUE(openDecoder("SsfTest", 0, message_));
   encoding_ = "no message";
   EXPECT_FALSE(decode());
@@ -71,7 +71,7 @@ TEST_F(MessageDecoder, ReportsBytesThatAreNoMessage) {
   EXPECT_THAT(provider().calls("CryptMsgClose"), IsEmpty());
 }
 
-TEST_F(MessageDecoder, ClosesWhatWasOpenBefore) {
+TEST_F(MessageInput, ClosesWhatWasOpenBefore) {
   ASSERT_TRUE(openDecoder("SsfTest", 0, message_));
   ASSERT_TRUE(openDecoder("SsfTest", 0, message_));
   EXPECT_THAT(provider().calls("CryptMsgClose"), ElementsAre("CryptMsgClose(message#1)"));

@@ -1,4 +1,4 @@
-#include "qxsapssf/message_decoder.h"
+#include "qxsapssf/message_input.h"
 
 #include "qxsapssf/encoding.h"
 #include "qxsapssf/qxsapssf_errors.h"
@@ -21,7 +21,7 @@ bool openDecoder(const char* function,
   return static_cast<bool>(message);
 }
 
-bool decodeBytes(const char* function,
+bool feedMessage(const char* function,
                  const Message& message,
                  const SAP_B8* bytes,
                  SsfOctetlen length,
