@@ -29,9 +29,7 @@ struct DevelopeArguments {
 };
 
 SAPRETURN checkArguments(const DevelopeArguments& arguments) noexcept {
-  unsigned char isCades = 0;
-  const SAPRETURN code = check_ssf_format(
-      reinterpret_cast<const char*>(arguments.format), arguments.formatLength, &isCades);
+  const SAPRETURN code = checkFormat(arguments.format, arguments.formatLength);
   if (code != SSF_API_OK) {
     return code;
   }

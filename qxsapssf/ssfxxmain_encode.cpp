@@ -35,9 +35,7 @@ struct TransferArguments {
 };
 
 SAPRETURN checkArguments(Direction direction, const TransferArguments& arguments) noexcept {
-  unsigned char isCades = 0;
-  SAPRETURN code = check_ssf_format(
-      reinterpret_cast<const char*>(arguments.format), arguments.formatLength, &isCades);
+  SAPRETURN code = checkFormat(arguments.format, arguments.formatLength);
   if (code == SSF_API_OK) {
     code = checkLength(direction, arguments.inputLength);
   }

@@ -53,9 +53,7 @@ bool isKnownCipher(const SAP_B8* name, SsfOctetlen nameLength) noexcept {
 
 SAPRETURN checkArguments(const EnvelopeArguments& arguments) noexcept {
   // All formats make the same message.
-  unsigned char isCades = 0;
-  const SAPRETURN code = check_ssf_format(
-      reinterpret_cast<const char*>(arguments.format), arguments.formatLength, &isCades);
+  const SAPRETURN code = checkFormat(arguments.format, arguments.formatLength);
   if (code != SSF_API_OK) {
     return code;
   }

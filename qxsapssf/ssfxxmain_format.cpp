@@ -41,6 +41,11 @@ SAPRETURN check_ssf_format(const char* name, int nameLength, unsigned char* isCa
   return SSF_API_OK;
 }
 
+SAPRETURN checkFormat(const SAP_B8* name, SsfOctetlen nameLength) noexcept {
+  unsigned char isCades = 0;
+  return check_ssf_format(reinterpret_cast<const char*>(name), nameLength, &isCades);
+}
+
 SAPRETURN acceptFormat(const char* function,
                        const SAP_B8* name,
                        SsfOctetlen nameLength,

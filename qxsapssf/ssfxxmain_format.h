@@ -11,6 +11,9 @@ namespace qx {
 /// sets *isCades to 1 for the formats that are CAdES, else to 0.
 SAPRETURN check_ssf_format(const char* name, int nameLength, unsigned char* isCades) noexcept;
 
+/// checkFormat is check_ssf_format for the operations that make no difference between the formats.
+SAPRETURN checkFormat(const SAP_B8* name, SsfOctetlen nameLength) noexcept;
+
 /// acceptFormat is check_ssf_format for the operations on signed messages, which tell the name that they
 /// are given and what they make of it.
 SAPRETURN acceptFormat(const char* function,

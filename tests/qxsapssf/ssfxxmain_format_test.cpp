@@ -53,6 +53,15 @@ TEST_F(FormatTest, RefusesEveryOtherName) {
   }
 }
 
+TEST_F(FormatTest, IsTheSameToOperationsThatMakeNoDifference) {
+  for (const std::string_view name : {"PKCS7", "CADES", "PKCS7_CADES", "PKCS7_ANY"}) {
+    Octets bytes(name);
+    EXPECT_EQ(checkFormat(bytes.data(), bytes.size()), SSF_API_OK) << name;
+  }
+  Octets unknown("pkcs7");
+  EXPECT_EQ(checkFormat(unknown.data(), unknown.size()), SSF_API_INVALID_FORMAT);
+}
+
 TEST_F(FormatTest, WarnsOfAnUnknownName) {
   check("pkcs7");
   ASSERT_EQ(provider().trace().size(), 1U);
