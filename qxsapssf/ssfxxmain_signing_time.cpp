@@ -67,7 +67,7 @@ void SigningTimeText::append(const FILETIME& time, const char* suffix) noexcept 
 BOOL FileTimeToLocalFileTime(const FILETIME* utc, FILETIME* local) noexcept {
   const std::time_t now = std::time(nullptr);
   std::tm today{};
-  localtime_r(&now, &today);
+  static_cast<void>(localtime_r(&now, &today));
   tzset();
   std::int64_t secondsWest = timezone;
   if (today.tm_isdst > 0) {
