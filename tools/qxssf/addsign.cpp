@@ -2,7 +2,6 @@
 #include <string>
 
 #include "tools/common/error.h"
-#include "tools/common/output.h"
 #include "tools/qxssf/arguments.h"
 #include "tools/qxssf/codes.h"
 #include "tools/qxssf/commands.h"
@@ -37,8 +36,7 @@ void requireGood(SAPRETURN code,
   if (code == SSF_API_ENCODE_ERROR && isCades(arguments.files)) {
     throw ToolError(ExitCode::Service, start + "no time stamp could be had");
   }
-  const std::string fault = code == SSF_API_SIGNER_ERROR ? faultOfPeople(records, kSigner) : "";
-  throw ToolError(meaningOf(code).exit, start + (fault.empty() ? meaningOf(code).words : fault));
+  throw ToolError(meaningOf(code).exit, start + reasonOf(code, records, kSigner));
 }
 
 SAPRETURN callAddSign(const Library& library,
@@ -74,9 +72,7 @@ void addSignature(Program& program, const AddSignArguments& arguments) {
   report.facts()["code"] = code;
   reportPeople(records, kSigner, report);
   requireGood(code, arguments, files, records);
-  tools::writeOutput(arguments.files.output, message.bytes());
-  report.facts()["output"] = arguments.files.output;
-  report.facts()["bytes"] = message.bytes().size();
+  deliver(report, arguments.files, message.bytes());
   report.line(files.message().name() + ": signature added, " +
               std::to_string(message.bytes().size()) + " bytes");
 }

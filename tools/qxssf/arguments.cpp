@@ -1,6 +1,7 @@
 #include "tools/qxssf/arguments.h"
 
 #include "tools/common/error.h"
+#include "tools/common/output.h"
 
 namespace qx::ssf {
 
@@ -22,6 +23,14 @@ void addFormat(CLI::App& command, FileArguments& arguments) {
 
 bool isCades(const FileArguments& arguments) {
   return arguments.format == "CADES" || arguments.format == "PKCS7_CADES";
+}
+
+void deliver(tools::Report& report,
+             const FileArguments& arguments,
+             std::span<const std::uint8_t> bytes) {
+  tools::writeOutput(arguments.output, bytes);
+  report.facts()["output"] = arguments.output;
+  report.facts()["bytes"] = bytes.size();
 }
 
 void requireContent(const tools::Input& input) {

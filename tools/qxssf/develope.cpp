@@ -3,7 +3,6 @@
 
 #include "tools/common/error.h"
 #include "tools/common/input.h"
-#include "tools/common/output.h"
 #include "tools/qxssf/arguments.h"
 #include "tools/qxssf/codes.h"
 #include "tools/qxssf/commands.h"
@@ -29,8 +28,7 @@ void requireGood(SAPRETURN code, const tools::Input& input, const Records& recor
   if (code == SSF_API_INVALID_INPUT) {
     throw ToolError(ExitCode::Input, start + "is no message that can be read");
   }
-  const std::string fault = code == SSF_API_RECIPIENT_ERROR ? faultOfPeople(records, kReader) : "";
-  throw ToolError(meaningOf(code).exit, start + (fault.empty() ? meaningOf(code).words : fault));
+  throw ToolError(meaningOf(code).exit, start + reasonOf(code, records, kReader));
 }
 
 void develope(Program& program, const DevelopeArguments& arguments) {
@@ -54,9 +52,7 @@ void develope(Program& program, const DevelopeArguments& arguments) {
   report.facts()["code"] = code;
   reportPeople(records, kReader, report);
   requireGood(code, input, records);
-  tools::writeOutput(arguments.files.output, content.bytes());
-  report.facts()["output"] = arguments.files.output;
-  report.facts()["bytes"] = content.bytes().size();
+  deliver(report, arguments.files, content.bytes());
   report.line(input.name() + ": opened, " + std::to_string(content.bytes().size()) + " bytes");
 }
 

@@ -3,7 +3,6 @@
 
 #include "tools/common/error.h"
 #include "tools/common/input.h"
-#include "tools/common/output.h"
 #include "tools/qxssf/arguments.h"
 #include "tools/qxssf/codes.h"
 #include "tools/qxssf/commands.h"
@@ -40,8 +39,7 @@ void digest(Program& program, const DigestArguments& arguments) {
   if (code != SSF_API_OK) {
     throw ToolError(meaningOf(code).exit, input.name() + ": not hashed: " + meaningOf(code).words);
   }
-  tools::writeOutput(arguments.files.output, message.bytes());
-  program.tool.report.facts()["output"] = arguments.files.output;
+  deliver(program.tool.report, arguments.files, message.bytes());
   program.tool.report.line(input.name() + ": hashed with " + arguments.hash + ", " +
                            std::to_string(message.bytes().size()) + " bytes");
 }

@@ -3,7 +3,6 @@
 
 #include "tools/common/error.h"
 #include "tools/common/input.h"
-#include "tools/common/output.h"
 #include "tools/qxssf/arguments.h"
 #include "tools/qxssf/codes.h"
 #include "tools/qxssf/commands.h"
@@ -32,8 +31,7 @@ void transfer(Program& program, const FileArguments& files, const char* function
   if (code != SSF_API_OK) {
     throw ToolError(meaningOf(code).exit, input.name() + ": " + meaningOf(code).words);
   }
-  tools::writeOutput(files.output, output.bytes());
-  program.tool.report.facts()["output"] = files.output;
+  deliver(program.tool.report, files, output.bytes());
   program.tool.report.line(input.name() + ": " + std::to_string(output.bytes().size()) + " bytes");
 }
 

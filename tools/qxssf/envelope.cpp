@@ -4,7 +4,6 @@
 
 #include "tools/common/error.h"
 #include "tools/common/input.h"
-#include "tools/common/output.h"
 #include "tools/qxssf/arguments.h"
 #include "tools/qxssf/codes.h"
 #include "tools/qxssf/commands.h"
@@ -48,11 +47,8 @@ void requireGood(SAPRETURN code, const tools::Input& input, const Records& recor
   if (code == SSF_API_OK) {
     return;
   }
-  const std::string fault =
-      code == SSF_API_RECIPIENT_ERROR ? faultOfPeople(records, kRecipient) : "";
-  throw ToolError(
-      meaningOf(code).exit,
-      input.name() + ": not enveloped: " + (fault.empty() ? meaningOf(code).words : fault));
+  throw ToolError(meaningOf(code).exit,
+                  input.name() + ": not enveloped: " + reasonOf(code, records, kRecipient));
 }
 
 void envelope(Program& program, const EnvelopeArguments& arguments) {
@@ -71,13 +67,9 @@ void envelope(Program& program, const EnvelopeArguments& arguments) {
   report.facts()["code"] = code;
   reportPeople(records, kRecipient, report);
   requireGood(code, input, records);
-  tools::writeOutput(arguments.files.output, message.bytes());
-  report.facts()["output"] = arguments.files.output;
-  report.facts()["bytes"] = message.bytes().size();
-  const std::size_t count = arguments.recipients.size();
-  report.line(input.name() + ": enveloped for " + std::to_string(count) +
-              (count == 1 ? " recipient, " : " recipients, ") +
-              std::to_string(message.bytes().size()) + " bytes");
+  deliver(report, arguments.files, message.bytes());
+  report.line(input.name() + ": enveloped for " + counted(arguments.recipients.size(), kRecipient) +
+              ", " + std::to_string(message.bytes().size()) + " bytes");
 }
 
 }  // namespace

@@ -4,7 +4,6 @@
 
 #include "tools/common/error.h"
 #include "tools/common/input.h"
-#include "tools/common/output.h"
 #include "tools/qxssf/arguments.h"
 #include "tools/qxssf/codes.h"
 #include "tools/qxssf/commands.h"
@@ -28,26 +27,11 @@ struct SignArguments {
                          SAPRETURN code,
                          const tools::Input& input,
                          const Records& records) {
-  const CodeMeaning& meaning = meaningOf(code);
-  const std::string fault = code == SSF_API_SIGNER_ERROR ? faultOfPeople(records, kSigner) : "";
   if (code == SSF_API_ENCODE_ERROR && isCades(arguments.files)) {
     throw ToolError(ExitCode::Service, input.name() + ": not signed: no time stamp could be had");
   }
-  throw ToolError(meaning.exit,
-                  input.name() + ": not signed: " + (fault.empty() ? meaning.words : fault));
-}
-
-void describe(tools::Report& report,
-              const SignArguments& arguments,
-              const tools::Input& input,
-              const Octets& message) {
-  report.facts()["input"] = input.name();
-  report.facts()["output"] = arguments.files.output;
-  report.facts()["bytes"] = message.bytes().size();
-  const size_t count = arguments.signers.size();
-  report.line(input.name() + ": signed by " + std::to_string(count) +
-              (count == 1 ? " signer, " : " signers, ") + std::to_string(message.bytes().size()) +
-              " bytes");
+  throw ToolError(meaningOf(code).exit,
+                  input.name() + ": not signed: " + reasonOf(code, records, kSigner));
 }
 
 void sign(Program& program, const SignArguments& arguments) {
@@ -71,13 +55,15 @@ void sign(Program& program, const SignArguments& arguments) {
                                                            records.get(),
                                                            message.data(),
                                                            message.length());
+  report.facts()["input"] = input.name();
   report.facts()["code"] = code;
   reportPeople(records, kSigner, report);
   if (code != SSF_API_OK) {
     refuse(arguments, code, input, records);
   }
-  tools::writeOutput(arguments.files.output, message.bytes());
-  describe(report, arguments, input, message);
+  deliver(report, arguments.files, message.bytes());
+  report.line(input.name() + ": signed by " + counted(arguments.signers.size(), kSigner) + ", " +
+              std::to_string(message.bytes().size()) + " bytes");
 }
 
 }  // namespace

@@ -29,11 +29,30 @@ std::string idOf(const SigRcpSsfInformation& record) {
   return std::string(textOf(record.id, record.idLength));
 }
 
+// Which of them could not be used and why, in one text; empty when none.
+std::string faultOfPeople(const Records& records, const Role& role) {
+  std::string text;
+  eachRecord(records, [&](int number, const SigRcpSsfInformation& record) {
+    if (record.result != SSF_RESULT_OK) {
+      text += (text.empty() ? "" : "; ") + std::string(role.name) + " " + std::to_string(number) +
+              " (" + idOf(record) + "): " + role.words(record.result);
+    }
+  });
+  return text;
+}
+
 }  // namespace
 
-const Role kSigner{.name = "signer", .list = "signers", .words = signingWords};
-const Role kRecipient{.name = "recipient", .list = "recipients", .words = envelopingWords};
-const Role kReader{.name = "recipient", .list = "recipients", .words = developingWords};
+const Role kSigner{
+    .name = "signer", .list = "signers", .words = signingWords, .refusal = SSF_API_SIGNER_ERROR};
+const Role kRecipient{.name = "recipient",
+                      .list = "recipients",
+                      .words = envelopingWords,
+                      .refusal = SSF_API_RECIPIENT_ERROR};
+const Role kReader{.name = "recipient",
+                   .list = "recipients",
+                   .words = developingWords,
+                   .refusal = SSF_API_RECIPIENT_ERROR};
 
 void addSigners(CLI::App& command, std::vector<Signer>& signers) {
   command
@@ -83,15 +102,13 @@ void reportPeople(const Records& records, const Role& role, tools::Report& repor
   });
 }
 
-std::string faultOfPeople(const Records& records, const Role& role) {
-  std::string text;
-  eachRecord(records, [&](int number, const SigRcpSsfInformation& record) {
-    if (record.result != SSF_RESULT_OK) {
-      text += (text.empty() ? "" : "; ") + std::string(role.name) + " " + std::to_string(number) +
-              " (" + idOf(record) + "): " + role.words(record.result);
-    }
-  });
-  return text;
+std::string reasonOf(SAPRETURN code, const Records& records, const Role& role) {
+  const std::string fault = code == role.refusal ? faultOfPeople(records, role) : "";
+  return fault.empty() ? meaningOf(code).words : fault;
+}
+
+std::string counted(std::size_t count, const Role& role) {
+  return std::to_string(count) + " " + (count == 1 ? role.name : role.list);
 }
 
 }  // namespace qx::ssf

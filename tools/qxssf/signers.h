@@ -1,6 +1,7 @@
 #ifndef QX_TOOLS_QXSSF_SIGNERS_H_
 #define QX_TOOLS_QXSSF_SIGNERS_H_
 
+#include <cstddef>
 #include <string>
 #include <vector>
 
@@ -35,6 +36,8 @@ struct Role {
   const char* name;
   const char* list;
   const char* (*words)(SAPRETURN result);
+  /// The return code whose cause stands in their records.
+  SAPRETURN refusal;
 };
 
 extern const Role kSigner;
@@ -45,8 +48,12 @@ extern const Role kReader;
 /// reportPeople puts each of them and what became of him into the report's facts.
 void reportPeople(const Records& records, const Role& role, tools::Report& report);
 
-/// faultOfPeople tells in one text which of them could not be used and why; empty when none.
-std::string faultOfPeople(const Records& records, const Role& role);
+/// reasonOf tells in words why a call was refused: who could not be used and why, when that was it,
+/// else what the code means.
+std::string reasonOf(SAPRETURN code, const Records& records, const Role& role);
+
+/// counted is "1 signer", "2 signers".
+std::string counted(std::size_t count, const Role& role);
 
 }  // namespace qx::ssf
 

@@ -124,17 +124,31 @@ TEST(SignerFault, NamesEveryOneWhoCouldNotSign) {
   records.get()->info->result = SSF_RESULT_UNKNOWN;
   records.get()->next->info->result = SSF_RESULT_OK;
   records.get()->next->next->info->result = SSF_RESULT_INVALID_PASSWORD;
-  EXPECT_EQ(faultOfPeople(records, kSigner),
+  EXPECT_EQ(reasonOf(SSF_API_SIGNER_ERROR, records, kSigner),
             "signer 1 (CN=A): no certificate of this identity in the store; "
             "signer 3 (CN=C): the PIN does not open the private key");
 }
 
-TEST(SignerFault, IsEmptyWhenAllSigned) {
+TEST(SignerFault, IsTheCodesOwnMeaningWhenAllCouldSign) {
   Records records(library());
-  EXPECT_THAT(faultOfPeople(records, kSigner), IsEmpty());
+  EXPECT_EQ(reasonOf(SSF_API_SIGNER_ERROR, records, kSigner), "a signer cannot be used");
   records.add("CN=A", "", {});
   records.get()->info->result = SSF_RESULT_OK;
-  EXPECT_THAT(faultOfPeople(records, kSigner), IsEmpty());
+  EXPECT_EQ(reasonOf(SSF_API_SIGNER_ERROR, records, kSigner), "a signer cannot be used");
+}
+
+TEST(SignerFault, IsNotLookedForWhenTheCodeTellsOfSomethingElse) {
+  Records records(library());
+  records.add("CN=A", "", {});
+  records.get()->info->result = SSF_RESULT_INVALID_PASSWORD;
+  EXPECT_EQ(reasonOf(SSF_API_NO_MEMORY, records, kSigner), "there is not enough memory");
+}
+
+TEST(Count, IsOneOrMany) {
+  EXPECT_EQ(counted(1, kSigner), "1 signer");
+  EXPECT_EQ(counted(2, kSigner), "2 signers");
+  EXPECT_EQ(counted(1, kReader), "1 recipient");
+  EXPECT_EQ(counted(1000, kRecipient), "1000 recipients");
 }
 
 TEST(SignerReport, TellsWhatBecameOfEach) {
@@ -157,10 +171,10 @@ TEST(Recipients, AreToldInTheWordsOfTheirOperation) {
   Records records(library());
   records.add("CN=A", "", {});
   records.get()->info->result = SSF_RESULT_NOCERTIFICATE;
-  EXPECT_EQ(faultOfPeople(records, kRecipient),
+  EXPECT_EQ(reasonOf(SSF_API_RECIPIENT_ERROR, records, kRecipient),
             "recipient 1 (CN=A): no certificate of this identity in the address book");
   records.get()->info->result = SSF_RESULT_NOT_OK;
-  EXPECT_EQ(faultOfPeople(records, kReader),
+  EXPECT_EQ(reasonOf(SSF_API_RECIPIENT_ERROR, records, kReader),
             "recipient 1 (CN=A): the message is not for this recipient, or was changed");
   tools::Report report("qxssf");
   reportPeople(records, kReader, report);
