@@ -176,18 +176,7 @@ INSTANTIATE_TEST_SUITE_P(
 TEST_F(AddEnhancedSignTest, EndsWithFourWhereverMemoryIsShort) {
   makeDetached();
   useServers({"http://first/"}, {"http://first/"});
-  SAPRETURN code = SSF_API_OK;
-  const unsigned failures =
-      scripted::sweepAllocations([&] { freeOutput(call.output); },
-                                 [&] { code = call.run(); },
-                                 [&](unsigned n) {
-                                   EXPECT_EQ(code, SSF_API_NO_MEMORY) << n;
-                                   EXPECT_EQ(call.output.bytes(), nullptr) << n;
-                                   EXPECT_EQ(provider().traceTexts().back(), kError) << n;
-                                   EXPECT_THAT(provider().leftovers(), IsEmpty()) << n;
-                                 });
-  EXPECT_GT(failures, 6U);
-  EXPECT_EQ(code, SSF_API_OK);
+  expectNoMemory(call, 7);
 }
 
 }  // namespace

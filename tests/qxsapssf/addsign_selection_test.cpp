@@ -201,19 +201,7 @@ TEST_F(AddSignSelectionTest, WipesItsCopyOfThePin) {
 TEST_F(AddSignSelectionTest, LosesASignerWhoseThumbprintThereIsNoMemoryFor) {
   provider().addCertificate({});
   setSigner(thumbprint("11"));
-  SAPRETURN code = SSF_API_OK;
-  unsigned lost = 0;
-  scripted::sweepAllocations([&] { freeOutput(call.output); },
-                             [&] { code = call.run(); },
-                             [&](unsigned n) {
-                               if (code != SSF_API_SIGNER_ERROR) {
-                                 EXPECT_EQ(code, SSF_API_NO_MEMORY) << n;
-                                 return;
-                               }
-                               ++lost;
-                               EXPECT_EQ(call.signer->result, SSF_RESULT_UNKNOWN);
-                             });
-  EXPECT_EQ(lost, 1U);
+  expectOneLostThumbprint(call, *call.signer, SSF_API_SIGNER_ERROR);
 }
 
 }  // namespace

@@ -214,19 +214,7 @@ TEST_F(DevelopeSelectionTest, WipesItsCopyOfThePin) {
 TEST_F(DevelopeSelectionTest, LosesARecipientWhoseThumbprintThereIsNoMemoryFor) {
   provider().addCertificate({});
   setRecipient(thumbprint("11"));
-  SAPRETURN code = SSF_API_OK;
-  unsigned lost = 0;
-  scripted::sweepAllocations([&] { freeOutput(call.output); },
-                             [&] { code = call.run(); },
-                             [&](unsigned n) {
-                               if (code != SSF_API_RECIPIENT_ERROR) {
-                                 EXPECT_EQ(code, SSF_API_NO_MEMORY) << n;
-                                 return;
-                               }
-                               ++lost;
-                               EXPECT_EQ(call.recipient->result, SSF_RESULT_UNKNOWN);
-                             });
-  EXPECT_EQ(lost, 1U);
+  expectOneLostThumbprint(call, *call.recipient, SSF_API_RECIPIENT_ERROR);
   EXPECT_THAT(linesOf("SsfDevelope"), Contains(StartsWith("#error#: Invalid user's ID (1111")));
 }
 

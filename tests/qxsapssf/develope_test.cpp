@@ -273,18 +273,7 @@ TEST_F(DevelopeTest, WritesNothingWhileTracingIsOff) {
 TEST_F(DevelopeTest, EndsWithFourWhereverMemoryIsShort) {
   provider().addCertificate({.pin = kLongPin});
   setRecipient("CN=Ivan Petrov, C=RU", "uMy", kLongPin);
-  SAPRETURN code = SSF_API_OK;
-  const unsigned failures =
-      scripted::sweepAllocations([&] { freeOutput(call.output); },
-                                 [&] { code = call.run(); },
-                                 [&](unsigned n) {
-                                   EXPECT_EQ(code, SSF_API_NO_MEMORY) << n;
-                                   EXPECT_EQ(call.output.bytes(), nullptr) << n;
-                                   EXPECT_EQ(provider().traceTexts().back(), kError) << n;
-                                   EXPECT_THAT(provider().leftovers(), IsEmpty()) << n;
-                                 });
-  EXPECT_GT(failures, 8U);
-  EXPECT_EQ(code, SSF_API_OK);
+  expectNoMemory(call, 9);
 }
 
 }  // namespace

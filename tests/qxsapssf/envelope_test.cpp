@@ -291,18 +291,7 @@ TEST_F(EnvelopeTest, EndsWithFourWhereverMemoryIsShort) {
   addRecipient(1);
   addRecipient(2);
   call.profile = "uAddressbook";
-  SAPRETURN code = SSF_API_OK;
-  const unsigned failures =
-      scripted::sweepAllocations([&] { freeOutput(call.output); },
-                                 [&] { code = call.run(); },
-                                 [&](unsigned n) {
-                                   EXPECT_EQ(code, SSF_API_NO_MEMORY) << n;
-                                   EXPECT_EQ(call.output.size(), 0) << n;
-                                   EXPECT_EQ(provider().traceTexts().back(), kError) << n;
-                                   EXPECT_THAT(provider().leftovers(), IsEmpty()) << n;
-                                 });
-  EXPECT_GT(failures, 8U);
-  EXPECT_EQ(code, SSF_API_OK);
+  expectNoMemory(call, 9);
 }
 
 }  // namespace

@@ -158,6 +158,57 @@ class PinWatch {
   std::optional<scripted::FreeWatch> watch_;
 };
 
+/// Whatever went wrong in a call, it gives no output, its banners stand first and last, and it leaves
+/// nothing behind. A call knows by hasNoOutput what its operation leaves in the outputs then.
+template <class Call>
+void expectFailure(Call& call, SAPRETURN code) {
+  EXPECT_EQ(call.run(), code);
+  EXPECT_TRUE(call.hasNoOutput());
+  EXPECT_EQ(provider().traceTexts().front(), kStart);
+  EXPECT_EQ(provider().traceTexts().back(), kError);
+  EXPECT_THAT(provider().leftovers(), ::testing::IsEmpty());
+}
+
+/// Every allocation of a call that succeeds fails once, `check` is given the code and the number of the
+/// allocation each time. The number of failures.
+template <class Call, class Check>
+unsigned sweepMemory(Call& call, Check check) {
+  SAPRETURN code = -1;
+  const unsigned failures = scripted::sweepAllocations([&] { freeOutput(call.output); },
+                                                       [&] { code = call.run(); },
+                                                       [&](unsigned n) { check(code, n); });
+  EXPECT_EQ(code, SSF_API_OK);
+  return failures;
+}
+
+/// A call with at least this many allocations ends with SSF_API_NO_MEMORY whichever of them fails.
+template <class Call>
+void expectNoMemory(Call& call, unsigned allocations) {
+  const unsigned failures = sweepMemory(call, [&](SAPRETURN code, unsigned n) {
+    EXPECT_EQ(code, SSF_API_NO_MEMORY) << n;
+    EXPECT_TRUE(call.hasNoOutput()) << n;
+    EXPECT_EQ(provider().traceTexts().back(), kError) << n;
+    EXPECT_THAT(provider().leftovers(), ::testing::IsEmpty()) << n;
+  });
+  EXPECT_GE(failures, allocations);
+}
+
+/// One allocation of a call is its only certificate's thumbprint: without it nobody is found, which the
+/// call says by `refusal` and the record by SSF_RESULT_UNKNOWN. All others end with SSF_API_NO_MEMORY.
+template <class Call>
+void expectOneLostThumbprint(Call& call, const SigRcpSsfInformation& record, SAPRETURN refusal) {
+  unsigned lost = 0;
+  sweepMemory(call, [&](SAPRETURN code, unsigned n) {
+    if (code != refusal) {
+      EXPECT_EQ(code, SSF_API_NO_MEMORY) << n;
+      return;
+    }
+    ++lost;
+    EXPECT_EQ(record.result, SSF_RESULT_UNKNOWN);
+  });
+  EXPECT_EQ(lost, 1U);
+}
+
 inline constexpr const char* kLongPin = "a long PIN of more than sixteen bytes";
 
 /// Default settings before each test.
