@@ -5,6 +5,7 @@
 #include <openssl/bn.h>
 #include <openssl/x509v3.h>
 
+#include "provider/openssl/engine.h"
 #include "tools/lab/error.h"
 #include "tools/lab/extension.h"
 
@@ -96,8 +97,9 @@ void addExtensions(X509* certificate, const CertificateOptions& options, X509* i
 
 }  // namespace
 
+// With the engine every digest is found, GOST's and others.
 const EVP_MD* digestFor(int nid, EVP_PKEY* key) {
-  const EVP_MD* digest = nid == NID_undef ? usualDigest(key) : EVP_get_digestbynid(nid);
+  const EVP_MD* digest = nid == NID_undef ? usualDigest(key) : gostDigest(nid);
   if (digest == nullptr) {
     throwError("this digest is not supported");
   }

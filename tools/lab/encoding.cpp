@@ -4,6 +4,7 @@
 #include <openssl/pem.h>
 #include <openssl/pkcs12.h>
 
+#include "tools/lab/encode.h"
 #include "tools/lab/error.h"
 #include "tools/lab/pki.h"
 
@@ -12,16 +13,6 @@ namespace {
 
 constexpr int kPkcs12Rounds = 2048;
 constexpr int kMacSaltLength = 16;
-
-// i2d_* with no buffer allocates one of the right size.
-template <class T>
-Bytes encode(int (*i2d)(const T*, unsigned char**), const T* object, const char* what) {
-  unsigned char* buffer = nullptr;
-  const int length = i2d(object, &buffer);
-  const OpensslBytes owner(buffer);
-  check(length, what);
-  return {buffer, buffer + length};
-}
 
 template <class Write>
 std::string pem(Write write, const char* what) {
