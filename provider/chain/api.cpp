@@ -19,14 +19,6 @@ namespace {
 using qx::fail;
 using qx::Result;
 
-constexpr std::size_t kCachedVerdicts = 1000;
-
-// Never destroyed: what libcrypto made of the certificates could outlive libcrypto's own end.
-qx::VerdictCache& verdicts() {
-  static auto& cache = *new qx::VerdictCache(kCachedVerdicts);
-  return cache;
-}
-
 Result<qx::Location> locationOf(HCERTCHAINENGINE engine) {
   if (engine == HCCE_CURRENT_USER) {
     return qx::Location::CurrentUser;
@@ -104,7 +96,7 @@ Result<qx::VerdictPtr> judge(HCERTCHAINENGINE engine,
   if (time != nullptr) {
     request.time = qx::secondsOf(*time);
   }
-  return verdicts().evaluate(std::move(request), qx::trustOf(*location));
+  return qx::processVerdicts().evaluate(std::move(request), qx::trustOf(*location));
 }
 
 }  // namespace

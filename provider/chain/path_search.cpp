@@ -183,13 +183,6 @@ void searchPaths(const ChainRequest& request,
   PathSearch(request, window, visit).run();
 }
 
-std::time_t secondsOf(const FILETIME& time) {
-  constexpr std::uint64_t kTicksASecond = 10'000'000;
-  constexpr std::time_t kFrom1601To1970 = 11'644'473'600;
-  const std::uint64_t ticks = (std::uint64_t{time.dwHighDateTime} << 32U) | time.dwLowDateTime;
-  return static_cast<std::time_t>(ticks / kTicksASecond) - kFrom1601To1970;
-}
-
 bool isValidAt(const CertificateData& certificate, std::time_t time) {
   return secondsOf(certificate.info().NotBefore) <= time &&
          time <= secondsOf(certificate.info().NotAfter);

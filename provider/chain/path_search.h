@@ -26,9 +26,6 @@ void searchPaths(const ChainRequest& request,
                  TimeWindow& window,
                  const std::function<bool(const Path&)>& visit);
 
-/// secondsOf gives a time of the published form in seconds since 1970, rounded down.
-std::time_t secondsOf(const FILETIME& time);
-
 /// isValidAt tells whether a time lies within a certificate's dates, both included.
 bool isValidAt(const CertificateData& certificate, std::time_t time);
 

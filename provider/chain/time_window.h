@@ -2,10 +2,21 @@
 #define QX_PROVIDER_CHAIN_TIME_WINDOW_H_
 
 #include <algorithm>
+#include <cstdint>
 #include <ctime>
 #include <limits>
 
+#include "platform/types.h"
+
 namespace qx {
+
+/// secondsOf gives a time of the published form in seconds since 1970, rounded down.
+inline std::time_t secondsOf(const FILETIME& time) {
+  constexpr std::uint64_t kTicksASecond = 10'000'000;
+  constexpr std::time_t kFrom1601To1970 = 11'644'473'600;
+  const std::uint64_t ticks = (std::uint64_t{time.dwHighDateTime} << 32U) | time.dwLowDateTime;
+  return static_cast<std::time_t>(ticks / kTicksASecond) - kFrom1601To1970;
+}
 
 /// TimeWindow is the span of time around a moment in which a verdict stays what it is: no validity
 /// begins or ends in it. In seconds since 1970.

@@ -10,6 +10,17 @@
 namespace qx {
 namespace {
 
+constexpr std::size_t kCachedVerdicts = 1000;
+
+template <class Data>
+der::Bytes bytesOf(const Data& object) {
+  return object.der();
+}
+
+der::Bytes bytesOf(const OcspData& answer) {
+  return answer.basic();
+}
+
 /// Digest hashes values one behind another, each with its length or of fixed length, so that no two
 /// different requests feed it the same bytes.
 class Digest {
@@ -31,7 +42,7 @@ class Digest {
   void addAll(std::span<const Pointer> objects) {
     add(objects.size());
     for (const Pointer& object : objects) {
-      add(object->der());
+      add(bytesOf(*object));
     }
   }
 
@@ -49,6 +60,8 @@ VerdictCache::Key VerdictCache::keyOf(const ChainRequest& request) {
   digest.add(std::uint64_t{request.time.has_value()});
   digest.add(static_cast<std::uint64_t>(request.time.value_or(0)));
   digest.add(static_cast<std::uint64_t>(request.revocation));
+  digest.add(std::uint64_t{request.givenRevocationOnly});
+  digest.add(std::uint64_t{request.revocationAsOfTime});
   digest.add(std::uint64_t{request.source != nullptr});
   digest.add(std::uint64_t{request.usage.any});
   digest.add(request.usage.oids.size());
@@ -57,6 +70,7 @@ VerdictCache::Key VerdictCache::keyOf(const ChainRequest& request) {
   }
   digest.addAll(request.certificates);
   digest.addAll(request.crls);
+  digest.addAll(request.ocsp);
   const HashValue value = digest.finish();
   Key key{};
   std::ranges::copy(value.bytes(), key.begin());
@@ -111,6 +125,12 @@ Result<VerdictPtr> VerdictCache::evaluate(ChainRequest request,
 std::size_t VerdictCache::size() {
   const std::scoped_lock lock(mutex_);
   return entries_.size();
+}
+
+// Never destroyed: what libcrypto made of the certificates could outlive libcrypto's own end.
+VerdictCache& processVerdicts() {
+  static auto& cache = *new VerdictCache(kCachedVerdicts);
+  return cache;
 }
 
 }  // namespace qx

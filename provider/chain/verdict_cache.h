@@ -56,6 +56,9 @@ class VerdictCache {
   std::deque<Key> oldestFirst_;
 };
 
+/// processVerdicts is the cache that everybody in this process shares.
+VerdictCache& processVerdicts();
+
 }  // namespace qx
 
 #endif

@@ -11,6 +11,7 @@
 #include "platform/cert_chain.h"
 
 #include "provider/chain/name_index.h"
+#include "provider/chain/ocsp_data.h"
 #include "provider/chain/time_window.h"
 #include "provider/chain/trust_source.h"
 #include "provider/result.h"
@@ -55,10 +56,23 @@ struct ChainRequest {
   /// Building material beside the trust source's; gives no trust.
   std::span<const CertificatePtr> certificates;
   std::span<const CrlPtr> crls;
+  std::span<const OcspPtr> ocsp;
+  /// Revocation is judged by `crls` and `ocsp` alone: the trust source's CRLs and `source` are left out.
+  bool givenRevocationOnly = false;
+  /// Revocation is judged as of `time`, with what is known now: by CRLs and answers that held at that
+  /// time or were made after it. A revocation from after that time is no fault.
+  bool revocationAsOfTime = false;
   RevocationScope revocation = RevocationScope::None;
   RequestedUsage usage;
   /// Null: what is not at hand stays unknown.
   RevocationSource* source = nullptr;
+};
+
+/// What decided that a certificate is revoked, or not: one of both; none when its status is unknown or
+/// was not looked up.
+struct RevocationEvidence {
+  CrlPtr crl;
+  OcspPtr ocsp;
 };
 
 /// One certificate of a chain, with the CERT_TRUST_ bits that are its own.
@@ -67,6 +81,7 @@ struct ChainElement {
   DWORD errors = 0;
   DWORD info = 0;
   bool revocationChecked = false;
+  RevocationEvidence evidence;
 };
 
 /// The best chain that could be built: a good one if there is any. From the certificate itself to a
