@@ -1,0 +1,56 @@
+#ifndef QX_PROVIDER_CADES_CERTIFICATE_REF_H_
+#define QX_PROVIDER_CADES_CERTIFICATE_REF_H_
+
+#include <optional>
+#include <string_view>
+
+#include "provider/der/reader.h"
+#include "provider/der/writer.h"
+#include "provider/hash/hash.h"
+#include "provider/result.h"
+#include "provider/store/certificate_data.h"
+
+namespace qx {
+
+/// trustedHash finds the hash algorithm with this OID; null when we do not know it or it is broken.
+const HashInfo* trustedHash(std::string_view oid);
+
+/// HashRef names bytes by their hash, itself over the bytes it was read from.
+struct HashRef {
+  const HashInfo* hash = nullptr;  ///< of trustedHash; null: nothing matches
+  der::Bytes value;
+
+  /// Whether the bytes have this hash; never so under an unknown algorithm.
+  bool matches(der::Bytes bytes) const;
+};
+
+/// CertificateRef names a certificate by its hash and, when it says more, by issuer and serial number:
+/// ESSCertID, ESSCertIDv2 (RFC 5035, 4 and 5) and OtherCertID (RFC 5126, 6.2.1).
+struct CertificateRef {
+  struct IssuerSerial {
+    der::Bytes issuer;  ///< GeneralNames, content octets
+    der::Bytes serial;  ///< INTEGER, content octets
+  };
+
+  HashRef hash;
+  std::optional<IssuerSerial> issuerSerial;
+
+  /// Whether the certificate has this hash and, when they are named, issuer and serial number.
+  bool matches(const CertificateData& certificate) const;
+};
+
+/// readOtherHash reads OtherHash (RFC 5126, 6.2.1): the value alone for SHA-1, else with its algorithm.
+Result<HashRef> readOtherHash(der::Reader& reader);
+
+/// otherHash makes the OtherHash of bytes.
+der::Encoding otherHash(HashAlgorithm hash, der::Bytes bytes);
+
+/// readIssuerSerial reads an optional IssuerSerial.
+Result<std::optional<CertificateRef::IssuerSerial>> readIssuerSerial(der::Reader& reader);
+
+/// issuerSerial makes the IssuerSerial of a certificate: its issuer as the one directoryName.
+der::Encoding issuerSerial(const CertificateData& certificate);
+
+}  // namespace qx
+
+#endif
