@@ -204,9 +204,16 @@ QX_PLATFORM_END
 
 /* Trust. */
 #define TRUST_E_CERT_SIGNATURE 0x80096004u /* The signature of the certificate cannot be verified */
-#define TRUST_E_NOSIGNATURE 0x800B0100u    /* There is no signature */
-#define CERT_E_EXPIRED 0x800B0101u         /* A certificate is expired or not yet valid */
-#define CERT_E_UNTRUSTEDROOT 0x800B0109u   /* The chain ends in a root that is not trusted */
-#define CERT_E_CHAINING 0x800B010Au        /* The chain cannot be built to a trusted root */
+#define TRUST_E_TIME_STAMP 0x80096005u     /* The time stamp is malformed or not to be trusted */
+#define TRUST_E_BASIC_CONSTRAINTS 0x80096019u /* A certificate in the chain is no authority */
+#define TRUST_E_NOSIGNATURE 0x800B0100u       /* There is no signature */
+#define CERT_E_EXPIRED 0x800B0101u            /* A certificate is expired or not yet valid */
+#define CERT_E_CRITICAL 0x800B0105u       /* A critical extension is not understood or malformed */
+#define CERT_E_UNTRUSTEDROOT 0x800B0109u  /* The chain ends in a root that is not trusted */
+#define CERT_E_CHAINING 0x800B010Au       /* The chain cannot be built to a trusted root */
+#define TRUST_E_FAIL 0x800B010Bu          /* The chain is not to be trusted */
+#define CERT_E_WRONG_USAGE 0x800B0110u    /* The certificate is not good for this usage */
+#define CERT_E_INVALID_POLICY 0x800B0113u /* A certificate policy is violated */
+#define CERT_E_INVALID_NAME 0x800B0114u   /* A name in the chain is not permitted */
 
 #endif

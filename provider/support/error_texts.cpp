@@ -146,10 +146,17 @@ constexpr Row kTexts[] = {
     {CRYPT_E_ASN1_NOEOD, "The end of the encoded data is missing"},
     // Trust.
     {TRUST_E_CERT_SIGNATURE, "The signature of the certificate cannot be verified"},
+    {TRUST_E_TIME_STAMP, "The time stamp is malformed or not to be trusted"},
+    {TRUST_E_BASIC_CONSTRAINTS, "A certificate in the chain is no authority"},
     {TRUST_E_NOSIGNATURE, "There is no signature"},
     {CERT_E_EXPIRED, "A certificate is expired or not yet valid"},
+    {CERT_E_CRITICAL, "A critical extension is not understood or malformed"},
     {CERT_E_UNTRUSTEDROOT, "The chain ends in a root that is not trusted"},
     {CERT_E_CHAINING, "The chain cannot be built to a trusted root"},
+    {TRUST_E_FAIL, "The chain is not to be trusted"},
+    {CERT_E_WRONG_USAGE, "The certificate is not good for this usage"},
+    {CERT_E_INVALID_POLICY, "A certificate policy is violated"},
+    {CERT_E_INVALID_NAME, "A name in the chain is not permitted"},
 };
 // clang-format on
 
