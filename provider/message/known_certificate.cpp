@@ -10,14 +10,6 @@
 namespace qx {
 namespace {
 
-bool isNamed(const CertificateData& certificate, const SignerId& id) {
-  if (!id.isKeyId()) {
-    return namesSigner(certificate.info(), id);
-  }
-  const auto value = computedValue(certificate, CERT_KEY_IDENTIFIER_PROP_ID);
-  return value && std::ranges::equal(*value, id.keyId);
-}
-
 std::shared_ptr<const CertificateData> findIn(Location location,
                                               std::string_view name,
                                               const SignerId& id) {
@@ -27,11 +19,19 @@ std::shared_ptr<const CertificateData> findIn(Location location,
   }
   const auto& certificates = (*store)->certificates();
   const auto found = std::ranges::find_if(
-      certificates, [&id](const StoredCertificate& stored) { return isNamed(*stored.data, id); });
+      certificates, [&id](const StoredCertificate& stored) { return isNamedBy(*stored.data, id); });
   return found == certificates.end() ? nullptr : found->data;
 }
 
 }  // namespace
+
+bool isNamedBy(const CertificateData& certificate, const SignerId& id) {
+  if (!id.isKeyId()) {
+    return namesSigner(certificate.info(), id);
+  }
+  const auto value = computedValue(certificate, CERT_KEY_IDENTIFIER_PROP_ID);
+  return value && std::ranges::equal(*value, id.keyId);
+}
 
 std::shared_ptr<const CertificateData> knownCertificate(
     const SignerId& id, std::initializer_list<std::string_view> stores) {

@@ -10,6 +10,9 @@
 
 namespace qx {
 
+/// isNamed tells whether a message's identifier names this certificate.
+bool isNamedBy(const CertificateData& certificate, const SignerId& id);
+
 /// knownCertificate finds the certificate that a message names in these system stores, the user's
 /// before the machine's; null when there is none.
 std::shared_ptr<const CertificateData> knownCertificate(

@@ -23,22 +23,6 @@ Result<der::Element> onlyValue(const Attribute& attribute, std::uint8_t identifi
   return der::readWhole(attribute.values.front(), identifier);
 }
 
-Result<void> checkContentType(const Attributes& attributes, std::string_view contentType) {
-  const Attribute* attribute = findAttribute(attributes, oids::kContentType);
-  if (attribute == nullptr) {
-    return {};
-  }
-  const Result<der::Element> value = onlyValue(*attribute, der::kOid);
-  if (!value) {
-    return value.failure();
-  }
-  const Result<std::string> signedType = der::readOid(*value);
-  if (!signedType || *signedType != contentType) {
-    return fail(NTE_BAD_SIGNATURE);
-  }
-  return {};
-}
-
 Result<void> checkMessageDigest(const Attributes& attributes, const HashValue& digest) {
   const Attribute* attribute = findAttribute(attributes, oids::kMessageDigest);
   if (attribute == nullptr) {
@@ -88,8 +72,10 @@ Result<SignedDigest> signedDigest(const SignerInfo& signer,
   if (const Result<void> same = checkMessageDigest(attributes, *digest); !same) {
     return same.failure();
   }
-  if (const Result<void> same = checkContentType(attributes, contentType); !same) {
-    return same.failure();
+  // Not every signer says what he signed; who does has to be right.
+  const Result<void> type = checkContentType(signer, contentType);
+  if (!type && findAttribute(attributes, oids::kContentType) != nullptr) {
+    return type.failure();
   }
   // Signed as a SET, whatever tag and length they have in the message (RFC 5652, 5.4).
   Hasher hasher(*hash);
@@ -99,6 +85,22 @@ Result<SignedDigest> signedDigest(const SignerInfo& signer,
 }
 
 }  // namespace
+
+Result<void> checkContentType(const SignerInfo& signer, std::string_view contentType) {
+  const Attribute* attribute = findAttribute(signer.signedAttributes(), oids::kContentType);
+  if (attribute == nullptr) {
+    return fail(CRYPT_E_AUTH_ATTR_MISSING);
+  }
+  const Result<der::Element> value = onlyValue(*attribute, der::kOid);
+  if (!value) {
+    return value.failure();
+  }
+  const Result<std::string> signedType = der::readOid(*value);
+  if (!signedType || *signedType != contentType) {
+    return fail(NTE_BAD_SIGNATURE);
+  }
+  return {};
+}
 
 Result<void> verifySigner(const SignerInfo& signer,
                           std::string_view contentType,

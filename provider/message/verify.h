@@ -12,6 +12,11 @@
 
 namespace qx {
 
+/// checkContentType tells whether the signer has signed that the content is of this type.
+/// CRYPT_E_AUTH_ATTR_MISSING: he says nothing about it; NTE_BAD_SIGNATURE: he signed another type;
+/// CRYPT_E_ASN1_... for a malformed attribute.
+Result<void> checkContentType(const SignerInfo& signer, std::string_view contentType);
+
 /// verifySigner proves a signer's signature over the content with his public key (RFC 5652, 5.6).
 /// NTE_BAD_SIGNATURE: the signature, or the signed content type, is another; CRYPT_E_HASH_VALUE: the
 /// signed messageDigest is; CRYPT_E_AUTH_ATTR_MISSING: there is none, or content other than plain data
