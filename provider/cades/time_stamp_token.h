@@ -3,27 +3,15 @@
 
 #include <ctime>
 #include <span>
-#include <string>
 #include <vector>
 
+#include "provider/cades/time_stamp_info.h"
 #include "provider/chain/name_index.h"
 #include "provider/der/slice.h"
-#include "provider/der/values.h"
-#include "provider/hash/hash.h"
 #include "provider/message/signed_data.h"
 #include "provider/result.h"
 
 namespace qx {
-
-/// What a time-stamp authority says (TSTInfo, RFC 3161, 2.4.2), over the bytes it was read from.
-struct TimeStampInfo {
-  std::string policy;  ///< dotted
-  HashAlgorithm hash{};
-  der::Bytes imprint;  ///< as long as the hash
-  der::Bytes serial;   ///< content octets of the INTEGER
-  FILETIME time{};
-  der::Bytes nonce;  ///< content octets of the INTEGER; empty when there is none
-};
 
 /// TimeStampToken is a time stamp (RFC 3161, 2.4.2): a signed message over a TSTInfo. What it says
 /// counts for nothing before verifySignature and the check of its authority (time_stamp_authority.h).
@@ -44,16 +32,14 @@ class TimeStampToken {
   /// The message inside.
   const SignedData& signedData() const { return data_; }
 
-  /// Whether the stamp is over something with this hash, made with the stamp's own hash algorithm.
-  bool covers(der::Bytes imprint) const;
-
   /// The certificates inside; what we cannot read is left out.
   const std::vector<CertificatePtr>& certificates() const { return certificates_; }
 
   /// verifySignature proves the authority's signature and gives its certificate, which is found inside or
   /// in `others`. There must be exactly one signer, who names his certificate in a signed
-  /// signing-certificate attribute. CRYPT_E_SIGNER_NOT_FOUND: the certificate, or the attribute, is
-  /// missing; CRYPT_E_NO_SIGNER: the number of signers is another; else as verifySigner.
+  /// signing-certificate attribute. CRYPT_E_SIGNER_NOT_FOUND: there is no such certificate;
+  /// CRYPT_E_ATTRIBUTES_MISSING: no such attribute; CRYPT_E_NO_SIGNER: not exactly one signer;
+  /// CRYPT_E_AUTH_ATTR_MISSING: no contentType; else as verifySigner.
   Result<CertificatePtr> verifySignature(std::span<const CertificatePtr> others = {}) const;
 
  private:

@@ -1,0 +1,51 @@
+#include "provider/cades/named_signer.h"
+
+#include <algorithm>
+
+#include "provider/cades/ess.h"
+#include "provider/message/known_certificate.h"
+#include "provider/message/verify.h"
+
+namespace qx {
+
+std::vector<CertificatePtr> certificatesOf(const CertificateSet& set) {
+  std::vector<CertificatePtr> certificates;
+  for (std::size_t i = 0; i < set.size(); ++i) {
+    if (const auto certificate = CertificateData::parse(*set.at(i))) {
+      certificates.push_back(*certificate);
+    }
+  }
+  return certificates;
+}
+
+CertificatePtr findSigner(const SignerInfo& signer, std::span<const CertificatePtr> candidates) {
+  const auto found = std::ranges::find_if(candidates, [&signer](const CertificatePtr& candidate) {
+    return isNamedBy(*candidate, signer.id());
+  });
+  return found == candidates.end() ? nullptr : *found;
+}
+
+Result<CertificatePtr> findNamedSigner(const SignerInfo& signer,
+                                       std::span<const CertificatePtr> candidates) {
+  const Result<std::vector<CertificateRef>> refs = signerCertificateRefs(signer.signedAttributes());
+  if (!refs) {
+    return refs.failure();
+  }
+  const auto found = std::ranges::find_if(candidates, [&](const CertificatePtr& candidate) {
+    return isNamedBy(*candidate, signer.id()) &&
+           std::ranges::all_of(
+               *refs, [&candidate](const CertificateRef& ref) { return ref.matches(*candidate); });
+  });
+  return found == candidates.end() ? fail(CRYPT_E_SIGNER_NOT_FOUND)
+                                   : Result<CertificatePtr>(*found);
+}
+
+Result<void> verifyByCertificate(const SignerInfo& signer,
+                                 std::string_view contentType,
+                                 MessageContent& content,
+                                 const CertificateData& certificate) {
+  const Result<PublicKey> key = PublicKey::parse(certificate.spki());
+  return key ? verifySigner(signer, contentType, content, *key) : key.failure();
+}
+
+}  // namespace qx

@@ -1,0 +1,36 @@
+#ifndef QX_PROVIDER_CADES_NAMED_SIGNER_H_
+#define QX_PROVIDER_CADES_NAMED_SIGNER_H_
+
+#include <span>
+#include <string_view>
+#include <vector>
+
+#include "provider/chain/name_index.h"
+#include "provider/message/certificate_set.h"
+#include "provider/message/content.h"
+#include "provider/message/signer_info.h"
+#include "provider/result.h"
+
+namespace qx {
+
+/// certificatesOf reads the certificates of a message; what we cannot read is left out.
+std::vector<CertificatePtr> certificatesOf(const CertificateSet& set);
+
+/// findSigner gives the first candidate that the signer's identifier names; null when there is none.
+CertificatePtr findSigner(const SignerInfo& signer, std::span<const CertificatePtr> candidates);
+
+/// findNamedSigner gives the candidate that the signer's identifier and his signed signing-certificate
+/// attributes name. CRYPT_E_ATTRIBUTES_MISSING when there is no such attribute, CRYPT_E_ASN1_... for a
+/// malformed one, CRYPT_E_SIGNER_NOT_FOUND when no candidate is named.
+Result<CertificatePtr> findNamedSigner(const SignerInfo& signer,
+                                       std::span<const CertificatePtr> candidates);
+
+/// verifyByCertificate is verifySigner with the key of a certificate.
+Result<void> verifyByCertificate(const SignerInfo& signer,
+                                 std::string_view contentType,
+                                 MessageContent& content,
+                                 const CertificateData& certificate);
+
+}  // namespace qx
+
+#endif

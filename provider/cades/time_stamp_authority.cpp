@@ -1,0 +1,62 @@
+#include "provider/cades/time_stamp_authority.h"
+
+#include <string>
+
+#include "provider/cades/oids.h"
+#include "provider/chain/trust_error.h"
+#include "provider/chain/verify.h"
+#include "provider/store/x509_fields.h"
+
+namespace qx {
+namespace {
+
+constexpr const char* kKeyUsage = "2.5.29.15";
+constexpr const char* kExtendedKeyUsage = "2.5.29.37";
+
+// More than one would let the authority's key be used for something else, too.
+bool isOneTimeStampingUsage(const CERT_EXTENSION& extension) {
+  DWORD error = ERROR_SUCCESS;
+  x509::Fields outside({extension.Value.pbData, extension.Value.cbData}, error);
+  x509::Fields usages = outside.sequence();
+  outside.end();
+  const std::string usage = usages.value(der::readOid(usages.next(der::kOid)));
+  usages.end();
+  return error == ERROR_SUCCESS && usage == oids::kTimeStamping;
+}
+
+// digitalSignature and nonRepudiation (RFC 5280, 4.2.1.3), one of them and nothing else.
+bool isForSignatures(const CERT_EXTENSION& extension) {
+  constexpr unsigned kSignatures = 0xC0;
+  DWORD error = ERROR_SUCCESS;
+  x509::Fields outside({extension.Value.pbData, extension.Value.cbData}, error);
+  const der::BitString bits = x509::readBits(outside);
+  outside.end();
+  const bool isShort = error == ERROR_SUCCESS && bits.octets.size() == 1;
+  return isShort && (bits.octets.front() & ~kSignatures) == 0 && bits.octets.front() != 0;
+}
+
+}  // namespace
+
+bool isTimeStampAuthority(const CertificateData& certificate) {
+  const CERT_EXTENSION* extended = certificate.extension(kExtendedKeyUsage);
+  const CERT_EXTENSION* usage = certificate.extension(kKeyUsage);
+  return extended != nullptr && extended->fCritical != FALSE && isOneTimeStampingUsage(*extended) &&
+         (usage == nullptr || isForSignatures(*usage));
+}
+
+Result<void> checkAuthority(const CertificatePtr& authority,
+                            const TrustSource& trust,
+                            std::span<const CertificatePtr> others,
+                            std::time_t time) {
+  if (!isTimeStampAuthority(*authority)) {
+    return fail(CERT_E_WRONG_USAGE);
+  }
+  const Result<ChainVerdict> verdict = evaluate({.certificate = authority,
+                                                 .trust = &trust,
+                                                 .now = time,
+                                                 .time = time,
+                                                 .certificates = others});
+  return verdict ? trustError(verdict->errors) : verdict.failure();
+}
+
+}  // namespace qx
