@@ -5,19 +5,26 @@
 
 namespace qx::test {
 
-InteropWorld::InteropWorld(lab::KeyKind kind) {
-  const lab::Authority authority =
+InteropWorld::InteropWorld(lab::KeyKind kind)
+    : InteropWorld(std::vector<lab::KeyKind>(std::size_t{3}, kind)) {}
+
+InteropWorld::InteropWorld(const std::vector<lab::KeyKind>& kinds) {
+  const lab::Authority authority = addAuthority(kinds.front());
+  std::string all;
+  for (const lab::KeyKind kind : kinds) {
+    addSigner(authority, kind, "signer" + std::to_string(signers_.size()));
+    all += lab::toPem(signers_.back().certificate.get());
+  }
+  certificatesFile_ = files_.write("signers.pem", all);
+}
+
+lab::Authority InteropWorld::addAuthority(lab::KeyKind kind) {
+  lab::Authority authority =
       lab::Authority::selfSigned(kind, {.subject = {{"C", "RU"}, {"CN", "Interop Root"}}});
   folder_.addCertificate("Root", authority.certificate());
   folder_.addCrl("Root", authority.crl().get(), "root.crl");
   rootFile_ = files_.write("root.pem", lab::toPem(authority.certificate()));
-
-  std::string all;
-  for (const char* name : {"first", "second", "third"}) {
-    addSigner(authority, kind, name);
-    all += lab::toPem(signers_.back().certificate.get());
-  }
-  certificatesFile_ = files_.write("signers.pem", all);
+  return authority;
 }
 
 void InteropWorld::addSigner(const lab::Authority& authority,
@@ -26,9 +33,10 @@ void InteropWorld::addSigner(const lab::Authority& authority,
   Signer signer;
   signer.name = name;
   signer.key = lab::generateKey(kind);
-  signer.certificate = authority.issue(
-      signer.key.get(),
-      {.subject = {{"C", "RU"}, {"CN", name}}, .keyUsage = "digitalSignature,nonRepudiation"});
+  signer.certificate =
+      authority.issue(signer.key.get(),
+                      {.subject = {{"C", "RU"}, {"CN", name}},
+                       .keyUsage = "digitalSignature,nonRepudiation,keyEncipherment"});
   signer.thumbprint = lab::thumbprint(signer.certificate.get());
   signer.certificateFile = files_.write(name + ".pem", lab::toPem(signer.certificate.get()));
   signer.keyFile = files_.write(name + ".key", lab::toPem(signer.key.get()));

@@ -22,15 +22,21 @@ struct Signer {
   std::string keyFile;
 };
 
-/// InteropWorld is an authority of one kind of key with three signers below it, in a provider folder.
+/// InteropWorld is an authority with signers below it, who are recipients, too, in a provider folder.
 class InteropWorld {
  public:
+  /// Three signers with keys of the authority's kind.
   explicit InteropWorld(lab::KeyKind kind);
+
+  /// A signer for each of these kinds, in their order, below an authority of the first one.
+  explicit InteropWorld(const std::vector<lab::KeyKind>& kinds);
 
   const std::vector<Signer>& signers() const { return signers_; }
 
   /// The first `count` signers as SSF records, named by thumbprint.
   std::vector<SsfRecord> records(std::size_t count) const;
+
+  SsfRecord record(std::size_t index) const { return {.id = signers_.at(index).thumbprint}; }
 
   const std::string& rootFile() const { return rootFile_; }
 
@@ -42,7 +48,10 @@ class InteropWorld {
 
   std::string path(const std::string& name) const { return files_.file(name); }
 
+  const ProviderFolder& folder() const { return folder_; }
+
  private:
+  lab::Authority addAuthority(lab::KeyKind kind);
   void addSigner(const lab::Authority& authority, lab::KeyKind kind, const std::string& name);
 
   ProviderFolder folder_;
@@ -62,6 +71,12 @@ inline constexpr lab::KeyKind kAllKinds[] = {lab::KeyKind::Gost2001,
                                              lab::KeyKind::Rsa2048,
                                              lab::KeyKind::EcP256,
                                              lab::KeyKind::EcP384};
+
+/// The kinds of key that content can be encrypted for.
+inline constexpr lab::KeyKind kRecipientKinds[] = {lab::KeyKind::Gost2001,
+                                                   lab::KeyKind::Gost2012_256,
+                                                   lab::KeyKind::Gost2012_512,
+                                                   lab::KeyKind::Rsa2048};
 std::string testName(lab::KeyKind kind);
 
 }  // namespace qx::test

@@ -61,6 +61,8 @@ class RecordList {
 
   SigRcpSsfInformationListStruct** get() { return &list_; }
 
+  SigRcpSsfInformation* first() const { return list_->info; }
+
   std::vector<SsfRecord> take() const {
     std::vector<SsfRecord> records;
     for (const auto* node = list_; node != nullptr; node = node->next) {
@@ -151,6 +153,64 @@ SsfOutcome ssfDigest(const std::string& content, const std::string& hash, bool d
                                    output.data(),
                                    output.size());
   return {code, output.take(), {}};
+}
+
+SsfOutcome ssfAddSign(const std::string& message,
+                      const std::string& content,
+                      const SsfRecord& signer,
+                      const SsfSignOptions& options) {
+  const RecordList list({signer});
+  Output output;
+  const SAPRETURN code = SsfAddSign(bytes(options.format),
+                                    length(options.format),
+                                    nullptr,
+                                    nullptr,
+                                    options.certificates ? 1 : 0,
+                                    bytes(message),
+                                    length(message),
+                                    bytes(content),
+                                    length(content),
+                                    list.first(),
+                                    output.data(),
+                                    output.size());
+  return {code, output.take(), list.take()};
+}
+
+SsfOutcome ssfEnvelope(const std::string& content,
+                       const std::vector<SsfRecord>& recipients,
+                       const std::string& profile) {
+  const std::string format = "PKCS7";
+  const std::string algorithm = "GOST28147";
+  RecordList list(recipients);
+  Output output;
+  const SAPRETURN code = SsfEnvelope(bytes(format),
+                                     length(format),
+                                     bytes(algorithm),
+                                     length(algorithm),
+                                     bytes(content),
+                                     length(content),
+                                     bytes(profile),
+                                     length(profile),
+                                     nullptr,
+                                     0,
+                                     *list.get(),
+                                     output.data(),
+                                     output.size());
+  return {code, output.take(), list.take()};
+}
+
+SsfOutcome ssfDevelope(const std::string& message, const SsfRecord& recipient) {
+  const std::string format = "PKCS7";
+  const RecordList list({recipient});
+  Output output;
+  const SAPRETURN code = SsfDevelope(bytes(format),
+                                     length(format),
+                                     bytes(message),
+                                     length(message),
+                                     list.first(),
+                                     output.data(),
+                                     output.size());
+  return {code, output.take(), list.take()};
 }
 
 }  // namespace qx::test

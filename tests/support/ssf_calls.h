@@ -38,6 +38,16 @@ SsfOutcome ssfVerify(const std::string& message,
                      const std::string& profile = {},
                      const std::string& format = "PKCS7");
 SsfOutcome ssfDigest(const std::string& content, const std::string& hash, bool detached);
+/// `content` is given for a detached message.
+SsfOutcome ssfAddSign(const std::string& message,
+                      const std::string& content,
+                      const SsfRecord& signer,
+                      const SsfSignOptions& options = {});
+/// The recipients' certificates come from the store that `profile` names, "Addressbook" when empty.
+SsfOutcome ssfEnvelope(const std::string& content,
+                       const std::vector<SsfRecord>& recipients,
+                       const std::string& profile = {});
+SsfOutcome ssfDevelope(const std::string& message, const SsfRecord& recipient);
 
 }  // namespace qx::test
 
