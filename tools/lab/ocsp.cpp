@@ -26,7 +26,7 @@ Asn1TimePtr timeAt(std::chrono::seconds offset) {
 }
 
 CertIdPtr readCertId(const Bytes& der) {
-  CertIdPtr id = decode<CertIdPtr>(d2i_OCSP_CERTID, der);
+  auto id = decode<CertIdPtr>(d2i_OCSP_CERTID, der);
   if (id == nullptr) {
     throwError("this is no CertID");
   }

@@ -15,7 +15,6 @@ namespace {
 
 using ::testing::AllOf;
 using ::testing::HasSubstr;
-using ::testing::Not;
 
 constexpr const char* kGostConfiguration =
     "openssl_conf = init\n[init]\nengines = engines\n[engines]\ngost = gost\n[gost]\n"
