@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "provider/key/deadline.h"
+#include "provider/support/deadline.h"
 #include "provider/support/wipe.h"
 
 namespace qx {

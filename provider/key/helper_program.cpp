@@ -10,7 +10,7 @@
 #include <cerrno>
 #include <csignal>
 
-#include "provider/key/deadline.h"
+#include "provider/support/deadline.h"
 
 // glibc's header forgets C++.
 extern "C" {

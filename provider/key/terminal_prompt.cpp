@@ -3,8 +3,8 @@
 #include <termios.h>
 #include <unistd.h>
 
-#include "provider/key/deadline.h"
 #include "provider/key/prompt.h"
+#include "provider/support/deadline.h"
 #include "provider/support/files.h"
 #include "provider/support/trace.h"
 

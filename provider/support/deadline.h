@@ -1,5 +1,5 @@
-#ifndef QX_PROVIDER_KEY_DEADLINE_H_
-#define QX_PROVIDER_KEY_DEADLINE_H_
+#ifndef QX_PROVIDER_SUPPORT_DEADLINE_H_
+#define QX_PROVIDER_SUPPORT_DEADLINE_H_
 
 #include <poll.h>
 
@@ -10,7 +10,7 @@
 
 namespace qx {
 
-/// Deadline is a point in time until which a prompt may wait.
+/// Deadline is a point in time until which something may wait.
 class Deadline {
  public:
   explicit Deadline(std::chrono::milliseconds timeout)
