@@ -95,6 +95,21 @@ QX_PLATFORM_END
 #define ERROR_INTERNAL_ERROR 0x54Fu /* An internal error occurred */
 #define ERROR_RESOURCE_LANG_NOT_FOUND 0x717u /* There are no texts in this language */
 
+/* Win32 codes of the network. */
+#define ERROR_CONNECTION_REFUSED 0x4C9u         /* The server refused the connection */
+#define ERROR_HOST_UNREACHABLE 0x4D0u           /* The server cannot be reached */
+#define ERROR_SERVICE_NOT_FOUND 0x4DBu          /* The service does not exist */
+#define ERROR_REQUEST_REFUSED 0x10E0u           /* The request was refused */
+#define ERROR_WINHTTP_INVALID_URL 0x2EE5u       /* The URL is not valid */
+#define ERROR_WINHTTP_NAME_NOT_RESOLVED 0x2EE7u /* The server's name cannot be resolved */
+#define ERROR_WINHTTP_LOGIN_FAILURE 0x2EEFu     /* The server did not accept the credentials */
+#define ERROR_WINHTTP_CONNECTION_ERROR 0x2EFEu  /* The connection ended too early */
+#define ERROR_WINHTTP_INVALID_SERVER_RESPONSE 0x2F78u /* The server's answer is not valid */
+#define ERROR_WINHTTP_REDIRECT_FAILED \
+  0x2F7Cu /* The server redirects to a place that is not allowed */
+#define ERROR_WINHTTP_SECURE_FAILURE 0x2F8Fu          /* The secure connection failed */
+#define ERROR_WINHTTP_RESPONSE_DRAIN_OVERFLOW 0x2F98u /* The server's answer is too large */
+
 /* General results. */
 #define E_NOTIMPL 0x80004001u      /* This function is not implemented */
 #define E_FAIL 0x80004005u         /* The operation failed for an unspecified reason */
