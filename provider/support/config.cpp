@@ -156,6 +156,33 @@ class Settings {
   std::vector<std::string> problems_;
 };
 
+// A relative path would be looked for where the host happens to stand.
+void readPath(Settings& settings,
+              const std::string& section,
+              const std::string& key,
+              std::string& out) {
+  std::string path = out;
+  settings.read(section, key, path);
+  if (!path.empty() && !path.starts_with('/')) {
+    settings.complain(section, key, path);
+    return;
+  }
+  out = path;
+}
+
+void readServices(Settings& settings, Configuration& out) {
+  settings.read("tsp", "default_url", out.tsp.defaultUrl);
+  settings.read("tsp", "timeout_ms", out.tsp.timeoutMs, Range{.least = 1});
+  settings.read("tsp", "user", out.tsp.user);
+  readPath(settings, "tsp", "password_file", out.tsp.passwordFile);
+  readPath(settings, "tsp", "certificate_file", out.tsp.certificateFile);
+  readPath(settings, "tsp", "key_file", out.tsp.keyFile);
+  settings.read("http", "proxy", out.http.proxy);
+  readPath(settings, "http", "ca_file", out.http.caFile);
+  settings.read("revocation", "online", out.revocation.online, kBooleans);
+  settings.read("revocation", "timeout_ms", out.revocation.timeoutMs, Range{.least = 1});
+}
+
 void readPin(Settings& settings, Configuration& out) {
   settings.read("pin", "prompt", out.pin.prompt, kPrompts);
   settings.read("pin", "program", out.pin.program);
@@ -188,10 +215,7 @@ Configuration readConfiguration() {
   const ErrorQueueGuard queue;
   Settings settings;
   Configuration out;
-  settings.read("tsp", "default_url", out.tsp.defaultUrl);
-  settings.read("tsp", "timeout_ms", out.tsp.timeoutMs, Range{.least = 1});
-  settings.read("revocation", "online", out.revocation.online, kBooleans);
-  settings.read("revocation", "timeout_ms", out.revocation.timeoutMs, Range{.least = 1});
+  readServices(settings, out);
   settings.read("trust", "system_roots", out.trust.systemRoots, kBooleans);
   settings.read("content", "cipher_set", out.content.cipherSet);
   readPin(settings, out);

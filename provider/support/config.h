@@ -19,7 +19,17 @@ struct Configuration {
   struct {
     std::string defaultUrl;
     unsigned timeoutMs = 10'000;
+    // Who we are to the server of defaultUrl, and to no other.
+    std::string user;
+    std::string passwordFile;     ///< absolute path; its first line
+    std::string certificateFile;  ///< absolute path of a PEM file
+    std::string keyFile;          ///< the same
   } tsp;
+
+  struct {
+    std::string proxy;                                          ///< http://host:port
+    std::string caFile = "/etc/ssl/certs/ca-certificates.crt";  ///< absolute path of a PEM file
+  } http;
 
   struct {
     bool online = false;

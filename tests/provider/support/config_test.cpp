@@ -52,11 +52,32 @@ TEST_F(Config, HasItsDefaultsWithoutAnyFile) {
   EXPECT_THAT(config.problems, IsEmpty());
 }
 
+TEST_F(Config, RefusesRelativePathsOfTheServices) {
+  const Configuration config =
+      read("[tsp]\npassword_file = a\ncertificate_file = b\nkey_file = c\n[http]\nca_file = d\n");
+  EXPECT_EQ(config.tsp.passwordFile, "");
+  EXPECT_EQ(config.tsp.certificateFile, "");
+  EXPECT_EQ(config.tsp.keyFile, "");
+  EXPECT_EQ(config.http.caFile, "/etc/ssl/certs/ca-certificates.crt");
+  EXPECT_THAT(config.problems,
+              ElementsAre(HasSubstr("tsp.password_file"),
+                          HasSubstr("tsp.certificate_file"),
+                          HasSubstr("tsp.key_file"),
+                          HasSubstr("http.ca_file")));
+}
+
 TEST_F(Config, TakesEveryKeyFromTheFile) {
   const Configuration config = read(R"(
 [tsp]
 default_url = http://tsp.example/
 timeout_ms = 1500
+user = lab
+password_file = /etc/qxprovider/tsp.password
+certificate_file = /etc/qxprovider/tsp.crt
+key_file = /etc/qxprovider/tsp.key
+[http]
+proxy = http://proxy.example:3128
+ca_file = /etc/qxprovider/ca.pem
 [revocation]
 online = yes
 timeout_ms = 700
@@ -77,6 +98,12 @@ cipher_set = 1.2.643.7.1.2.5.1.1
 )");
   EXPECT_EQ(config.tsp.defaultUrl, "http://tsp.example/");
   EXPECT_EQ(config.tsp.timeoutMs, 1500U);
+  EXPECT_EQ(config.tsp.user, "lab");
+  EXPECT_EQ(config.tsp.passwordFile, "/etc/qxprovider/tsp.password");
+  EXPECT_EQ(config.tsp.certificateFile, "/etc/qxprovider/tsp.crt");
+  EXPECT_EQ(config.tsp.keyFile, "/etc/qxprovider/tsp.key");
+  EXPECT_EQ(config.http.proxy, "http://proxy.example:3128");
+  EXPECT_EQ(config.http.caFile, "/etc/qxprovider/ca.pem");
   EXPECT_TRUE(config.revocation.online);
   EXPECT_EQ(config.revocation.timeoutMs, 700U);
   EXPECT_TRUE(config.trust.systemRoots);
