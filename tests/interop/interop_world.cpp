@@ -2,17 +2,33 @@
 
 #include <algorithm>
 #include <cctype>
+#include <utility>
 
 namespace qx::test {
+namespace {
+
+std::vector<EvpPkeyPtr> generateKeys(const std::vector<lab::KeyKind>& kinds) {
+  std::vector<EvpPkeyPtr> keys;
+  keys.reserve(kinds.size());
+  for (const lab::KeyKind kind : kinds) {
+    keys.push_back(lab::generateKey(kind));
+  }
+  return keys;
+}
+
+}  // namespace
 
 InteropWorld::InteropWorld(lab::KeyKind kind)
     : InteropWorld(std::vector<lab::KeyKind>(std::size_t{3}, kind)) {}
 
-InteropWorld::InteropWorld(const std::vector<lab::KeyKind>& kinds) {
-  const lab::Authority authority = addAuthority(kinds.front());
+InteropWorld::InteropWorld(const std::vector<lab::KeyKind>& kinds)
+    : InteropWorld(kinds.front(), generateKeys(kinds)) {}
+
+InteropWorld::InteropWorld(lab::KeyKind authorityKind, std::vector<EvpPkeyPtr> keys) {
+  const lab::Authority authority = addAuthority(authorityKind);
   std::string all;
-  for (const lab::KeyKind kind : kinds) {
-    addSigner(authority, kind, "signer" + std::to_string(signers_.size()));
+  for (EvpPkeyPtr& key : keys) {
+    addSigner(authority, std::move(key), "signer" + std::to_string(signers_.size()));
     all += lab::toPem(signers_.back().certificate.get());
   }
   certificatesFile_ = files_.write("signers.pem", all);
@@ -28,11 +44,11 @@ lab::Authority InteropWorld::addAuthority(lab::KeyKind kind) {
 }
 
 void InteropWorld::addSigner(const lab::Authority& authority,
-                             lab::KeyKind kind,
+                             EvpPkeyPtr key,
                              const std::string& name) {
   Signer signer;
   signer.name = name;
-  signer.key = lab::generateKey(kind);
+  signer.key = std::move(key);
   signer.certificate =
       authority.issue(signer.key.get(),
                       {.subject = {{"C", "RU"}, {"CN", name}},

@@ -31,6 +31,9 @@ class InteropWorld {
   /// A signer for each of these kinds, in their order, below an authority of the first one.
   explicit InteropWorld(const std::vector<lab::KeyKind>& kinds);
 
+  /// A signer for each of these keys.
+  InteropWorld(lab::KeyKind authority, std::vector<EvpPkeyPtr> keys);
+
   const std::vector<Signer>& signers() const { return signers_; }
 
   /// The first `count` signers as SSF records, named by thumbprint.
@@ -52,7 +55,7 @@ class InteropWorld {
 
  private:
   lab::Authority addAuthority(lab::KeyKind kind);
-  void addSigner(const lab::Authority& authority, lab::KeyKind kind, const std::string& name);
+  void addSigner(const lab::Authority& authority, EvpPkeyPtr key, const std::string& name);
 
   ProviderFolder folder_;
   TempDir files_;

@@ -1,0 +1,264 @@
+#include <map>
+#include <sstream>
+#include <utility>
+
+#include <gtest/gtest.h>
+
+#include "tests/interop/interop_world.h"
+
+// Bouncy Castle opens what we envelop and verifies what we sign, and the other way round. A Java machine
+// starts slowly, so each test asks one run for many things and tells every one by its name.
+//
+// Not here, because Bouncy Castle 1.72 cannot read it: a key of R 34.10-2012 with 256 bits whose
+// parameters name no digest, as those over the curves of TC 26 do; the older curves stand in.
+
+namespace qx::test {
+namespace {
+
+using lab::KeyKind;
+
+const std::string kContent = "Pay 100 roubles to the bearer.\r\nFor the eyes of some.\n";
+
+/// What Bouncy Castle is asked for, and what it says.
+class BouncyCastle : public testing::Test {
+ protected:
+  static EvpPkeyPtr newKey(KeyKind kind) {
+    return kind == KeyKind::Gost2012_256 ? lab::generateGostKey(kind, "A") : lab::generateKey(kind);
+  }
+
+  static std::vector<EvpPkeyPtr> newKeys(const std::vector<KeyKind>& kinds) {
+    std::vector<EvpPkeyPtr> keys;
+    keys.reserve(kinds.size());
+    for (const KeyKind kind : kinds) {
+      keys.push_back(newKey(kind));
+    }
+    return keys;
+  }
+
+  void ask(const std::string& task,
+           const std::string& name,
+           const std::vector<std::string>& arguments) {
+    tasks_ += task + '\t' + name;
+    for (const std::string& argument : arguments) {
+      tasks_ += '\t' + argument;
+    }
+    tasks_ += '\n';
+    names_.push_back(name);
+  }
+
+  /// Each name with what was said of it.
+  std::map<std::string, std::string> answers() const {
+    const CommandResult result = run({"java",
+                                      "-XX:TieredStopAtLevel=1",
+                                      "-cp",
+                                      "/usr/share/java/bcpkix.jar:/usr/share/java/bcprov.jar:"
+                                      "/usr/share/java/bcutil.jar",
+                                      QX_SOURCE_DIR "/tests/interop/BouncyCastle.java",
+                                      files_.write("tasks", tasks_)});
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+    std::map<std::string, std::string> answers;
+    std::istringstream lines(result.out);
+    for (std::string line; std::getline(lines, line);) {
+      const std::size_t tab = line.find('\t');
+      answers[line.substr(0, tab)] = line.substr(tab + 1);
+    }
+    EXPECT_EQ(answers.size(), names_.size()) << result.out;
+    return answers;
+  }
+
+  void expectAllGood() const {
+    const auto answered = answers();
+    for (const std::string& name : names_) {
+      EXPECT_EQ(answered.contains(name) ? answered.at(name) : "nothing", "good") << name;
+    }
+  }
+
+  std::string write(const std::string& name, const std::string& bytes) const {
+    return files_.write(name, bytes);
+  }
+
+  std::string file(const std::string& name) const { return files_.file(name); }
+
+  const std::vector<std::string>& names() const { return names_; }
+
+ private:
+  TempDir files_;
+  std::string tasks_;
+  std::vector<std::string> names_;
+};
+
+class BouncyCastleEnvelopes : public BouncyCastle {
+ protected:
+  const InteropWorld& world() const { return world_; }
+
+  const Signer& recipient(std::size_t index) const { return world_.signers().at(index); }
+
+  std::string kindOf(std::size_t index) const { return testName(kRecipientKinds[index]); }
+
+  static constexpr std::size_t kKinds = std::size(kRecipientKinds);
+
+  void askToOpen(const std::string& name,
+                 const std::string& message,
+                 std::size_t index,
+                 const std::string& content) {
+    ask("open",
+        name,
+        {write(name + ".p7m", message),
+         recipient(index).keyFile,
+         recipient(index).certificateFile,
+         write(name + ".in", content)});
+  }
+
+ private:
+  const InteropWorld world_{KeyKind::Gost2012_512,
+                            newKeys({std::begin(kRecipientKinds), std::end(kRecipientKinds)})};
+};
+
+TEST_F(BouncyCastleEnvelopes, AreOpenedThatWeMake) {
+  const std::string large(100'003, 'x');
+  const SsfOutcome forAll = ssfEnvelope(kContent, world().records(kKinds));
+  ASSERT_EQ(forAll.code, SSF_API_OK);
+  for (std::size_t i = 0; i < kKinds; ++i) {
+    for (const auto& [size, content] : {std::pair("Small", kContent), std::pair("Large", large)}) {
+      const SsfOutcome made = ssfEnvelope(content, {world().record(i)});
+      ASSERT_EQ(made.code, SSF_API_OK);
+      askToOpen(kindOf(i) + size, made.output, i, content);
+    }
+    askToOpen(kindOf(i) + "OfAll", forAll.output, i, kContent);
+  }
+  expectAllGood();
+}
+
+TEST_F(BouncyCastleEnvelopes, AreNotOpenedOnceTheirKeyIsChanged) {
+  for (std::size_t i = 0; i < kKinds; ++i) {
+    SsfOutcome made = ssfEnvelope(kContent, {world().record(i)});
+    ASSERT_EQ(made.code, SSF_API_OK);
+    // Near the end of the recipient's entry, which the content and its parameters follow.
+    made.output[made.output.size() - kContent.size() - 60] ^= 1;
+    askToOpen(kindOf(i), made.output, i, kContent);
+  }
+  for (const auto& [name, answer] : answers()) {
+    EXPECT_NE(answer, "good") << name;
+  }
+}
+
+TEST_F(BouncyCastleEnvelopes, AreOpenedByUsThatItMakes) {
+  const std::string content = write("content", kContent);
+  for (std::size_t i = 0; i < kKinds; ++i) {
+    ask("encrypt", kindOf(i), {file(kindOf(i)), content, recipient(i).certificateFile});
+  }
+  expectAllGood();
+  for (std::size_t i = 0; i < kKinds; ++i) {
+    const SsfOutcome opened = ssfDevelope(readFile(file(kindOf(i))), world().record(i));
+    EXPECT_EQ(opened.code, SSF_API_OK) << kindOf(i);
+    EXPECT_EQ(opened.output, kContent) << kindOf(i);
+  }
+}
+
+// RFC 4490, 4.1, which openssl does not make.
+TEST_F(BouncyCastleEnvelopes, AreOpenedByUsThatItMakesByKeyAgreement) {
+  const std::string content = write("content", kContent);
+  for (std::size_t i = 0; i < 3; ++i) {
+    const EvpPkeyPtr senderKey = newKey(kRecipientKinds[i]);
+    const lab::Authority sender(
+        lab::Authority::selfSigned(kRecipientKinds[i], {.subject = {{"CN", "Sender"}}}));
+    write(kindOf(i) + "sender.key", lab::toPem(senderKey.get()));
+    write(kindOf(i) + "sender.pem",
+          lab::toPem(sender.issue(senderKey.get(), {.subject = {{"CN", "Sender"}}}).get()));
+    ask("agree",
+        kindOf(i),
+        {file(kindOf(i)), content, recipient(i).certificateFile, file(kindOf(i) + "sender")});
+  }
+  expectAllGood();
+  for (std::size_t i = 0; i < 3; ++i) {
+    const SsfOutcome opened = ssfDevelope(readFile(file(kindOf(i))), world().record(i));
+    EXPECT_EQ(opened.code, SSF_API_OK) << kindOf(i);
+    EXPECT_EQ(opened.output, kContent) << kindOf(i);
+  }
+}
+
+class BouncyCastleSignatures : public BouncyCastle {
+ protected:
+  void askToVerify(const std::string& name,
+                   const std::string& message,
+                   bool detached,
+                   int signers) {
+    ask(detached ? "verifyDetached" : "verify",
+        name,
+        {write(name + ".p7s", message), write("content", kContent), std::to_string(signers)});
+  }
+
+  static std::string form(bool detached) { return detached ? "Detached" : "Attached"; }
+};
+
+TEST_F(BouncyCastleSignatures, AreVerifiedThatWeMake) {
+  for (const KeyKind kind : kAllKinds) {
+    const InteropWorld world(KeyKind::Rsa2048, newKeys({kind, kind, kind}));
+    for (const bool detached : {false, true}) {
+      for (const int signers : {1, 3}) {
+        const SsfOutcome made = ssfSign(
+            kContent, world.records(static_cast<std::size_t>(signers)), {.detached = detached});
+        ASSERT_EQ(made.code, SSF_API_OK);
+        askToVerify(testName(kind) + form(detached) + std::to_string(signers),
+                    made.output,
+                    detached,
+                    signers);
+      }
+    }
+  }
+  expectAllGood();
+}
+
+TEST_F(BouncyCastleSignatures, AreVerifiedThatWeAddToOthers) {
+  const InteropWorld world(KeyKind::Rsa2048, newKeys({std::begin(kAllKinds), std::end(kAllKinds)}));
+  for (const bool detached : {false, true}) {
+    SsfOutcome made = ssfSign(kContent, world.records(1), {.detached = detached});
+    for (std::size_t i = 1; i < std::size(kAllKinds); ++i) {
+      made = ssfAddSign(made.output, detached ? kContent : "", world.record(i));
+      ASSERT_EQ(made.code, SSF_API_OK);
+      askToVerify(
+          form(detached) + std::to_string(i + 1), made.output, detached, static_cast<int>(i + 1));
+    }
+  }
+  expectAllGood();
+}
+
+TEST_F(BouncyCastleSignatures, AreNotVerifiedOnceTheyAreChanged) {
+  for (const KeyKind kind : kAllKinds) {
+    const InteropWorld world(KeyKind::Rsa2048, newKeys({kind}));
+    SsfOutcome made = ssfSign(kContent, world.records(1));
+    ASSERT_EQ(made.code, SSF_API_OK);
+    made.output.back() = static_cast<char>(made.output.back() ^ 1);
+    askToVerify(testName(kind), made.output, false, 1);
+  }
+  for (const auto& [name, answer] : answers()) {
+    EXPECT_EQ(answer, "wrong signature") << name;
+  }
+}
+
+TEST_F(BouncyCastleSignatures, AreVerifiedByUsThatItMakes) {
+  constexpr const char* kAlgorithms[] = {"GOST3411WITHECGOST3410",
+                                         "GOST3411-2012-256WITHECGOST3410-2012-256",
+                                         "GOST3411-2012-512WITHECGOST3410-2012-512",
+                                         "SHA256WITHRSA",
+                                         "SHA256WITHECDSA",
+                                         "SHA384WITHECDSA"};
+  const InteropWorld world(KeyKind::Rsa2048, newKeys({std::begin(kAllKinds), std::end(kAllKinds)}));
+  const std::string content = write("content", kContent);
+  for (std::size_t i = 0; i < std::size(kAllKinds); ++i) {
+    const Signer& signer = world.signers()[i];
+    const std::string name = testName(kAllKinds[i]);
+    ask("sign",
+        name,
+        {file(name), content, signer.keyFile, signer.certificateFile, kAlgorithms[i]});
+  }
+  expectAllGood();
+  for (const std::string& name : names()) {
+    const SsfOutcome verified = ssfVerify(readFile(file(name)));
+    EXPECT_EQ(verified.code, SSF_API_OK) << name;
+    EXPECT_EQ(verified.output, kContent) << name;
+  }
+}
+
+}  // namespace
+}  // namespace qx::test
