@@ -86,4 +86,14 @@ std::string testName(lab::KeyKind kind) {
   return name;
 }
 
+std::vector<EvpPkeyPtr> widelyKnownKeys(const std::vector<lab::KeyKind>& kinds) {
+  std::vector<EvpPkeyPtr> keys;
+  keys.reserve(kinds.size());
+  for (const lab::KeyKind kind : kinds) {
+    keys.push_back(kind == lab::KeyKind::Gost2012_256 ? lab::generateGostKey(kind, "A")
+                                                      : lab::generateKey(kind));
+  }
+  return keys;
+}
+
 }  // namespace qx::test

@@ -82,6 +82,11 @@ inline constexpr lab::KeyKind kRecipientKinds[] = {lab::KeyKind::Gost2001,
                                                    lab::KeyKind::Rsa2048};
 std::string testName(lab::KeyKind kind);
 
+/// Keys that every implementation here can read. Neither Bouncy Castle 1.72 (whose parser wants a digest
+/// among the parameters) nor GnuTLS 3.7 knows the curve of TC 26 that keys of R 34.10-2012 with 256 bits
+/// have here: theirs are over the older curve A.
+std::vector<EvpPkeyPtr> widelyKnownKeys(const std::vector<lab::KeyKind>& kinds);
+
 }  // namespace qx::test
 
 #endif
