@@ -47,26 +47,6 @@ BOOL CadesMsgIsType(HCRYPTMSG /*hCryptMsg*/,
   return notOffered();
 }
 
-BOOL CadesMsgVerifySignature(HCRYPTMSG /*hCryptMsg*/,
-                             DWORD /*dwSignatureIndex*/,
-                             const void* /*pVerificationPara*/,
-                             CADES_VERIFICATION_INFO** ppVerificationInfo) {
-  if (ppVerificationInfo != nullptr) {
-    *ppVerificationInfo = nullptr;
-  }
-  return notOffered();
-}
-
-BOOL CadesFreeVerificationInfo(CADES_VERIFICATION_INFO* pVerificationInfo) {
-  if (pVerificationInfo != nullptr) {
-    CertFreeCertificateContext(pVerificationInfo->pSignerCert);
-    release(pVerificationInfo->pSigningTime);
-    release(pVerificationInfo->pSignatureTimeStampTime);
-    release(pVerificationInfo);
-  }
-  return TRUE;
-}
-
 BOOL CadesMsgGetCertificateValues(HCRYPTMSG /*hCryptMsg*/,
                                   DWORD /*dwSignatureIndex*/,
                                   CADES_BLOB_ARRAY** ppValues) {

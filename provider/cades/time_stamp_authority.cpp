@@ -3,9 +3,10 @@
 #include <string>
 
 #include "provider/cades/oids.h"
+#include "provider/chain/faults.h"
 #include "provider/chain/trust_error.h"
-#include "provider/chain/verify.h"
 #include "provider/store/x509_fields.h"
+#include "provider/support/trace.h"
 
 namespace qx {
 namespace {
@@ -44,19 +45,27 @@ bool isTimeStampAuthority(const CertificateData& certificate) {
          (usage == nullptr || isForSignatures(*usage));
 }
 
-Result<void> checkAuthority(const CertificatePtr& authority,
-                            const TrustSource& trust,
-                            std::span<const CertificatePtr> others,
-                            std::time_t time) {
-  if (!isTimeStampAuthority(*authority)) {
+Result<void> trustAuthority(const ChainQuestion& question) {
+  if (!isTimeStampAuthority(*question.certificate)) {
     return fail(CERT_E_WRONG_USAGE);
   }
-  const Result<ChainVerdict> verdict = evaluate({.certificate = authority,
-                                                 .trust = &trust,
-                                                 .now = time,
-                                                 .time = time,
-                                                 .certificates = others});
-  return verdict ? trustError(verdict->errors) : verdict.failure();
+  const Result<VerdictPtr> verdict = evaluateNow(question);
+  if (!verdict) {
+    return verdict.failure();
+  }
+  const DWORD errors = (*verdict)->errors;
+  if ((errors & kRevocationUnknown) != 0) {
+    QX_TRACE("whether the time-stamp authority is revoked is not known");
+  }
+  return trustError(errors & ~kRevocationUnknown);
+}
+
+Result<void> trustAuthorityAsOf(const ChainQuestion& question, std::time_t time) {
+  if (!isTimeStampAuthority(*question.certificate)) {
+    return fail(CERT_E_WRONG_USAGE);
+  }
+  const Result<VerdictPtr> verdict = evaluateAsOf(question, time);
+  return verdict ? trustError((*verdict)->errors) : verdict.failure();
 }
 
 }  // namespace qx

@@ -2,9 +2,8 @@
 #define QX_PROVIDER_CADES_TIME_STAMP_AUTHORITY_H_
 
 #include <ctime>
-#include <span>
 
-#include "provider/chain/trust_source.h"
+#include "provider/chain/evaluate.h"
 #include "provider/result.h"
 
 namespace qx {
@@ -14,13 +13,14 @@ namespace qx {
 /// signatures only.
 bool isTimeStampAuthority(const CertificateData& certificate);
 
-/// checkAuthority tells whether an authority may make time stamps and its chain leads to a trusted root
-/// at a time (seconds since 1970); revocation is not looked at. `others` are building material. Errors:
-/// CERT_E_WRONG_USAGE, CERT_E_..., TRUST_E_CERT_SIGNATURE.
-Result<void> checkAuthority(const CertificatePtr& authority,
-                            const TrustSource& trust,
-                            std::span<const CertificatePtr> others,
-                            std::time_t time);
+/// trustAuthority tells whether the certificate that is asked about may make time stamps and is trusted
+/// now. That nothing is known about its revocation is tolerated, with a trace line. Errors:
+/// CERT_E_WRONG_USAGE; those of trustError.
+Result<void> trustAuthority(const ChainQuestion& question);
+
+/// trustAuthorityAsOf tells the same of a past time, in seconds since 1970, by the revocation data that
+/// is given with the question. There, what is not known about revocation is a fault.
+Result<void> trustAuthorityAsOf(const ChainQuestion& question, std::time_t time);
 
 }  // namespace qx
 

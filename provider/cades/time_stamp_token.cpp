@@ -2,9 +2,9 @@
 
 #include <utility>
 
-#include "provider/cades/oids.h"
 #include "provider/cades/named_signer.h"
-#include "provider/chain/path_search.h"
+#include "provider/cades/oids.h"
+#include "provider/chain/time_window.h"
 #include "provider/message/oids.h"
 #include "provider/message/verify.h"
 
