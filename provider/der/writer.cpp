@@ -37,6 +37,11 @@ bool isNegative(std::uint8_t octet) {
   return (octet & 0x80U) != 0;
 }
 
+void appendTwoDigits(std::vector<std::uint8_t>& digits, std::int64_t number) {
+  digits.push_back(static_cast<std::uint8_t>('0' + (number / 10)));
+  digits.push_back(static_cast<std::uint8_t>('0' + (number % 10)));
+}
+
 }  // namespace
 
 Encoding::Encoding(Slice piece) : size_(piece.bytes().size()) {
@@ -120,6 +125,26 @@ Result<Encoding> algorithm(std::string_view dotted, Bytes parameters) {
     return identifier.failure();
   }
   return sequence(*std::move(identifier), Encoding::borrowed(parameters));
+}
+
+Encoding time(std::chrono::sys_seconds when) {
+  const std::chrono::sys_days day = std::chrono::floor<std::chrono::days>(when);
+  const std::chrono::year_month_day date(day);
+  const std::chrono::hh_mm_ss clock(when - day);
+  const int year = static_cast<int>(date.year());
+  const bool isUtcTime = year >= 1950 && year < 2050;
+  std::vector<std::uint8_t> digits;
+  if (!isUtcTime) {
+    appendTwoDigits(digits, year / 100);
+  }
+  appendTwoDigits(digits, year % 100);
+  appendTwoDigits(digits, static_cast<unsigned>(date.month()));
+  appendTwoDigits(digits, static_cast<unsigned>(date.day()));
+  appendTwoDigits(digits, clock.hours().count());
+  appendTwoDigits(digits, clock.minutes().count());
+  appendTwoDigits(digits, clock.seconds().count());
+  digits.push_back('Z');
+  return wrap(isUtcTime ? kUtcTime : kGeneralizedTime, Encoding::owned(std::move(digits)));
 }
 
 Encoding octetString(Bytes octets) {

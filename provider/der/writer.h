@@ -1,6 +1,7 @@
 #ifndef QX_PROVIDER_DER_WRITER_H_
 #define QX_PROVIDER_DER_WRITER_H_
 
+#include <chrono>
 #include <cstddef>
 #include <cstdint>
 #include <string_view>
@@ -85,6 +86,9 @@ Result<Encoding> oid(std::string_view dotted);
 
 /// AlgorithmIdentifier; `parameters` is one whole element, or empty for none.
 Result<Encoding> algorithm(std::string_view dotted, Bytes parameters);
+
+/// A time as RFC 5280, 4.1.2.5, has it: UTCTime from 1950 to 2049, else GeneralizedTime.
+Encoding time(std::chrono::sys_seconds when);
 
 /// OCTET STRING over borrowed octets.
 Encoding octetString(Bytes octets);

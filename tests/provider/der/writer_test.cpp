@@ -106,6 +106,27 @@ TEST(DerWriter, WritesAlgorithms) {
   EXPECT_EQ(oid("1").error(), CRYPT_E_OID_FORMAT);
 }
 
+// What libcrypto writes for the seconds since 1970.
+TEST(DerWriter, WritesTimesAsLibcryptoDoes) {
+  for (const std::int64_t seconds : {std::int64_t{0},
+                                     std::int64_t{951'825'599},
+                                     std::int64_t{951'782'400},
+                                     std::int64_t{-631'152'000},
+                                     std::int64_t{-631'152'001},
+                                     std::int64_t{2'524'607'999},
+                                     std::int64_t{2'524'608'000},
+                                     std::int64_t{4'102'444'799}}) {
+    const OpensslOwner<ASN1_TIME, ASN1_TIME_free> theirs(ASN1_TIME_set(nullptr, seconds));
+    unsigned char* der = nullptr;
+    const int length = i2d_ASN1_TIME(theirs.get(), &der);
+    ASSERT_GT(length, 0);
+    const OpensslOwner<void, freeOpensslMemory> owned(der);
+    EXPECT_EQ(hexOf(time(std::chrono::sys_seconds(std::chrono::seconds(seconds)))),
+              toHex({der, static_cast<std::size_t>(length)}))
+        << seconds;
+  }
+}
+
 TEST(DerWriter, ShowsItsPiecesWithoutCopying) {
   const std::vector<std::uint8_t> content(1000, 7);
   std::size_t seen = 0;
