@@ -121,4 +121,22 @@ Result<StoreFolder> StoreName::openOrMake() const {
   return StoreFolder{.path = std::move(path), .fd = *std::move(fd)};
 }
 
+Result<std::vector<std::string>> storeNames(Location location) {
+  const Result<std::string> root = rootFolder(location);
+  if (!root) {
+    return root.failure();
+  }
+  const Result<Fd> folder = openFolder(*root + "/stores");
+  if (!folder) {
+    return folder.error() == ERROR_FILE_NOT_FOUND
+               ? std::vector<std::string>{}
+               : Result<std::vector<std::string>>(folder.failure());
+  }
+  Result<std::vector<std::string>> names = namesIn(folder->get());
+  if (names) {
+    std::erase_if(*names, [](const std::string& name) { return !isGoodName(name); });
+  }
+  return names;
+}
+
 }  // namespace qx

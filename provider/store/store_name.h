@@ -59,6 +59,10 @@ class StoreName {
   std::string name_;
 };
 
+/// storeNames lists the stores that have a folder, in byte order; none when there is nothing at all.
+/// Errors: as StoreName::open.
+Result<std::vector<std::string>> storeNames(Location location);
+
 }  // namespace qx
 
 #endif

@@ -4,8 +4,6 @@
 
 #include "provider/store/folder_store.h"
 #include "provider/store/store_name.h"
-#include "provider/support/files.h"
-#include "provider/support/folders.h"
 #include "tools/qxprovider/certificate_text.h"
 #include "tools/qxprovider/commands.h"
 #include "tools/qxprovider/failure.h"
@@ -19,30 +17,11 @@ struct StoreArguments {
   std::string name;
 };
 
-// The stores that have a folder. No folder at all means no stores.
-std::vector<std::string> storeNames(Location location) {
-  const std::string path = require(rootFolder(location), "stores") + "/stores";
-  const Result<Fd> folder = openFolder(path);
-  if (!folder && folder.error() == ERROR_FILE_NOT_FOUND) {
-    return {};
-  }
-  if (!folder) {
-    refuse(path, folder.error());
-  }
-  std::vector<std::string> names;
-  for (std::string& name : require(namesIn(folder->get()), path)) {
-    if (StoreName::make(location, name)) {
-      names.push_back(std::move(name));
-    }
-  }
-  return names;
-}
-
 void list(tools::Report& report, const StoreArguments& arguments) {
   report.facts()["location"] = locationName(arguments.location);
   // Looked up again for each store: a warning adds to the facts, too, and so moves what is in them.
   report.facts()["stores"] = nlohmann::ordered_json::array();
-  for (const std::string& name : storeNames(arguments.location)) {
+  for (const std::string& name : require(storeNames(arguments.location), "stores")) {
     const auto store = snapshot(arguments.location, name);
     if (!store) {
       report.warn(name + ": is not readable as a store");

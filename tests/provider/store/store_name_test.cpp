@@ -129,6 +129,16 @@ TEST_F(StoreNameTest, MakesNoSecondFolderUnderAnotherCase) {
   EXPECT_FALSE(fs::exists(storePath("MY")));
 }
 
+TEST_F(StoreNameTest, ListsTheStoresThatThereAre) {
+  EXPECT_EQ(std::vector<std::string>(), *storeNames(Location::CurrentUser));
+  for (const char* name : {"Root", "My", ".hidden"}) {
+    fs::create_directories(storePath(name));
+  }
+  fs::create_directories(machinePath("CA"));
+  EXPECT_EQ((std::vector<std::string>{"My", "Root"}), *storeNames(Location::CurrentUser));
+  EXPECT_EQ(std::vector<std::string>{"CA"}, *storeNames(Location::LocalMachine));
+}
+
 TEST_F(StoreNameTest, FollowsNoLink) {
   fs::create_directories(storePath("Real"));
   fs::create_directory_symlink(storePath("Real"), storePath("Link"));
