@@ -119,8 +119,9 @@ Result<FoundKey> findCertificateKey(const CertificateContext& certificate, DWORD
       return same.failure();
     }
   }
-  return FoundKey{.context = std::make_unique<KeyContext>(type->providerType, std::move(reference)),
-                  .keySpec = type->keySpec};
+  auto context = std::make_unique<KeyContext>(type->providerType, std::move(reference));
+  context->setCertificate(certificate.sharedData());
+  return FoundKey{.context = std::move(context), .keySpec = type->keySpec};
 }
 
 /// Two threads that ask at once for the key of one context get one handle.

@@ -12,6 +12,7 @@
 #include "provider/key/key_file.h"
 #include "provider/key/private_key.h"
 #include "provider/result.h"
+#include "provider/store/certificate_data.h"
 #include "provider/support/folders.h"
 #include "provider/support/wipe.h"
 
@@ -40,6 +41,13 @@ class KeyContext : public Tagged<HandleTag::KeyContext> {
   /// key is null for a context without key.
   const KeyReference* key() const { return key_ ? &*key_ : nullptr; }
 
+  /// certificate is the one that the handle was acquired for; null when there was none.
+  const std::shared_ptr<const CertificateData>& certificate() const { return certificate_; }
+
+  void setCertificate(std::shared_ptr<const CertificateData> certificate) {
+    certificate_ = std::move(certificate);
+  }
+
   /// setPin takes a PIN in the place of an earlier one. Whether it is right shows at usableKey.
   void setPin(std::string_view pin);
 
@@ -66,6 +74,7 @@ class KeyContext : public Tagged<HandleTag::KeyContext> {
 
   DWORD providerType_;
   std::optional<KeyReference> key_;
+  std::shared_ptr<const CertificateData> certificate_;
   std::shared_ptr<const PrivateKey> opened_;
   SecretBytes pin_;
   unsigned pinChanges_ = 0;
