@@ -61,16 +61,16 @@ der::Encoding hashAlgorithm(HashAlgorithm hash) {
 
 }  // namespace
 
-std::vector<std::uint8_t> encodeSigningCertificate(HashAlgorithm hash,
-                                                   const CertificateData& certificate) {
+std::string_view signingCertificateType(HashAlgorithm hash) {
+  return hash == HashAlgorithm::Sha1 ? oids::kSigningCertificate : oids::kSigningCertificateV2;
+}
+
+std::vector<std::uint8_t> signingCertificateValue(HashAlgorithm hash,
+                                                  const CertificateData& certificate) {
   const HashValue value = hashOf(hash, certificate.der());
   der::Encoding certId = der::sequence(
       hashAlgorithm(hash), der::octetString(value.bytes()), issuerSerial(certificate));
-  const std::vector<std::uint8_t> encoded =
-      der::sequence(der::wrap(der::kSequence, std::move(certId))).bytes();
-  const bool isFirst = hash == HashAlgorithm::Sha1;
-  return *encodeAttribute(isFirst ? oids::kSigningCertificate : oids::kSigningCertificateV2,
-                          {encoded});
+  return der::sequence(der::wrap(der::kSequence, std::move(certId))).bytes();
 }
 
 Result<std::vector<CertificateRef>> readSigningCertificate(const Attribute& attribute) {

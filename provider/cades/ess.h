@@ -2,6 +2,7 @@
 #define QX_PROVIDER_CADES_ESS_H_
 
 #include <cstdint>
+#include <string_view>
 #include <vector>
 
 #include "provider/cades/certificate_ref.h"
@@ -9,10 +10,13 @@
 
 namespace qx {
 
-/// encodeSigningCertificate makes the attribute that names the signer's certificate by this hash:
-/// SigningCertificate for SHA-1, SigningCertificateV2 for all others (RFC 5035, 3 and 5).
-std::vector<std::uint8_t> encodeSigningCertificate(HashAlgorithm hash,
-                                                   const CertificateData& certificate);
+/// signingCertificateType is the type of the attribute that names the signer's certificate by this hash:
+/// SigningCertificate for SHA-1, SigningCertificateV2 for all others (RFC 5035, 3 and 5). It ends in NUL.
+std::string_view signingCertificateType(HashAlgorithm hash);
+
+/// signingCertificateValue makes the value of that attribute.
+std::vector<std::uint8_t> signingCertificateValue(HashAlgorithm hash,
+                                                  const CertificateData& certificate);
 
 /// readSigningCertificate reads the certificates that a SigningCertificate or SigningCertificateV2
 /// attribute names, the signer's first: never none. CRYPT_E_ASN1_... for malformed values,

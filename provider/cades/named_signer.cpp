@@ -25,6 +25,14 @@ CertificatePtr findSigner(const SignerInfo& signer, std::span<const CertificateP
   return found == candidates.end() ? nullptr : *found;
 }
 
+bool isNamedSigner(const CertificateData& certificate,
+                   const SignerInfo& signer,
+                   std::span<const CertificateRef> refs) {
+  return isNamedBy(certificate, signer.id()) &&
+         std::ranges::all_of(refs,
+                             [&](const CertificateRef& ref) { return ref.matches(certificate); });
+}
+
 Result<CertificatePtr> findNamedSigner(const SignerInfo& signer,
                                        std::span<const CertificatePtr> candidates) {
   const Result<std::vector<CertificateRef>> refs = signerCertificateRefs(signer.signedAttributes());
@@ -32,9 +40,7 @@ Result<CertificatePtr> findNamedSigner(const SignerInfo& signer,
     return refs.failure();
   }
   const auto found = std::ranges::find_if(candidates, [&](const CertificatePtr& candidate) {
-    return isNamedBy(*candidate, signer.id()) &&
-           std::ranges::all_of(
-               *refs, [&candidate](const CertificateRef& ref) { return ref.matches(*candidate); });
+    return isNamedSigner(*candidate, signer, *refs);
   });
   return found == candidates.end() ? fail(CRYPT_E_SIGNER_NOT_FOUND)
                                    : Result<CertificatePtr>(*found);

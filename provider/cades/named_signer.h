@@ -5,6 +5,7 @@
 #include <string_view>
 #include <vector>
 
+#include "provider/cades/certificate_ref.h"
 #include "provider/chain/name_index.h"
 #include "provider/message/certificate_set.h"
 #include "provider/message/content.h"
@@ -18,6 +19,11 @@ std::vector<CertificatePtr> certificatesOf(const CertificateSet& set);
 
 /// findSigner gives the first candidate that the signer's identifier names; null when there is none.
 CertificatePtr findSigner(const SignerInfo& signer, std::span<const CertificatePtr> candidates);
+
+/// isNamedSigner tells whether the signer's identifier and all these references name a certificate.
+bool isNamedSigner(const CertificateData& certificate,
+                   const SignerInfo& signer,
+                   std::span<const CertificateRef> refs);
 
 /// findNamedSigner gives the candidate that the signer's identifier and his signed signing-certificate
 /// attributes name. CRYPT_E_ATTRIBUTES_MISSING when there is no such attribute, CRYPT_E_ASN1_... for a

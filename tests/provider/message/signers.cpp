@@ -43,11 +43,19 @@ const ProviderFolder& testFolder() {
 Signer::Signer(KeyKind kind, const std::string& name, const std::string& pin)
     : kind_(kind),
       key_(lab::generateKey(kind)),
-      certificate_(lab::selfSigned(key_.get(), namedOptions(name))),
-      der_(lab::toDer(certificate_.get())),
-      keyFile_(keyFileName(key_.get())),
-      context_(
-          CertCreateCertificateContext(kEncoding, der_.data(), static_cast<DWORD>(der_.size()))) {
+      certificate_(lab::selfSigned(key_.get(), namedOptions(name))) {
+  open(pin);
+}
+
+Signer::Signer(KeyKind kind, EvpPkeyPtr key, X509Ptr certificate, const std::string& pin)
+    : kind_(kind), key_(std::move(key)), certificate_(std::move(certificate)) {
+  open(pin);
+}
+
+void Signer::open(const std::string& pin) {
+  der_ = lab::toDer(certificate_.get());
+  keyFile_ = keyFileName(key_.get());
+  context_ = CertCreateCertificateContext(kEncoding, der_.data(), static_cast<DWORD>(der_.size()));
   if (context_ == nullptr) {
     throw std::runtime_error("no certificate context");
   }
@@ -206,7 +214,8 @@ DWORD verify(const MessageHandle& message, DWORD index, PCCERT_CONTEXT certifica
 
 ::testing::AssertionResult opensslVerifies(const Octets& message,
                                            const std::vector<Signer*>& signers,
-                                           const Octets* content) {
+                                           const Octets* content,
+                                           const std::vector<std::string>& options) {
   const TempDir files;
   std::string certificates;
   for (const Signer* one : signers) {
@@ -218,7 +227,6 @@ DWORD verify(const MessageHandle& message, DWORD index, PCCERT_CONTEXT certifica
                                         "-engine",
                                         "gost",
                                         "-binary",
-                                        "-noverify",
                                         "-certfile",
                                         files.write("certificates", certificates),
                                         "-inform",
@@ -230,6 +238,7 @@ DWORD verify(const MessageHandle& message, DWORD index, PCCERT_CONTEXT certifica
   if (content != nullptr) {
     arguments.insert(arguments.end(), {"-content", files.write("content", text(*content))});
   }
+  arguments.insert(arguments.end(), options.begin(), options.end());
   const CommandResult result = run(arguments);
   return result.exitCode == 0 ? ::testing::AssertionSuccess()
                               : ::testing::AssertionFailure() << result.err;

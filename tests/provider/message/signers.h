@@ -15,9 +15,11 @@ namespace qx::test {
 /// testFolder is the folder in which the provider finds the keys of this process.
 const ProviderFolder& testFolder();
 
-/// Signer is a key of the default provider with a certificate that signs itself.
+/// Signer is a key of the default provider with a certificate, which signs itself unless one is given.
 class Signer {
  public:
+  Signer(lab::KeyKind kind, EvpPkeyPtr key, X509Ptr certificate, const std::string& pin = {});
+
   /// A key with a PIN is locked until its handle gets it.
   Signer(lab::KeyKind kind, const std::string& name, const std::string& pin = {});
   ~Signer();
@@ -52,12 +54,14 @@ class Signer {
   CMSG_SIGNER_ENCODE_INFO encodeInfo();
 
  private:
+  void open(const std::string& pin);
+
   lab::KeyKind kind_;
   EvpPkeyPtr key_;
   X509Ptr certificate_;
   Octets der_;
   std::string keyFile_;
-  PCCERT_CONTEXT context_;
+  PCCERT_CONTEXT context_ = nullptr;
   std::unique_ptr<KeyContext> provider_;
 };
 
@@ -95,10 +99,11 @@ DWORD verify(const MessageHandle& message, DWORD index, PCCERT_CONTEXT certifica
                                        const std::vector<Signer*>& signers,
                                        const Octets* content = nullptr);
 
-/// opensslVerifies asks the openssl command the same.
+/// opensslVerifies asks the openssl command the same. `options` go to `openssl cms -verify`.
 ::testing::AssertionResult opensslVerifies(const Octets& message,
                                            const std::vector<Signer*>& signers,
-                                           const Octets* content = nullptr);
+                                           const Octets* content = nullptr,
+                                           const std::vector<std::string>& options = {"-noverify"});
 
 /// opensslSign makes a message with the openssl command. `options` go to `openssl cms -sign`.
 Octets opensslSign(const std::vector<Signer*>& signers,
