@@ -51,20 +51,6 @@ constexpr FaultMeaning kMeanings[] = {
     // Policies. The missing one is found for the chain as a whole, on behalf of its end.
     {X509_V_ERR_INVALID_POLICY_EXTENSION, kPolicies, Element},
     {X509_V_ERR_NO_EXPLICIT_POLICY, kPolicies, End},
-    // Revocation.
-    {X509_V_ERR_CERT_REVOKED, CERT_TRUST_IS_REVOKED, Element},
-    {X509_V_ERR_UNABLE_TO_GET_CRL, kRevocationUnknown, Element},
-    {X509_V_ERR_UNABLE_TO_GET_CRL_ISSUER, kRevocationUnknown, Element},
-    {X509_V_ERR_UNABLE_TO_DECRYPT_CRL_SIGNATURE, kRevocationUnknown, Element},
-    {X509_V_ERR_CRL_SIGNATURE_FAILURE, kRevocationUnknown, Element},
-    {X509_V_ERR_CRL_NOT_YET_VALID, kRevocationUnknown, Element},
-    {X509_V_ERR_CRL_HAS_EXPIRED, kRevocationUnknown, Element},
-    {X509_V_ERR_ERROR_IN_CRL_LAST_UPDATE_FIELD, kRevocationUnknown, Element},
-    {X509_V_ERR_ERROR_IN_CRL_NEXT_UPDATE_FIELD, kRevocationUnknown, Element},
-    {X509_V_ERR_KEYUSAGE_NO_CRL_SIGN, kRevocationUnknown, Element},
-    {X509_V_ERR_UNHANDLED_CRITICAL_CRL_EXTENSION, kRevocationUnknown, Element},
-    {X509_V_ERR_DIFFERENT_CRL_SCOPE, kRevocationUnknown, Element},
-    {X509_V_ERR_CRL_PATH_VALIDATION_ERROR, kRevocationUnknown, Element},
 };
 
 constexpr FaultMeaning kUnknownFault = {

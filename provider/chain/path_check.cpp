@@ -18,11 +18,8 @@ namespace {
 constexpr unsigned long kFlags =
     X509_V_FLAG_CHECK_SS_SIGNATURE | X509_V_FLAG_POLICY_CHECK | X509_V_FLAG_TRUSTED_FIRST;
 
-constexpr DWORD kRevocationBits = kRevocationUnknown | CERT_TRUST_IS_REVOKED;
-
 struct Check {
   const Path* path = nullptr;
-  std::size_t checked = 0;  // for revocation
   PathFaults faults;
 };
 
@@ -49,10 +46,7 @@ void record(Check& check, int error, std::size_t depth) {
     check.faults.chain |= meaning.bits;
     return;
   }
-  const std::size_t place = placeOf(meaning, depth, check.faults.elements.size());
-  // The verifier knows only "the end certificate" and "all"; the root may be excepted.
-  const bool unasked = (meaning.bits & kRevocationBits) != 0 && place >= check.checked;
-  check.faults.elements[place] |= unasked ? 0 : meaning.bits;
+  check.faults.elements[placeOf(meaning, depth, check.faults.elements.size())] |= meaning.bits;
 }
 
 int onVerified(int good, X509_STORE_CTX* context) {
@@ -77,17 +71,12 @@ int isIssuedBy(X509_STORE_CTX* context, X509* subject, X509* issuer) {
   return next == path.end() ? 0 : 1;
 }
 
-STACK_OF(X509_CRL) * noOtherCrls(const X509_STORE_CTX* /*context*/, const X509_NAME* /*issuer*/) {
-  return nullptr;
-}
-
 X509_STORE* makeRules() {
   X509_STORE* rules = X509_STORE_new();
   if (rules == nullptr) {
     throw std::bad_alloc();
   }
   X509_STORE_set_check_issued(rules, isIssuedBy);
-  X509_STORE_set_lookup_crls(rules, noOtherCrls);
   X509_STORE_set_verify_cb(rules, onVerified);
   return rules;
 }
@@ -114,28 +103,9 @@ X509BorrowedStackPtr borrowedStack(std::span<const CertificatePtr> certificates)
   return stack;
 }
 
-CrlBorrowedStackPtr borrowedStack(std::span<const CrlPtr> crls) {
-  CrlBorrowedStackPtr stack(sk_X509_CRL_new_null());
-  for (const CrlPtr& crl : crls) {
-    pushOrThrow(stack, [&] { return sk_X509_CRL_push(stack.get(), crl->crl()); });
-  }
-  return stack;
-}
-
-unsigned long flagsFor(RevocationScope revocation) {
-  switch (revocation) {
-    case RevocationScope::None:
-      return kFlags;
-    case RevocationScope::EndCertificate:
-      return kFlags | X509_V_FLAG_CRL_CHECK;
-    default:
-      return kFlags | X509_V_FLAG_CRL_CHECK | X509_V_FLAG_CRL_CHECK_ALL;
-  }
-}
-
-bool setParameters(X509_STORE_CTX* context, std::time_t now, RevocationScope revocation) {
+bool setParameters(X509_STORE_CTX* context, std::time_t now) {
   X509_VERIFY_PARAM* parameters = X509_STORE_CTX_get0_param(context);
-  X509_VERIFY_PARAM_set_flags(parameters, flagsFor(revocation));
+  X509_VERIFY_PARAM_set_flags(parameters, kFlags);
   X509_VERIFY_PARAM_set_time(parameters, now);
   X509_VERIFY_PARAM_set_depth(parameters, static_cast<int>(kMaxChainLength));
   // Any policy suffices (RFC 5280, 6.1.1 c). Left out, libcrypto takes the set for empty and refuses
@@ -174,28 +144,21 @@ std::size_t countChecked(const Path& path, RevocationScope revocation) {
   }
 }
 
-Result<PathFaults> checkPath(const Path& path,
-                             std::time_t now,
-                             RevocationScope revocation,
-                             std::span<const CrlPtr> crls) {
+Result<PathFaults> checkPath(const Path& path, std::time_t now) {
   const std::span<const CertificatePtr> certificates(path.certificates);
-  Check check{.path = &path,
-              .checked = countChecked(path, revocation),
-              .faults = {.elements = std::vector<DWORD>(certificates.size())}};
+  Check check{.path = &path, .faults = {.elements = std::vector<DWORD>(certificates.size())}};
   const X509BorrowedStackPtr trusted =
       borrowedStack(certificates.last(path.trusted ? std::size_t{1} : std::size_t{0}));
   const X509BorrowedStackPtr untrusted = borrowedStack(certificates.subspan(1));
-  const CrlBorrowedStackPtr revoked = borrowedStack(crls);
   const X509StoreCtxPtr context(X509_STORE_CTX_new_ex(libraryContext(), nullptr));
   if (context == nullptr ||
       X509_STORE_CTX_init(
           context.get(), verifierRules(), certificates.front()->x509(), untrusted.get()) != 1 ||
       X509_STORE_CTX_set_app_data(context.get(), &check) != 1 ||
-      !setParameters(context.get(), now, revocation)) {
+      !setParameters(context.get(), now)) {
     return fail(E_OUTOFMEMORY);
   }
   X509_STORE_CTX_set0_trusted_stack(context.get(), trusted.get());
-  X509_STORE_CTX_set0_crls(context.get(), revoked.get());
   const bool unreadable = markUnreadable(check);
   if (X509_verify_cert(context.get()) <= 0 && !unreadable) {
     return fail(E_OUTOFMEMORY);

@@ -23,12 +23,8 @@ struct PathFaults {
 };
 
 /// checkPath runs libcrypto's verifier over exactly this path and tells every fault that it finds.
-/// The certificates' dates are not among them. CRLs must be valid at `now`; whether the status of the
-/// certificates is looked up at all is said by `revocation`. Errors: E_OUTOFMEMORY.
-Result<PathFaults> checkPath(const Path& path,
-                             std::time_t now,
-                             RevocationScope revocation,
-                             std::span<const CrlPtr> crls);
+/// Dates that have passed, or not come yet, and revocation are not among them. Errors: E_OUTOFMEMORY.
+Result<PathFaults> checkPath(const Path& path, std::time_t now);
 
 /// countChecked is the number of certificates, from the end certificate upwards, whose revocation is
 /// looked up.

@@ -1,14 +1,14 @@
 #include "provider/chain/verify.h"
 
-#include <iterator>
+#include <numeric>
 #include <utility>
 
 #include <openssl/x509v3.h>
 
-#include "provider/chain/crl_choice.h"
 #include "provider/chain/faults.h"
 #include "provider/chain/path_check.h"
 #include "provider/chain/path_search.h"
+#include "provider/chain/revocation.h"
 #include "provider/chain/usage.h"
 #include "provider/chain/weak_digest.h"
 #include "provider/openssl/errors.h"
@@ -55,13 +55,26 @@ DWORD infoOf(X509* certificate, bool isLast) {
   return isLast ? 0 : linkInfo(certificate);
 }
 
+DWORD errorsOfAll(const std::vector<ChainElement>& elements) {
+  return std::accumulate(
+      elements.begin(), elements.end(), DWORD{0}, [](DWORD errors, const ChainElement& element) {
+        return errors | element.errors;
+      });
+}
+
+/// Who signed a certificate of a chain; null when that was not found.
+const CertificateData* issuerOf(const std::vector<ChainElement>& elements, std::size_t i) {
+  if (i + 1 < elements.size()) {
+    return elements[i + 1].certificate.get();
+  }
+  const CertificateData* last = elements[i].certificate.get();
+  return X509_self_signed(last->x509(), /*verify_signature=*/0) > 0 ? last : nullptr;
+}
+
 class Evaluation {
  public:
   explicit Evaluation(const ChainRequest& request)
-      : request_(request),
-        window_(request.now),
-        chooser_(*request.trust, window_),
-        crls_(request.crls) {}
+      : request_(request), window_(request.now), revocation_(request, window_) {}
 
   ~Evaluation() = default;
   Evaluation(const Evaluation&) = delete;
@@ -73,16 +86,14 @@ class Evaluation {
 
  private:
   ChainElement elementAt(const Path& path, std::size_t i) const;
-  Result<ChainVerdict> judge(const Path& path, const CrlIndex& extra);
+  Result<ChainVerdict> judge(const Path& path);
+  void lookUpRevocation(const Path& path, std::vector<ChainElement>& elements);
   void consider(const Path& path);
   void askSource();
-  std::vector<CrlPtr> fetched() const;
 
   const ChainRequest& request_;
   TimeWindow window_;
-  CrlChooser chooser_;
-  const CrlIndex crls_;
-  Path bestPath_;
+  RevocationJudge revocation_;
   Result<ChainVerdict> best_ = fail(E_OUTOFMEMORY);
 };
 
@@ -104,10 +115,18 @@ ChainElement Evaluation::elementAt(const Path& path, std::size_t i) const {
   return element;
 }
 
-Result<ChainVerdict> Evaluation::judge(const Path& path, const CrlIndex& extra) {
+void Evaluation::lookUpRevocation(const Path& path, std::vector<ChainElement>& elements) {
   const std::size_t checked = countChecked(path, request_.revocation);
-  const std::vector<CrlPtr> crls = chooser_.choose(path, checked, extra);
-  const Result<PathFaults> faults = checkPath(path, request_.now, request_.revocation, crls);
+  for (std::size_t i = 0; i < checked; ++i) {
+    RevocationStatus status = revocation_.statusOf(*elements[i].certificate, issuerOf(elements, i));
+    elements[i].revocationChecked = true;
+    elements[i].errors |= status.errors;
+    elements[i].evidence = std::move(status.evidence);
+  }
+}
+
+Result<ChainVerdict> Evaluation::judge(const Path& path) {
+  const Result<PathFaults> faults = checkPath(path, request_.now);
   if (!faults) {
     return faults.failure();
   }
@@ -116,45 +135,37 @@ Result<ChainVerdict> Evaluation::judge(const Path& path, const CrlIndex& extra) 
   for (std::size_t i = 0; i < path.certificates.size(); ++i) {
     verdict.elements.push_back(elementAt(path, i));
     verdict.elements[i].errors |= faults->elements[i];
-    verdict.elements[i].revocationChecked = i < checked;
   }
+  lookUpRevocation(path, verdict.elements);
   markUsage(request_.usage, verdict.elements);
-  for (const ChainElement& element : verdict.elements) {
-    verdict.errors |= element.errors;
-  }
+  verdict.errors |= errorsOfAll(verdict.elements);
   return verdict;
 }
 
 void Evaluation::consider(const Path& path) {
-  Result<ChainVerdict> verdict = judge(path, crls_);
+  Result<ChainVerdict> verdict = judge(path);
   if (verdict && (!best_ || badness(verdict->errors) < badness(best_->errors))) {
     best_ = std::move(verdict);
-    bestPath_ = path;
   }
-}
-
-std::vector<CrlPtr> Evaluation::fetched() const {
-  std::vector<CrlPtr> crls(request_.crls.begin(), request_.crls.end());
-  for (std::size_t i = 0; i + 1 < best_->elements.size(); ++i) {
-    if ((best_->elements[i].errors & kRevocationUnknown) != 0) {
-      std::ranges::move(request_.source->crlsFor(*best_->elements[i].certificate,
-                                                 *best_->elements[i + 1].certificate),
-                        std::back_inserter(crls));
-    }
-  }
-  return crls;
 }
 
 void Evaluation::askSource() {
   const bool worthIt = (best_->errors & kRevocationUnknown) != 0 &&
                        (best_->errors & (kNotTrusted | CERT_TRUST_IS_REVOKED)) == 0;
-  if (request_.source == nullptr || !worthIt) {
+  if (request_.source == nullptr || request_.givenRevocationOnly || !worthIt) {
     return;
   }
-  Result<ChainVerdict> again = judge(bestPath_, CrlIndex(fetched()));
-  if (again) {
-    best_ = std::move(again);
+  for (std::size_t i = 0; i + 1 < best_->elements.size(); ++i) {
+    ChainElement& element = best_->elements[i];
+    if ((element.errors & kRevocationUnknown) != 0) {
+      const CertificateData& issuer = *best_->elements[i + 1].certificate;
+      const RevocationData fetched = request_.source->dataFor(*element.certificate, issuer);
+      RevocationStatus status = revocation_.statusOf(*element.certificate, &issuer, fetched);
+      element.errors = (element.errors & ~kRevocationUnknown) | status.errors;
+      element.evidence = std::move(status.evidence);
+    }
   }
+  best_->errors = (best_->errors & ~kRevocationUnknown) | errorsOfAll(best_->elements);
 }
 
 Result<ChainVerdict> Evaluation::run() {

@@ -12,6 +12,8 @@
 
 #include "provider/chain/name_index.h"
 #include "provider/chain/ocsp_data.h"
+#include "provider/chain/revocation_source.h"
+#include "provider/chain/statement.h"
 #include "provider/chain/time_window.h"
 #include "provider/chain/trust_source.h"
 #include "provider/result.h"
@@ -26,23 +28,6 @@ enum class RevocationScope : std::uint8_t { None, EndCertificate, ChainWithoutRo
 struct RequestedUsage {
   bool any = false;
   std::vector<std::string> oids;
-};
-
-/// RevocationSource gives CRLs that are not at hand. It is asked for those certificates only whose
-/// status stayed unknown, and only when the chain is signed up to a trusted root: before that, a
-/// certificate's addresses are anybody's words.
-class RevocationSource {
- public:
-  RevocationSource() = default;
-  virtual ~RevocationSource() = default;
-  RevocationSource(const RevocationSource&) = delete;
-  RevocationSource& operator=(const RevocationSource&) = delete;
-  RevocationSource(RevocationSource&&) = delete;
-  RevocationSource& operator=(RevocationSource&&) = delete;
-
-  /// CRLs that may speak about `subject`, which `issuer` signed. They are checked like any other.
-  virtual std::vector<CrlPtr> crlsFor(const CertificateData& subject,
-                                      const CertificateData& issuer) = 0;
 };
 
 /// What is to be found out. Everything that the answer depends on stands here.
@@ -66,13 +51,6 @@ struct ChainRequest {
   RequestedUsage usage;
   /// Null: what is not at hand stays unknown.
   RevocationSource* source = nullptr;
-};
-
-/// What decided that a certificate is revoked, or not: one of both; none when its status is unknown or
-/// was not looked up.
-struct RevocationEvidence {
-  CrlPtr crl;
-  OcspPtr ocsp;
 };
 
 /// One certificate of a chain, with the CERT_TRUST_ bits that are its own.

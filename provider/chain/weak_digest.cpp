@@ -10,6 +10,11 @@ bool isWeak(int digest) {
   return digest == NID_md2 || digest == NID_md4 || digest == NID_md5 || digest == NID_md5_sha1;
 }
 
+bool isWeakSignature(int algorithm) {
+  int digest = NID_undef;
+  return OBJ_find_sigid_algs(algorithm, &digest, nullptr) == 1 && isWeak(digest);
+}
+
 }  // namespace
 
 // For RSA-PSS the digest stands in the parameters, which libcrypto reads for us.
@@ -20,9 +25,11 @@ bool hasWeakSignature(X509* certificate) {
 }
 
 bool hasWeakSignature(const X509_CRL* crl) {
-  int digest = NID_undef;
-  return OBJ_find_sigid_algs(X509_CRL_get_signature_nid(crl), &digest, nullptr) == 1 &&
-         isWeak(digest);
+  return isWeakSignature(X509_CRL_get_signature_nid(crl));
+}
+
+bool hasWeakSignature(const OCSP_BASICRESP* answer) {
+  return isWeakSignature(OBJ_obj2nid(OCSP_resp_get0_tbs_sigalg(answer)->algorithm));
 }
 
 }  // namespace qx

@@ -1,6 +1,7 @@
 #ifndef QX_PROVIDER_CHAIN_WEAK_DIGEST_H_
 #define QX_PROVIDER_CHAIN_WEAK_DIGEST_H_
 
+#include <openssl/ocsp.h>
 #include <openssl/types.h>
 
 namespace qx {
@@ -10,6 +11,7 @@ namespace qx {
 
 bool hasWeakSignature(X509* certificate);
 bool hasWeakSignature(const X509_CRL* crl);
+bool hasWeakSignature(const OCSP_BASICRESP* answer);
 
 }  // namespace qx
 

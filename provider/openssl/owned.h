@@ -41,10 +41,6 @@ inline void freeBorrowedX509Stack(STACK_OF(X509) * stack) {
   sk_X509_free(stack);
 }
 
-inline void freeBorrowedCrlStack(STACK_OF(X509_CRL) * stack) {
-  sk_X509_CRL_free(stack);
-}
-
 inline void freeOpensslMemory(void* memory) {
   OPENSSL_free(memory);
 }
@@ -76,7 +72,8 @@ using X509StoreCtxPtr = OpensslOwner<X509_STORE_CTX, X509_STORE_CTX_free>;
 using X509StackPtr = OpensslOwner<STACK_OF(X509), freeX509Stack>;
 using CrlStackPtr = OpensslOwner<STACK_OF(X509_CRL), freeCrlStack>;
 using X509BorrowedStackPtr = OpensslOwner<STACK_OF(X509), freeBorrowedX509Stack>;
-using CrlBorrowedStackPtr = OpensslOwner<STACK_OF(X509_CRL), freeBorrowedCrlStack>;
+using DistributionPointsPtr = OpensslOwner<CRL_DIST_POINTS, CRL_DIST_POINTS_free>;
+using IssuingPointPtr = OpensslOwner<ISSUING_DIST_POINT, ISSUING_DIST_POINT_free>;
 using ExtendedKeyUsagePtr = OpensslOwner<EXTENDED_KEY_USAGE, EXTENDED_KEY_USAGE_free>;
 using Pkcs8Ptr = OpensslOwner<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free>;
 using Pkcs12Ptr = OpensslOwner<PKCS12, PKCS12_free>;

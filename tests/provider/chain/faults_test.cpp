@@ -32,19 +32,6 @@ TEST(Faults, NoneThatALaterLibcryptoNamesPasses) {
   }
 }
 
-TEST(Faults, OfRevocationDataLeaveRevocationUnknown) {
-  for (const int error : {X509_V_ERR_UNABLE_TO_GET_CRL,
-                          X509_V_ERR_CRL_SIGNATURE_FAILURE,
-                          X509_V_ERR_CRL_HAS_EXPIRED,
-                          X509_V_ERR_CRL_NOT_YET_VALID,
-                          X509_V_ERR_UNHANDLED_CRITICAL_CRL_EXTENSION,
-                          X509_V_ERR_DIFFERENT_CRL_SCOPE,
-                          X509_V_ERR_CRL_PATH_VALIDATION_ERROR}) {
-    EXPECT_EQ(meaningOf(error).bits, kRevocationUnknown) << X509_verify_cert_error_string(error);
-  }
-  EXPECT_EQ(meaningOf(X509_V_ERR_CERT_REVOKED).bits, CERT_TRUST_IS_REVOKED);
-}
-
 TEST(Faults, OfSignaturesAreNeverTakenForOthers) {
   EXPECT_EQ(meaningOf(X509_V_ERR_CERT_SIGNATURE_FAILURE).bits, CERT_TRUST_IS_NOT_SIGNATURE_VALID);
   EXPECT_EQ(meaningOf(X509_V_ERR_CERT_SIGNATURE_FAILURE).place, FaultPlace::Element);

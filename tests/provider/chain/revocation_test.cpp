@@ -289,14 +289,13 @@ TEST_F(RevocationWithoutCrlSign, DoesNotTrustItsCrl) {
 /// Plays a network: gives what it was told to and notes what it was asked for.
 class FakeSource : public RevocationSource {
  public:
-  std::vector<CrlPtr> crlsFor(const CertificateData& subject,
-                              const CertificateData& issuer) override {
+  RevocationData dataFor(const CertificateData& subject, const CertificateData& issuer) override {
     ++asked;
     EXPECT_EQ(X509_check_issued(issuer.x509(), subject.x509()), X509_V_OK);
-    return crls;
+    return data;
   }
 
-  std::vector<CrlPtr> crls;
+  RevocationData data;
   int asked = 0;
 };
 
@@ -312,7 +311,7 @@ class RevocationFromASource : public Revocation {
 
 TEST_F(RevocationFromASource, IsAskedForWhatIsUnknownOnly) {
   addCrl(root);
-  source.crls = {dataOf(middle.crl().get())};
+  source.data.crls = {dataOf(middle.crl().get())};
   EXPECT_EQ(world.judge(end.get()).errors, kGood);
   EXPECT_EQ(source.asked, 1);
 }
@@ -326,9 +325,9 @@ TEST_F(RevocationFromASource, IsNotAskedWhenAllIsKnown) {
 
 TEST_F(RevocationFromASource, IsBelievedAsFarAsItsCrlsAreSigned) {
   addCrl(root);
-  source.crls = {dataOf(withBrokenSignature(middle.crl().get()).get())};
+  source.data.crls = {dataOf(withBrokenSignature(middle.crl().get()).get())};
   EXPECT_EQ(world.judge(end.get()).errors, kUnknown);
-  source.crls = {dataOf(middle.crl(revoking(end.get())).get())};
+  source.data.crls = {dataOf(middle.crl(revoking(end.get())).get())};
   EXPECT_EQ(world.judge(end.get()).errors, kRevoked);
 }
 

@@ -1,0 +1,139 @@
+#include "provider/chain/revocation.h"
+
+#include <algorithm>
+#include <tuple>
+#include <utility>
+
+#include "provider/chain/crl_status.h"
+#include "provider/chain/faults.h"
+#include "provider/chain/ocsp_signer.h"
+#include "provider/chain/ocsp_status.h"
+
+namespace qx {
+namespace {
+
+// An authority has one CRL, a few while it changes them, some dozens when it splits them. Who wants us
+// to work for ever has more.
+constexpr std::size_t kMaxObjects = 100;
+constexpr std::size_t kMaxSignatureChecks = 256;
+
+template <class Pointer>
+std::span<const Pointer> limited(std::span<const Pointer> objects) {
+  return objects.first(std::min(objects.size(), kMaxObjects));
+}
+
+bool weighsMore(const Statement& left, const Statement& right) {
+  return std::tie(left.reliable, left.period.begin, left.revoked) >
+         std::tie(right.reliable, right.period.begin, right.revoked);
+}
+
+}  // namespace
+
+RevocationJudge::RevocationJudge(const ChainRequest& request, TimeWindow& window)
+    : request_(request),
+      moment_{.now = request.now, .asOf = request.revocationAsOfTime ? request.time : std::nullopt},
+      crls_(request.crls),
+      window_(window) {}
+
+// Authorities may drop expired certificates from their lists: what was made later does not vouch for
+// one.
+void RevocationJudge::take(Statement statement,
+                           const CertificateData& subject,
+                           std::vector<Statement>& into) {
+  window_.narrow(statement.period.begin);
+  window_.narrow(statement.period.end);
+  if (moment_.asOf && !statement.revoked &&
+      statement.period.begin > secondsOf(subject.info().NotAfter)) {
+    statement.reliable = false;
+  }
+  if (statement.reliable || statement.revoked) {
+    into.push_back(std::move(statement));
+  }
+}
+
+void RevocationJudge::read(std::span<const CrlPtr> crls,
+                           const CertificateData& subject,
+                           std::vector<Statement>& into) {
+  for (const CrlPtr& crl : limited(crls)) {
+    if (std::optional<Statement> statement = readCrl(crl, subject, moment_)) {
+      take(*std::move(statement), subject, into);
+    }
+  }
+}
+
+void RevocationJudge::read(std::span<const OcspPtr> answers,
+                           const CertificateData& subject,
+                           const CertificateData& issuer,
+                           std::vector<Statement>& into) {
+  for (const OcspPtr& answer : limited(answers)) {
+    if (std::optional<Statement> statement = readAnswer(answer, subject, issuer, moment_)) {
+      take(*std::move(statement), subject, into);
+    }
+  }
+}
+
+std::vector<Statement> RevocationJudge::crlStatements(const CertificateData& subject,
+                                                      std::span<const CrlPtr> fetched) {
+  const X509_NAME* issuer = X509_get_issuer_name(subject.x509());
+  std::vector<Statement> statements;
+  if (!request_.givenRevocationOnly) {
+    read(request_.trust->crlsOf(issuer), subject, statements);
+  }
+  read(crls_.find(issuer), subject, statements);
+  read(CrlIndex(fetched).find(issuer), subject, statements);
+  return statements;
+}
+
+bool RevocationJudge::isGenuine(const Statement& statement, const CertificateData& issuer) {
+  if (++signatureChecks_ > kMaxSignatureChecks) {
+    return false;
+  }
+  if (statement.evidence.crl != nullptr) {
+    return isSignedBy(*statement.evidence.crl, issuer);
+  }
+  const OcspData& answer = *statement.evidence.ocsp;
+  return isSignedFor(answer,
+                     issuer,
+                     {.certificates = request_.certificates,
+                      .time = moment_.asOf ? answer.producedAt() : moment_.now,
+                      .isRevoked = [&](const CertificateData& responder) {
+                        return isRevokedByCrl(responder, issuer);
+                      }});
+}
+
+bool RevocationJudge::isRevokedByCrl(const CertificateData& responder,
+                                     const CertificateData& issuer) {
+  const std::vector<Statement> statements = crlStatements(responder, {});
+  return std::ranges::any_of(statements, [&](const Statement& statement) {
+    return statement.revoked && ++signatureChecks_ <= kMaxSignatureChecks &&
+           isSignedBy(*statement.evidence.crl, issuer);
+  });
+}
+
+RevocationStatus RevocationJudge::decide(std::vector<Statement> statements,
+                                         const CertificateData& issuer) {
+  std::ranges::stable_sort(statements, weighsMore);
+  for (Statement& statement : statements) {
+    if (isGenuine(statement, issuer)) {
+      const DWORD revoked = statement.revoked ? CERT_TRUST_IS_REVOKED : 0U;
+      return statement.reliable
+                 ? RevocationStatus{.errors = revoked, .evidence = std::move(statement.evidence)}
+                 : RevocationStatus{.errors = revoked | kRevocationUnknown, .evidence = {}};
+    }
+  }
+  return {.errors = kRevocationUnknown, .evidence = {}};
+}
+
+RevocationStatus RevocationJudge::statusOf(const CertificateData& subject,
+                                           const CertificateData* issuer,
+                                           const RevocationData& fetched) {
+  if (issuer == nullptr) {
+    return {.errors = kRevocationUnknown, .evidence = {}};
+  }
+  std::vector<Statement> statements = crlStatements(subject, fetched.crls);
+  read(request_.ocsp, subject, *issuer, statements);
+  read(fetched.ocsp, subject, *issuer, statements);
+  return decide(std::move(statements), *issuer);
+}
+
+}  // namespace qx
