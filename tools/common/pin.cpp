@@ -23,8 +23,10 @@ using Kind = PinSource::Kind;
   throw ToolError(ExitCode::Key, text);
 }
 
+constexpr char kControlC = 3;
+
 // The first line, without its end. What follows it is left unread where it can be.
-Secret readLine(int fd, const std::string& name) {
+Secret readLine(int fd, const std::string& name, char cancel = '\n') {
   Secret line;
   bool heldReturn = false;
   char byte = 0;
@@ -38,6 +40,9 @@ Secret readLine(int fd, const std::string& name) {
     }
     if (got == 0 || byte == '\n') {
       return line;
+    }
+    if (byte == cancel) {
+      refuse(name + ": no PIN was given");
     }
     // A carriage return is none of the PIN when it ends the line, as other systems write lines.
     const bool fits = (!heldReturn || line.append('\r')) && (byte == '\r' || line.append(byte));
@@ -77,7 +82,8 @@ Secret readVariable(const std::string& name) {
   return Secret(value);
 }
 
-// A terminal that echoes nothing while the object lives.
+// A terminal that echoes nothing while the object lives. Ctrl-C ends the question instead of the
+// process, whose signal would leave the terminal without echo.
 class QuietTerminal {
  public:
   explicit QuietTerminal(const std::string& prompt)
@@ -86,8 +92,9 @@ class QuietTerminal {
       refuse(prompt + ": there is no terminal to ask at; name a file or another source for it");
     }
     termios quiet = before_;
-    quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO);
-    quiet.c_lflag |= ECHONL;
+    quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO | ISIG);
+    quiet.c_lflag |= ECHONL | ICANON;
+    quiet.c_cc[VEOL] = kControlC;
     tcsetattr(terminal_.get(), TCSAFLUSH, &quiet);
   }
 
@@ -103,7 +110,7 @@ class QuietTerminal {
     if (write(terminal_.get(), text.data(), text.size()) < 0) {
       refuse("the terminal cannot be written to");
     }
-    return readLine(terminal_.get(), "terminal");
+    return readLine(terminal_.get(), "terminal", kControlC);
   }
 
  private:
