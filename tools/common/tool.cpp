@@ -2,6 +2,8 @@
 
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstdio>
 #include <exception>
 #include <functional>
 #include <new>
@@ -53,6 +55,16 @@ ExitCode guarded(Tool& tool, const std::function<void()>& work) {
   }
 }
 
+// A report that is lost must not look like one that says nothing.
+void flushOutput() {
+  if (std::fflush(stdout) != 0) {
+    throw ToolError(ExitCode::Input, "standard output: " + errnoText(errno));
+  }
+  if (std::ferror(stdout) != 0) {
+    throw ToolError(ExitCode::Input, "standard output: not everything could be written");
+  }
+}
+
 }  // namespace
 
 Tool::Tool(const std::string& name, const std::string& description)
@@ -90,7 +102,8 @@ int Tool::run(int argc, const char* const* argv) {
   if (!helped) {
     report.print();
   }
-  return static_cast<int>(code);
+  const ExitCode printed = guarded(*this, flushOutput);
+  return static_cast<int>(code == ExitCode::Good ? printed : code);
 }
 
 }  // namespace qx::tools

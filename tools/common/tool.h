@@ -17,7 +17,8 @@ struct Tool {
   Tool(const std::string& name, const std::string& description);
 
   /// run parses the arguments, runs the command that they name, prints its report and gives the exit
-  /// code. Whatever is thrown becomes one line on standard error.
+  /// code. Whatever is thrown becomes one line on standard error, and so does a report that cannot be
+  /// written (Input).
   int run(int argc, const char* const* argv);
 
   /// claimOutput says that `output` will be written, before any work: bytes for a terminal, and content
