@@ -38,11 +38,14 @@ mode_t withUmask(mode_t mode) {
   return mode & ~mask;
 }
 
-// A file under a temporary name, gone again unless it was given its own.
+// A file under a temporary name, gone again unless it was given its own. The name is no longer than
+// any file's may be, however long the target's is.
 class Replacement {
  public:
   explicit Replacement(const std::string& target)
-      : target_(target), temporary_(target + ".XXXXXX"), file_(mkostemp(temporary_.data(), 0)) {
+      : target_(target),
+        temporary_(std::filesystem::path(target).replace_filename(".new-XXXXXX")),
+        file_(mkostemp(temporary_.data(), 0)) {
     if (!file_) {
       refuse(target_);
     }
@@ -102,6 +105,9 @@ std::string resolved(const std::string& path) {
 }  // namespace
 
 void writeOutput(const std::string& path, std::span<const std::uint8_t> bytes, mode_t mode) {
+  if (path.empty()) {
+    throw ToolError(ExitCode::Usage, "the name of the output file is empty");
+  }
   if (path == "-") {
     writeAll(STDOUT_FILENO, bytes, "standard output");
     return;

@@ -2,6 +2,7 @@
 
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <csignal>
@@ -18,6 +19,7 @@ namespace qx::tools {
 namespace {
 
 namespace fs = std::filesystem;
+using ::testing::HasSubstr;
 using ::testing::StartsWith;
 
 std::size_t filesIn(const test::TempDir& folder) {
@@ -128,6 +130,119 @@ TEST_F(Output, LeavesTheOldFileAndNothingElseWhenTheWritingFails) {
       [&] { writeOutput(path, std::string(2000, 'x')); }, ExitCode::Input, StartsWith(path));
   EXPECT_EQ(test::readFile(path), "old");
   EXPECT_EQ(filesIn(folder_), 1U);
+}
+
+TEST_F(Output, GivesAFileTheLongestNameThatThereIs) {
+  const std::string longest(255, 'n');
+  writeOutput(folder_.file(longest), std::string_view("content"));
+  EXPECT_EQ(test::readFile(folder_.file(longest)), "content");
+  expectRefusal([&] { writeOutput(folder_.file(longest + "n"), std::string_view("x")); },
+                ExitCode::Input,
+                HasSubstr("File name too long"));
+  EXPECT_EQ(filesIn(folder_), 1U);
+}
+
+TEST_F(Output, WantsAName) {
+  expectRefusal(
+      [] { writeOutput("", std::string_view("x")); }, ExitCode::Usage, HasSubstr("empty"));
+}
+
+TEST_F(Output, TakesANameInTheWorkingFolder) {
+  const fs::path before = fs::current_path();
+  fs::current_path(folder_.path());
+  writeOutput("plain", std::string_view("content"));
+  fs::current_path(before);
+  EXPECT_EQ(test::readFile(folder_.file("plain")), "content");
+  EXPECT_EQ(filesIn(folder_), 1U);
+}
+
+TEST_F(Output, WritesIntoAPipeThatSomebodyReads) {
+  const std::string path = folder_.file("pipe");
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  const std::string bytes(200'000, 'x');
+  const pid_t child = fork();
+  if (child == 0) {
+    writeOutput(path, bytes);
+    _exit(0);
+  }
+  EXPECT_EQ(test::readFile(path), bytes);
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+  EXPECT_TRUE(fs::is_fifo(path));
+}
+
+TEST_F(Output, PutsAFileWhereALinkLeadsNowhere) {
+  ASSERT_EQ(symlink("nowhere", folder_.file("link").c_str()), 0);
+  writeOutput(folder_.file("link"), std::string_view("new"));
+  EXPECT_EQ(test::readFile(folder_.file("link")), "new");
+  EXPECT_FALSE(fs::exists(folder_.file("nowhere")));
+  EXPECT_EQ(filesIn(folder_), 1U);
+}
+
+TEST_F(Output, ReplacesTheEndOfAChainOfLinksInAnotherFolder) {
+  const std::string path = folder_.write("other/target", "old");
+  ASSERT_EQ(symlink("other/target", folder_.file("second").c_str()), 0);
+  ASSERT_EQ(symlink("second", folder_.file("first").c_str()), 0);
+  writeOutput(folder_.file("first"), std::string_view("new"));
+  EXPECT_TRUE(fs::is_symlink(folder_.file("first")));
+  EXPECT_TRUE(fs::is_symlink(folder_.file("second")));
+  EXPECT_EQ(test::readFile(path), "new");
+  EXPECT_EQ(filesIn(folder_), 3U);
+}
+
+TEST_F(Output, KeepsTheRightsOfAFileThatNobodyMayWrite) {
+  const std::string path = folder_.write("old", "old");
+  ASSERT_EQ(chmod(path.c_str(), 0400), 0);
+  writeOutput(path, std::string_view("new"));
+  EXPECT_EQ(test::readFile(path), "new");
+  EXPECT_EQ(modeOf(path), 0400U);
+}
+
+TEST_F(Output, HasNoRightsForOthersBeforeItIsWhole) {
+  // The temporary file is made for its owner alone, whatever the umask is.
+  umask(0);
+  const FileLimit limit(1000);
+  const std::string path = folder_.file("secret");
+  expectRefusal(
+      [&] { writeOutput(path, std::string(2000, 'x'), 0600); }, ExitCode::Input, StartsWith(path));
+  EXPECT_EQ(filesIn(folder_), 0U);
+  writeOutput(path, std::string(500, 'x'), 0600);
+  EXPECT_EQ(modeOf(path), 0600U);
+}
+
+TEST_F(Output, IsSeenOldOrNewByWhoReadsItMeanwhile) {
+  const std::string path = folder_.write("file", std::string(50'000, 'a'));
+  const pid_t child = fork();
+  if (child == 0) {
+    for (int round = 0; round < 30; ++round) {
+      writeOutput(path, std::string(50'000, round % 2 == 0 ? 'b' : 'a'));
+    }
+    _exit(0);
+  }
+  int status = -1;
+  while (waitpid(child, &status, WNOHANG) == 0) {
+    const std::string seen = test::readFile(path);
+    ASSERT_EQ(seen.size(), 50'000U);
+    ASSERT_EQ(seen.find_first_not_of(seen.front()), std::string::npos);
+  }
+  EXPECT_EQ(status, 0);
+}
+
+TEST_F(Output, SaysThatStandardOutputIsClosed) {
+  const pid_t child = fork();
+  if (child == 0) {
+    close(STDOUT_FILENO);
+    try {
+      writeOutput("-", std::string_view("x"));
+    } catch (const ToolError& error) {
+      _exit(std::string(error.what()) == "standard output: Bad file descriptor" ? 42 : 1);
+    }
+    _exit(2);
+  }
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(WEXITSTATUS(status), 42);
 }
 
 TEST_F(Output, RefusesAFolder) {
