@@ -1,8 +1,11 @@
 #include "tools/common/input.h"
 
 #include <fcntl.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
+#include <cstdio>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -102,6 +105,83 @@ TEST(Input, ReadsStandardInputFromWhereItStands) {
   const Input input("-");
   EXPECT_EQ(textOf(input), "cdef");
   EXPECT_EQ(input.name(), "standard input");
+}
+
+TEST(Input, ReadsANamedPipe) {
+  const test::TempDir folder;
+  const std::string path = folder.file("pipe");
+  ASSERT_EQ(mkfifo(path.c_str(), 0600), 0);
+  const pid_t child = fork();
+  if (child == 0) {
+    const std::string bytes(100'000, 'y');
+    const Descriptor pipe(open(path.c_str(), O_WRONLY | O_CLOEXEC));
+    _exit(write(pipe.get(), bytes.data(), bytes.size()) == 100'000 ? 0 : 1);
+  }
+  EXPECT_EQ(textOf(Input(path)), std::string(100'000, 'y'));
+  int status = -1;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  EXPECT_EQ(status, 0);
+}
+
+TEST(Input, ReadsAFileWhoseSizeTheSystemDoesNotTell) {
+  EXPECT_THAT(textOf(Input("/proc/self/status")), HasSubstr("Pid:"));
+}
+
+TEST(Input, MayBeTheEmptyDevice) {
+  EXPECT_TRUE(Input("/dev/null").bytes().empty());
+}
+
+TEST(Input, NamesAFileThatCannotBeRead) {
+  // Nothing is mapped at the address 0, where the reading begins.
+  expectRefusal([] { const Input input("/proc/self/mem"); },
+                ExitCode::Input,
+                ::testing::StrEq("/proc/self/mem: Input/output error"));
+}
+
+TEST(Input, NamesTheStandardInputThatIsClosedOrAFolder) {
+  const Descriptor folder(open("/", O_RDONLY | O_DIRECTORY | O_CLOEXEC));
+  {
+    const StandardInput standard(folder.get());
+    expectRefusal([] { const Input input("-"); },
+                  ExitCode::Input,
+                  ::testing::StrEq("standard input: is a folder"));
+  }
+  const StandardInput standard(folder.get());
+  close(STDIN_FILENO);
+  expectRefusal([] { const Input input("-"); },
+                ExitCode::Input,
+                ::testing::StrEq("standard input: Bad file descriptor"));
+}
+
+TEST(Input, LeavesStandardInputOpen) {
+  const test::TempDir folder;
+  const std::string path = folder.write("file", "abc");
+  const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  const StandardInput standard(file.get());
+  EXPECT_EQ(textOf(Input("-")), "abc");
+  EXPECT_GE(fcntl(STDIN_FILENO, F_GETFD), 0);
+}
+
+TEST(Input, LeaksNoDescriptors) {
+  const test::TempDir folder;
+  const std::string path = folder.write("file", "abc");
+  const int before = dup(STDIN_FILENO);
+  close(before);
+  for (int round = 0; round < 20; ++round) {
+    EXPECT_EQ(textOf(Input(path)), "abc");
+    EXPECT_THROW(Input const input(folder.path()), ToolError);
+    EXPECT_THROW(Input const input("/proc/self/mem"), ToolError);
+  }
+  const Descriptor after(dup(STDIN_FILENO));
+  EXPECT_EQ(after.get(), before);
+}
+
+TEST(Input, KeepsWhatItReadWhenTheFileIsReplaced) {
+  const test::TempDir folder;
+  const std::string path = folder.write("file", "old");
+  const Input input(path);
+  ASSERT_EQ(rename(folder.write("other", "new").c_str(), path.c_str()), 0);
+  EXPECT_EQ(textOf(input), "old");
 }
 
 TEST(InputDeathTest, EndsWithAWordWhenItsFileBecomesShorter) {

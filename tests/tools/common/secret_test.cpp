@@ -51,5 +51,27 @@ TEST(Secret, HandsItsBytesOnWithoutACopy) {
   EXPECT_EQ(moved.text().data(), where);
 }
 
+TEST(Secret, HoldsNulsAndLineEnds) {
+  const std::string text("a\0b\n", 4);
+  EXPECT_EQ(Secret(text).text(), text);
+}
+
+TEST(Secret, RefusesByteForByteOnceItIsFull) {
+  Secret secret(std::string(Secret::kMaxSize, 'x'));
+  EXPECT_FALSE(secret.append('y'));
+  EXPECT_FALSE(secret.append('y'));
+  EXPECT_EQ(secret.text(), std::string(Secret::kMaxSize, 'x'));
+}
+
+TEST(Secret, TellsNothingOfItselfWhenItIsRefused) {
+  try {
+    const Secret secret(std::string(Secret::kMaxSize, '4') + "711");
+    FAIL() << "it was taken";
+  } catch (const ToolError& error) {
+    EXPECT_EQ(error.code(), ExitCode::Usage);
+    EXPECT_EQ(std::string(error.what()), "a PIN has at most 1024 bytes");
+  }
+}
+
 }  // namespace
 }  // namespace qx::tools

@@ -1,5 +1,7 @@
 #include "tools/common/times.h"
 
+#include <ctime>
+
 #include <gtest/gtest.h>
 
 namespace qx::tools {
@@ -23,6 +25,24 @@ TEST(IsoTime, KnowsLeapDays) {
 
 TEST(IsoTime, LeavesPartsOfASecondOut) {
   EXPECT_EQ(isoTime(kUnixEpoch + 1'794'762'221 * kSecond + kSecond - 1), "2026-11-15T17:03:41Z");
+}
+
+TEST(IsoTime, AgreesWithTheCLibraryOverTheCenturies) {
+  // A prime number of seconds, so that every hour, minute and second comes up.
+  constexpr std::uint64_t kStep = 7'654'321;
+  for (std::uint64_t seconds = 0; seconds < 400'000'000'000 / 30; seconds += kStep) {
+    const auto when = static_cast<std::time_t>(seconds) - 11'644'473'600;
+    std::tm parts{};
+    ASSERT_NE(gmtime_r(&when, &parts), nullptr);
+    char text[64];
+    ASSERT_GT(std::strftime(text, sizeof text, "%FT%TZ", &parts), 0U);
+    ASSERT_EQ(isoTime(seconds * kSecond), text) << seconds;
+  }
+}
+
+TEST(IsoTime, ReachesTheLastDayOfCertificatesAndOfTheTicks) {
+  EXPECT_EQ(isoTime(2'650'467'743'999'999'999), "9999-12-31T23:59:59Z");
+  EXPECT_EQ(isoTime(0x7FFFFFFFFFFFFFFF), "30828-09-14T02:48:05Z");
 }
 
 }  // namespace
