@@ -74,21 +74,24 @@ CliTest::CliTest()
                    {"QX_SSF_VERIFYCERTFLAGS", ""},
                    {"LC_ALL", "C.UTF-8"}} {}
 
-CommandResult CliTest::runTool(const std::string& tool,
-                               const Arguments& arguments,
-                               Command command) const {
-  command.arguments = arguments;
-  command.arguments.insert(command.arguments.begin(), toolPath(tool));
+std::string CliTest::tool(const std::string& name) {
+  return toolPath(name);
+}
+
+CommandResult CliTest::start(const Arguments& arguments, Command command) const {
+  command.arguments.insert(command.arguments.end(), arguments.begin(), arguments.end());
   command.environment.insert(environment_.begin(), environment_.end());
   return run(command);
 }
 
 CommandResult CliTest::provider(const Arguments& arguments, Command command) const {
-  return runTool("qxprovider", arguments, std::move(command));
+  command.arguments = {toolPath("qxprovider")};
+  return start(arguments, std::move(command));
 }
 
 CommandResult CliTest::ssf(const Arguments& arguments, Command command) const {
-  return runTool("qxssf", arguments, std::move(command));
+  command.arguments = {toolPath("qxssf")};
+  return start(arguments, std::move(command));
 }
 
 CommandResult CliTest::openssl(const Arguments& arguments) {

@@ -25,6 +25,10 @@ class CliTest : public ::testing::Test {
   CommandResult provider(const Arguments& arguments, Command command = {}) const;
   CommandResult ssf(const Arguments& arguments, Command command = {}) const;
 
+  /// tool is the path of a tool; start runs any program as provider and ssf run theirs.
+  static std::string tool(const std::string& name);
+  CommandResult start(const Arguments& arguments, Command command = {}) const;
+
   /// openssl runs the openssl command with the GOST engine: the subcommand first.
   static CommandResult openssl(const Arguments& arguments);
 
@@ -57,8 +61,6 @@ class CliTest : public ::testing::Test {
   std::string userFolder() const { return folder_.file("user"); }
 
  private:
-  CommandResult runTool(const std::string& tool, const Arguments& arguments, Command command) const;
-
   TempDir folder_;
   std::map<std::string, std::string> environment_;
 };

@@ -74,6 +74,7 @@ void verify(Program& program, const VerifyArguments& arguments) {
   requireGood(code, files, verdicts);
   if (!arguments.files.output.empty()) {
     tools::writeOutput(arguments.files.output, output.bytes());
+    report.facts()["output"] = arguments.files.output;
   }
   report.line(files.message().name() + ": verified");
 }
