@@ -1,5 +1,6 @@
 #include <algorithm>
 #include <array>
+#include <iterator>
 #include <regex>
 #include <string>
 #include <string_view>
@@ -110,7 +111,8 @@ TEST(ErrorText, IsThereInPlainAsciiForEveryPublishedCode) {
     EXPECT_EQ(view.find('%'), std::string_view::npos) << view;
     EXPECT_FALSE(view.ends_with('.')) << view;
   }
-  EXPECT_EQ(codes, 142);
+  const std::regex anyName(R"(#define (?!QX_|FormatMessage|FORMAT_MESSAGE)\w+)");
+  EXPECT_EQ(codes, std::distance(std::sregex_iterator(header.begin(), header.end(), anyName), {}));
 }
 
 }  // namespace
