@@ -1,9 +1,9 @@
 #include "provider/http/response.h"
 
-#include <strings.h>
-
 #include <algorithm>
+#include <cctype>
 #include <charconv>
+#include <functional>
 
 namespace qx {
 namespace {
@@ -24,7 +24,8 @@ Failure tooLarge() {
 }
 
 bool isSame(std::string_view left, std::string_view right) {
-  return left.size() == right.size() && strncasecmp(left.data(), right.data(), left.size()) == 0;
+  const auto lower = [](unsigned char c) { return std::tolower(c); };
+  return std::ranges::equal(left, right, std::equal_to(), lower, lower);
 }
 
 std::string_view trimmed(std::string_view text) {
@@ -38,9 +39,8 @@ std::string_view trimmed(std::string_view text) {
 // Digits and nothing else: no sign, no space, no overflow.
 std::optional<std::uint64_t> readNumber(std::string_view digits, int base) {
   std::uint64_t value = 0;
-  const char* end = digits.data() + digits.size();
-  const auto [stop, error] = std::from_chars(digits.data(), end, value, base);
-  return error == std::errc() && stop == end ? std::optional(value) : std::nullopt;
+  const auto [stop, error] = std::from_chars(digits.begin(), digits.end(), value, base);
+  return error == std::errc() && stop == digits.end() ? std::optional(value) : std::nullopt;
 }
 
 std::optional<unsigned> readStatus(std::string_view line) {

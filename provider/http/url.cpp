@@ -35,9 +35,9 @@ bool isIpv6(std::string_view host) {
 
 std::optional<std::uint16_t> readPort(std::string_view digits) {
   std::uint16_t port = 0;
-  const char* end = digits.data() + digits.size();
-  const auto [stop, error] = std::from_chars(digits.data(), end, port);
-  return error == std::errc() && stop == end && port != 0 ? std::optional(port) : std::nullopt;
+  const auto [stop, error] = std::from_chars(digits.begin(), digits.end(), port);
+  return error == std::errc() && stop == digits.end() && port != 0 ? std::optional(port)
+                                                                   : std::nullopt;
 }
 
 // "host", "host:port", "[address]", "[address]:port"
@@ -48,7 +48,7 @@ bool readAuthority(std::string_view text, Url& url) {
     return false;
   }
   url.host = lowerCase(bracketed ? text.substr(1, end - 1) : text.substr(0, end));
-  std::string_view rest = text.substr(std::min(text.size(), bracketed ? end + 1 : end));
+  const std::string_view rest = text.substr(std::min(text.size(), bracketed ? end + 1 : end));
   if (!rest.empty()) {
     const std::optional<std::uint16_t> port = readPort(rest.substr(1));
     if (!rest.starts_with(':') || !port) {

@@ -122,7 +122,7 @@ TEST(HttpClient, EndsWithItsDeadlineInTheMiddleOfTalk) {
 }
 
 TEST(HttpClient, EndsWithItsDeadlineWhenNobodyReads) {
-  Fd listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
+  const Fd listener(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
   sockaddr_in address{};
   address.sin_family = AF_INET;
   address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);

@@ -18,7 +18,7 @@ namespace qx::test {
 struct ScriptedAnswer {
   std::string text;
   /// Said again and again behind the text, until the client goes.
-  std::string repeated = {};
+  std::string repeated;
   /// Waits for the client to go, instead of ending the connection.
   bool waits = false;
   /// Does not wait for a request.
