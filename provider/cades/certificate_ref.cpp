@@ -42,30 +42,16 @@ bool CertificateRef::matches(const CertificateData& certificate) const {
   return isNamed && hash.matches(certificate.der());
 }
 
-Result<HashRef> readOtherHash(der::Reader& reader) {
-  const Result<der::Element> choice = reader.next();
-  if (!choice) {
-    return choice.failure();
+HashRef readOtherHash(x509::Fields& fields) {
+  if (fields.nextIs(der::kOctetString)) {
+    return {.hash = &hashInfo(HashAlgorithm::Sha1),
+            .value = fields.next(der::kOctetString).content};
   }
-  if (choice->is(der::kOctetString)) {
-    return HashRef{.hash = &hashInfo(HashAlgorithm::Sha1), .value = choice->content};
-  }
-  if (!choice->is(der::kSequence)) {
-    return fail(CRYPT_E_ASN1_BADTAG);
-  }
-  der::Reader fields(choice->content);
-  const Result<der::AlgorithmIdentifier> algorithm = der::readAlgorithm(fields);
-  if (!algorithm) {
-    return algorithm.failure();
-  }
-  const Result<der::Element> value = fields.next(der::kOctetString);
-  if (!value) {
-    return value.failure();
-  }
-  if (const Result<void> end = fields.expectEnd(); !end) {
-    return end.failure();
-  }
-  return HashRef{.hash = trustedHash(algorithm->oid), .value = value->content};
+  x509::Fields inside = fields.sequence();
+  const HashInfo* hash = trustedHash(x509::readAlgorithm(inside).oid);
+  const der::Bytes value = inside.next(der::kOctetString).content;
+  inside.end();
+  return {.hash = hash, .value = value};
 }
 
 der::Encoding otherHash(HashAlgorithm hash, der::Bytes bytes) {
@@ -77,29 +63,16 @@ der::Encoding otherHash(HashAlgorithm hash, der::Bytes bytes) {
   return der::sequence(*der::algorithm(hashInfo(hash).oid, /*parameters=*/{}), std::move(octets));
 }
 
-Result<std::optional<CertificateRef::IssuerSerial>> readIssuerSerial(der::Reader& reader) {
-  using Read = std::optional<CertificateRef::IssuerSerial>;
-  const Result<std::optional<der::Element>> found = reader.optional(der::kSequence);
-  if (!found) {
-    return found.failure();
-  }
-  const std::optional<der::Element> sequence = *found;
+std::optional<CertificateRef::IssuerSerial> readIssuerSerial(x509::Fields& fields) {
+  const std::optional<der::Element> sequence = fields.optional(der::kSequence);
   if (!sequence) {
-    return Read{};
+    return std::nullopt;
   }
-  der::Reader fields(sequence->content);
-  const Result<der::Element> issuer = fields.next(der::kSequence);
-  if (!issuer) {
-    return issuer.failure();
-  }
-  const Result<der::Element> serial = fields.next(der::kInteger);
-  if (!serial) {
-    return serial.failure();
-  }
-  if (const Result<void> end = fields.expectEnd(); !end) {
-    return end.failure();
-  }
-  return Read({.issuer = issuer->content, .serial = serial->content});
+  x509::Fields inside = fields.inside(*sequence);
+  const der::Bytes issuer = inside.next(der::kSequence).content;
+  const der::Bytes serial = inside.next(der::kInteger).content;
+  inside.end();
+  return CertificateRef::IssuerSerial{.issuer = issuer, .serial = serial};
 }
 
 der::Encoding issuerSerial(const CertificateData& certificate) {

@@ -4,11 +4,10 @@
 #include <optional>
 #include <string_view>
 
-#include "provider/der/reader.h"
 #include "provider/der/writer.h"
 #include "provider/hash/hash.h"
-#include "provider/result.h"
 #include "provider/store/certificate_data.h"
+#include "provider/store/x509_fields.h"
 
 namespace qx {
 
@@ -40,13 +39,13 @@ struct CertificateRef {
 };
 
 /// readOtherHash reads OtherHash (RFC 5126, 6.2.1): the value alone for SHA-1, else with its algorithm.
-Result<HashRef> readOtherHash(der::Reader& reader);
+HashRef readOtherHash(x509::Fields& fields);
 
 /// otherHash makes the OtherHash of bytes.
 der::Encoding otherHash(HashAlgorithm hash, der::Bytes bytes);
 
 /// readIssuerSerial reads an optional IssuerSerial.
-Result<std::optional<CertificateRef::IssuerSerial>> readIssuerSerial(der::Reader& reader);
+std::optional<CertificateRef::IssuerSerial> readIssuerSerial(x509::Fields& fields);
 
 /// issuerSerial makes the IssuerSerial of a certificate: its issuer as the one directoryName.
 der::Encoding issuerSerial(const CertificateData& certificate);

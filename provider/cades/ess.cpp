@@ -2,55 +2,25 @@
 
 #include <utility>
 
-#include "provider/der/values.h"
+#include "provider/cades/attribute_value.h"
 #include "provider/message/oids.h"
 
 namespace qx {
 namespace {
 
-Result<HashRef> readHash(der::Reader& reader, bool isSecond) {
+HashRef readHash(x509::Fields& fields, bool isSecond) {
   const HashInfo* hash = &hashInfo(isSecond ? HashAlgorithm::Sha256 : HashAlgorithm::Sha1);
-  if (isSecond && reader.peek() == der::kSequence) {
-    const Result<der::AlgorithmIdentifier> algorithm = der::readAlgorithm(reader);
-    if (!algorithm) {
-      return algorithm.failure();
-    }
-    hash = trustedHash(algorithm->oid);
+  if (isSecond && fields.nextIs(der::kSequence)) {
+    hash = trustedHash(x509::readAlgorithm(fields).oid);
   }
-  const Result<der::Element> value = reader.next(der::kOctetString);
-  return value ? Result<HashRef>({.hash = hash, .value = value->content}) : value.failure();
+  return {.hash = hash, .value = fields.next(der::kOctetString).content};
 }
 
-Result<CertificateRef> readCertId(der::Bytes content, bool isSecond) {
-  der::Reader reader(content);
-  const Result<HashRef> hash = readHash(reader, isSecond);
-  if (!hash) {
-    return hash.failure();
-  }
-  const auto issuerSerial = readIssuerSerial(reader);
-  if (!issuerSerial) {
-    return issuerSerial.failure();
-  }
-  if (const Result<void> end = reader.expectEnd(); !end) {
-    return end.failure();
-  }
-  return CertificateRef{.hash = *hash, .issuerSerial = *issuerSerial};
-}
-
-Result<std::vector<CertificateRef>> readCertIds(der::Bytes content, bool isSecond) {
-  std::vector<CertificateRef> refs;
-  for (der::Reader reader(content); !reader.atEnd();) {
-    const Result<der::Element> id = reader.next(der::kSequence);
-    if (!id) {
-      return id.failure();
-    }
-    const Result<CertificateRef> ref = readCertId(id->content, isSecond);
-    if (!ref) {
-      return ref.failure();
-    }
-    refs.push_back(*ref);
-  }
-  return refs.empty() ? Result<std::vector<CertificateRef>>(fail(CRYPT_E_ASN1_CORRUPT)) : refs;
+CertificateRef readCertId(x509::Fields fields, bool isSecond) {
+  const HashRef hash = readHash(fields, isSecond);
+  const auto issuerSerial = readIssuerSerial(fields);
+  fields.end();
+  return {.hash = hash, .issuerSerial = issuerSerial};
 }
 
 // The algorithm is left out when it is the default one, as DER wants.
@@ -75,26 +45,20 @@ std::vector<std::uint8_t> signingCertificateValue(HashAlgorithm hash,
 
 Result<std::vector<CertificateRef>> readSigningCertificate(const Attribute& attribute) {
   const bool isSecond = attribute.oid == oids::kSigningCertificateV2;
-  const bool isKnown = isSecond || attribute.oid == oids::kSigningCertificate;
-  if (!isKnown || attribute.values.size() != 1) {
+  if (!isSecond && attribute.oid != oids::kSigningCertificate) {
     return fail(CRYPT_E_ATTRIBUTES_MISSING);
   }
-  const Result<der::Element> sequence = der::readWhole(attribute.values.front(), der::kSequence);
-  if (!sequence) {
-    return sequence.failure();
-  }
-  der::Reader fields(sequence->content);
-  const Result<der::Element> certificates = fields.next(der::kSequence);
-  if (!certificates) {
-    return certificates.failure();
-  }
-  if (const auto policies = fields.optional(der::kSequence); !policies) {
-    return policies.failure();
-  }
-  if (const Result<void> end = fields.expectEnd(); !end) {
-    return end.failure();
-  }
-  return readCertIds(certificates->content, isSecond);
+  return readSole(attribute, [isSecond](x509::Fields& fields) {
+    x509::Fields certIds = fields.sequence();
+    if (!certIds.more()) {
+      certIds.failWith(CRYPT_E_ASN1_CORRUPT);
+    }
+    std::vector<CertificateRef> refs = readEach(certIds, [&](const der::Element& certId) {
+      return readCertId(certIds.inside(certId), isSecond);
+    });
+    fields.optional(der::kSequence);  // policies
+    return refs;
+  });
 }
 
 Result<std::vector<CertificateRef>> signerCertificateRefs(const Attributes& signedAttributes) {

@@ -14,9 +14,6 @@
 
 namespace qx {
 
-class OcspData;
-struct RevocationEvidence;
-
 /// CrlRef names a CRL: CrlValidatedID (RFC 5126, 6.2.2).
 struct CrlRef {
   struct Identifier {

@@ -10,8 +10,6 @@
 
 namespace qx {
 
-struct RevocationEvidence;
-
 /// RevocationValues is what a revocation-values attribute holds, over the bytes it was read from.
 struct RevocationValues {
   std::vector<der::Bytes> crls;  ///< each a whole CertificateList
