@@ -49,6 +49,10 @@ CrlPtr dataOf(const X509_CRL* crl) {
   return unwrap(CrlData::parse(lab::toDer(crl)));
 }
 
+OcspPtr answerOf(const lab::Bytes& der) {
+  return unwrap(OcspData::parse(der));
+}
+
 lab::CertificateOptions named(const std::string& commonName) {
   return {.subject = {{.type = "CN", .value = commonName}}};
 }
@@ -80,6 +84,9 @@ ChainVerdict ChainWorld::judge(const X509* certificate) const {
                                            .time = time,
                                            .certificates = material_,
                                            .crls = looseCrls_,
+                                           .ocsp = answers_,
+                                           .givenRevocationOnly = givenRevocationOnly,
+                                           .revocationAsOfTime = revocationAsOfTime,
                                            .revocation = revocation,
                                            .usage = usage,
                                            .source = source});

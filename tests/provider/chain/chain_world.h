@@ -13,6 +13,7 @@ namespace qx::test {
 
 CertificatePtr dataOf(const X509* certificate);
 CrlPtr dataOf(const X509_CRL* crl);
+OcspPtr answerOf(const lab::Bytes& der);
 
 /// named makes options with this common name.
 lab::CertificateOptions named(const std::string& commonName);
@@ -33,6 +34,8 @@ class ChainWorld {
   std::time_t now = std::time(nullptr);
   RequestedUsage usage;
   RevocationSource* source = nullptr;
+  bool givenRevocationOnly = false;
+  bool revocationAsOfTime = false;
 
   void trust(const X509* root) { roots_.push_back(dataOf(root)); }
 
@@ -44,7 +47,11 @@ class ChainWorld {
 
   void addLooseCrl(const X509_CRL* crl) { looseCrls_.push_back(dataOf(crl)); }
 
+  void addAnswer(const lab::Bytes& der) { answers_.push_back(answerOf(der)); }
+
   void dropCrls() { crls_.clear(); }
+
+  void dropAnswers() { answers_.clear(); }
 
   TrustSource trustSource() const { return {roots_, intermediates_, crls_}; }
 
@@ -64,6 +71,7 @@ class ChainWorld {
   std::vector<CertificatePtr> material_;
   std::vector<CrlPtr> crls_;
   std::vector<CrlPtr> looseCrls_;
+  std::vector<OcspPtr> answers_;
 };
 
 /// The error bits of the elements, from the end certificate upwards.
