@@ -30,7 +30,7 @@ std::vector<std::uint8_t> now() {
 }  // namespace
 
 Result<BesSigner> BesSigner::make(const CMSG_SIGNER_ENCODE_INFO& record,
-                                  std::span<const CERT_BLOB> certificates) {
+                                  std::span<const CertificatePtr> certificates) {
   const bool hasAttributes = record.cAuthAttr == 0 || record.rgAuthAttr != nullptr;
   if (record.cbSize < sizeof record || record.cAuthAttr > kMaxAttributes || !hasAttributes) {
     return fail(E_INVALIDARG);
@@ -47,12 +47,13 @@ Result<BesSigner> BesSigner::make(const CMSG_SIGNER_ENCODE_INFO& record,
     signer.add(oids::kSigningTime, now());
   }
   if (!signer.has(oids::kSigningCertificate) && !signer.has(oids::kSigningCertificateV2)) {
-    const Result<CertificatePtr> certificate = signerCertificate(record, certificates);
+    Result<CertificatePtr> certificate = signerCertificate(record, certificates);
     if (!certificate) {
       return certificate.failure();
     }
+    signer.certificate_ = *std::move(certificate);
     signer.add(signingCertificateType(hash->algorithm),
-               signingCertificateValue(hash->algorithm, **certificate));
+               signingCertificateValue(hash->algorithm, *signer.certificate_));
   }
   signer.record_.cAuthAttr = static_cast<DWORD>(signer.attributes_.size());
   signer.record_.rgAuthAttr = signer.attributes_.data();

@@ -10,6 +10,7 @@
 
 #include "platform/crypt_msg.h"
 
+#include "provider/chain/name_index.h"
 #include "provider/result.h"
 
 namespace qx {
@@ -23,7 +24,7 @@ class BesSigner {
   /// message. Errors: E_INVALIDARG, CRYPT_E_UNKNOWN_ALGO, CRYPT_E_SIGNER_NOT_FOUND when the
   /// certificate is not at hand.
   static Result<BesSigner> make(const CMSG_SIGNER_ENCODE_INFO& record,
-                                std::span<const CERT_BLOB> certificates);
+                                std::span<const CertificatePtr> certificates);
 
   ~BesSigner() = default;
   BesSigner(BesSigner&&) noexcept = default;
@@ -34,6 +35,9 @@ class BesSigner {
   /// The completed record, of the long form. It borrows from this object and from what the caller's
   /// record points at.
   const CMSG_SIGNER_ENCODE_INFO_LONG& record() const { return record_; }
+
+  /// The signer's certificate; null when the caller named it himself.
+  const CertificatePtr& certificate() const { return certificate_; }
 
  private:
   BesSigner() = default;
@@ -50,6 +54,7 @@ class BesSigner {
 
   CMSG_SIGNER_ENCODE_INFO_LONG record_{};
   std::vector<CRYPT_ATTRIBUTE> attributes_;
+  CertificatePtr certificate_;
   std::list<Added> added_;  // moving the list leaves them where they are
 };
 

@@ -3,19 +3,25 @@
 #include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <span>
 #include <utility>
 #include <vector>
 
 #include "provider/cades/bes_signer.h"
+#include "provider/message/blob.h"
 #include "provider/message/limits.h"
 
 namespace qx {
 namespace {
 
-std::span<const CERT_BLOB> certificatesOf(const CMSG_SIGNED_ENCODE_INFO& info) {
-  return info.rgCertEncoded == nullptr ? std::span<const CERT_BLOB>{}
-                                       : std::span(info.rgCertEncoded, info.cCertEncoded);
+// What cannot be read is none of the signers'; the encoder refuses it.
+std::vector<CertificatePtr> certificatesOf(const CMSG_SIGNED_ENCODE_INFO& info) {
+  std::vector<CertificatePtr> certificates;
+  for (DWORD i = 0; info.rgCertEncoded != nullptr && i < info.cCertEncoded; ++i) {
+    if (const auto certificate = CertificateData::parse(bytesOf(info.rgCertEncoded[i]))) {
+      certificates.push_back(*certificate);
+    }
+  }
+  return certificates;
 }
 
 Result<std::vector<BesSigner>> completeSigners(const CMSG_SIGNED_ENCODE_INFO& info) {
@@ -25,10 +31,11 @@ Result<std::vector<BesSigner>> completeSigners(const CMSG_SIGNED_ENCODE_INFO& in
       info.cSigners > 0 && info.rgSigners->cbSize >= sizeof(CMSG_SIGNER_ENCODE_INFO_LONG);
   const std::size_t step =
       isLong ? sizeof(CMSG_SIGNER_ENCODE_INFO_LONG) : sizeof(CMSG_SIGNER_ENCODE_INFO);
+  const std::vector<CertificatePtr> certificates = certificatesOf(info);
   std::vector<BesSigner> signers;
   for (DWORD i = 0; i < info.cSigners; ++i, next += step) {
-    Result<BesSigner> signer = BesSigner::make(
-        *reinterpret_cast<const CMSG_SIGNER_ENCODE_INFO*>(next), certificatesOf(info));
+    Result<BesSigner> signer =
+        BesSigner::make(*reinterpret_cast<const CMSG_SIGNER_ENCODE_INFO*>(next), certificates);
     if (!signer) {
       return signer.failure();
     }
@@ -45,7 +52,8 @@ Result<HCRYPTMSG> openToEncode(DWORD encodingType,
                                LPSTR innerContentType,
                                PCMSG_STREAM_INFO stream) {
   const bool hasSigners = info.cSigners == 0 || info.rgSigners != nullptr;
-  if (info.cbSize < sizeof info || info.cSigners > kMaxSigners || !hasSigners) {
+  const bool tooMany = info.cSigners > kMaxSigners || info.cCertEncoded > kMaxCertificates;
+  if (info.cbSize < sizeof info || tooMany || !hasSigners) {
     return fail(E_INVALIDARG);
   }
   Result<std::vector<BesSigner>> signers = completeSigners(info);

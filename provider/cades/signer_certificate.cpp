@@ -8,7 +8,6 @@
 #include "provider/cades/ess.h"
 #include "provider/cades/named_signer.h"
 #include "provider/key/key_context.h"
-#include "provider/message/blob.h"
 #include "provider/store/compare.h"
 #include "provider/store/folder_store.h"
 
@@ -57,16 +56,15 @@ bool isOf(const CertificateData& certificate, const CERT_INFO& info) {
 }  // namespace
 
 Result<CertificatePtr> signerCertificate(const CMSG_SIGNER_ENCODE_INFO& record,
-                                         std::span<const CERT_BLOB> given) {
+                                         std::span<const CertificatePtr> given) {
   if (record.pCertInfo == nullptr) {
     return fail(E_INVALIDARG);
   }
   const CERT_INFO& info = *record.pCertInfo;
-  for (const CERT_BLOB& blob : given) {
-    const auto parsed = CertificateData::parse(bytesOf(blob));
-    if (parsed && isOf(**parsed, info)) {
-      return *parsed;
-    }
+  const auto found = std::ranges::find_if(
+      given, [&info](const CertificatePtr& candidate) { return isOf(*candidate, info); });
+  if (found != given.end()) {
+    return *found;
   }
   const auto* context = fromHandle<KeyContext>(record.hCryptProv);
   if (context != nullptr && context->certificate() != nullptr &&

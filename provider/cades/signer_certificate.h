@@ -16,7 +16,7 @@ namespace qx {
 /// the user and of the machine, "My" before the others. CRYPT_E_SIGNER_NOT_FOUND when it is nowhere,
 /// E_INVALIDARG for a record without certificate.
 Result<CertificatePtr> signerCertificate(const CMSG_SIGNER_ENCODE_INFO& record,
-                                         std::span<const CERT_BLOB> given);
+                                         std::span<const CertificatePtr> given);
 
 /// signerCertificate finds the certificate that a signer names by his identifier and his signed
 /// attributes: in the message, then in the stores as above. Errors: as findNamedSigner.

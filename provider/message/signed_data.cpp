@@ -199,7 +199,8 @@ std::vector<HashAlgorithm> SignedData::hashAlgorithms() const {
   return algorithms;
 }
 
-Result<void> SignedData::addSigner(const SignerRequest& request, MessageContent& content) {
+Result<SignerInfo> SignedData::newSigner(const SignerRequest& request,
+                                         MessageContent& content) const {
   if (signers_.size() == kMaxSigners) {
     return fail(E_INVALIDARG);
   }
@@ -209,15 +210,26 @@ Result<void> SignedData::addSigner(const SignerRequest& request, MessageContent&
     return encoded.failure();
   }
   Result<SignerInfo> signer = SignerInfo::read(der::Slice::owned(*std::move(encoded)));
+  return signer && isAmbiguousWith(*signer) ? fail(CRYPT_E_EXISTS) : std::move(signer);
+}
+
+void SignedData::addSigner(SignerInfo signer) {
+  signers_.push_back(std::move(signer));
+  changed_ = true;
+}
+
+Result<void> SignedData::addSigner(const SignerRequest& request, MessageContent& content) {
+  Result<SignerInfo> signer = newSigner(request, content);
   if (!signer) {
     return signer.failure();
   }
-  if (isAmbiguousWith(*signer)) {
-    return fail(CRYPT_E_EXISTS);
-  }
-  signers_.push_back(*std::move(signer));
-  changed_ = true;
+  addSigner(*std::move(signer));
   return {};
+}
+
+void SignedData::replaceSigner(std::size_t index, SignerInfo signer) {
+  signers_[index] = std::move(signer);
+  changed_ = true;
 }
 
 Result<void> SignedData::removeSigner(std::size_t index) {
@@ -234,14 +246,12 @@ Result<void> SignedData::addUnsignedAttribute(std::size_t index, der::Bytes attr
   if (!found) {
     return found.failure();
   }
-  if (const Result<Attribute> good = readAttribute(attribute); !good) {
-    return good.failure();
+  Result<SignerInfo> changed = (*found)->withAdded({attribute});
+  if (!changed) {
+    return changed.failure();
   }
-  const Attributes& present = (*found)->unsignedAttributes();
-  std::vector<der::Bytes> all;
-  std::ranges::transform(present, std::back_inserter(all), &Attribute::whole);
-  all.push_back(attribute);
-  return replaceUnsigned(index, all);
+  replaceSigner(index, *std::move(changed));
+  return {};
 }
 
 Result<void> SignedData::removeUnsignedAttribute(std::size_t index, std::size_t attribute) {
@@ -256,18 +266,12 @@ Result<void> SignedData::removeUnsignedAttribute(std::size_t index, std::size_t 
   std::vector<der::Bytes> all;
   std::ranges::transform(present, std::back_inserter(all), &Attribute::whole);
   all.erase(all.begin() + static_cast<std::ptrdiff_t>(attribute));
-  return replaceUnsigned(index, all);
-}
-
-Result<void> SignedData::replaceUnsigned(std::size_t index,
-                                         const std::vector<der::Bytes>& attributes) {
-  Result<SignerInfo> changed = SignerInfo::read(
-      der::Slice::owned(signers_[index].withUnsignedAttributes(attributes).bytes()));
+  Result<SignerInfo> changed =
+      SignerInfo::read(der::Slice::owned((*found)->withUnsignedAttributes(all).bytes()));
   if (!changed) {
     return changed.failure();
   }
-  signers_[index] = *std::move(changed);
-  changed_ = true;
+  replaceSigner(index, *std::move(changed));
   return {};
 }
 

@@ -41,9 +41,18 @@ class SignedData {
   /// The hash algorithms of the signers that we know, each once.
   std::vector<HashAlgorithm> hashAlgorithms() const;
 
-  /// addSigner signs the content and puts the signer behind the others. CRYPT_E_EXISTS when there is one
-  /// under this identifier already, unless both have a signing-certificate attribute.
+  /// newSigner signs the content for one who may join. CRYPT_E_EXISTS when there is a signer under this
+  /// identifier already, unless both have a signing-certificate attribute.
+  Result<SignerInfo> newSigner(const SignerRequest& request, MessageContent& content) const;
+
+  /// addSigner puts one who may join behind the others.
+  void addSigner(SignerInfo signer);
+
+  /// addSigner does both.
   Result<void> addSigner(const SignerRequest& request, MessageContent& content);
+
+  /// replaceSigner puts a signer with other unsigned attributes in his own place; `index` is good.
+  void replaceSigner(std::size_t index, SignerInfo signer);
 
   Result<void> removeSigner(std::size_t index);
 
@@ -82,7 +91,6 @@ class SignedData {
   bool listsHashAlgorithm(std::string_view oid) const;
   der::Encoding hashAlgorithmSet() const;
   Result<void> addTo(CertificateSet& set, der::Bytes encoded);
-  Result<void> replaceUnsigned(std::size_t index, const std::vector<der::Bytes>& attributes);
 
   der::Bytes whole_;
   std::uint64_t version_ = 0;

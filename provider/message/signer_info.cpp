@@ -1,5 +1,7 @@
 #include "provider/message/signer_info.h"
 
+#include <algorithm>
+#include <iterator>
 #include <utility>
 
 #include "provider/der/writer.h"
@@ -150,6 +152,18 @@ der::Encoding SignerInfo::withUnsignedAttributes(const std::vector<der::Bytes>& 
     content.append(der::wrap(kUnsignedTag, std::move(set)));
   }
   return der::wrap(der::kSequence, std::move(content));
+}
+
+Result<SignerInfo> SignerInfo::withAdded(const std::vector<der::Bytes>& attributes) const {
+  std::vector<der::Bytes> all;
+  std::ranges::transform(unsigned_, std::back_inserter(all), &Attribute::whole);
+  for (const der::Bytes attribute : attributes) {
+    if (const Result<Attribute> good = readAttribute(attribute); !good) {
+      return good.failure();
+    }
+    all.push_back(attribute);
+  }
+  return read(der::Slice::owned(withUnsignedAttributes(all).bytes()));
 }
 
 namespace {

@@ -47,6 +47,10 @@ class SignerInfo {
   /// attribute; everything before them stays as it is.
   der::Encoding withUnsignedAttributes(const std::vector<der::Bytes>& attributes) const;
 
+  /// withAdded is a copy of this SignerInfo with more attributes, each encoded, behind its unsigned ones.
+  /// CRYPT_E_ASN1_...: one is no attribute; CRYPT_E_ASN1_LARGE above kMaxAttributes.
+  Result<SignerInfo> withAdded(const std::vector<der::Bytes>& attributes) const;
+
  private:
   SignerInfo() = default;
 

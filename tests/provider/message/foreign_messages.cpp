@@ -145,8 +145,12 @@ Octets loose(const Octets& message) {
 }
 
 Octets badlyOrdered(Signer& one, der::Bytes content, DWORD flags) {
-  SignedParts parts =
-      partsOf(sign({&one}, content, {.flags = flags | CMSG_AUTHENTICATED_ATTRIBUTES_FLAG}));
+  return badlyOrdered(sign({&one}, content, {.flags = flags | CMSG_AUTHENTICATED_ATTRIBUTES_FLAG}),
+                      one);
+}
+
+Octets badlyOrdered(const Octets& message, Signer& one) {
+  SignedParts parts = partsOf(message);
   parts.signers.front() = reordered(parts.signers.front(), one);
   return assembled(parts);
 }

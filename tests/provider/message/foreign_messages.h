@@ -15,6 +15,9 @@ Octets streamed(const Octets& message, std::size_t segmentSize);
 /// signed stays as it was.
 Octets loose(const Octets& message);
 
+/// badlyOrdered lets the only signer of a message sign his attributes in another order than that of DER.
+Octets badlyOrdered(const Octets& message, Signer& one);
+
 /// badlyOrdered makes a message whose signer signed his attributes in another order than that of DER.
 Octets badlyOrdered(Signer& one, der::Bytes content, DWORD flags = 0);
 
