@@ -6,13 +6,18 @@
 #include <gtest/gtest.h>
 #include <openssl/ess.h>
 
+#include "provider/cades/references.h"
+#include "provider/cades/values.h"
 #include "provider/der/writer.h"
 #include "provider/message/algorithm.h"
+#include "provider/message/signer_info.h"
 
 namespace qx::test {
 namespace {
 
+// The lists are made in between.
 constexpr std::chrono::seconds kUntilStamp{10};
+constexpr std::chrono::seconds kUntilLastStamp{120};
 
 der::Encoding borrowed(const Octets& bytes) {
   return der::Encoding::borrowed(bytes);
@@ -88,6 +93,14 @@ CadesBuilder::CadesBuilder(const VerifyWorld& world, std::string_view text)
       certificates{lab::toDer(world.signer()), lab::toDer(world.issuer().certificate())},
       world_(&world),
       hash_(hashByOid(oidText(EVP_MD_get_type(lab::usualDigest(world.signerKey()))))) {
+  const CertificatePtr root = dataOf(world.root().certificate());
+  const CertificatePtr issuer = dataOf(world.issuer().certificate());
+  referenced = {issuer, root};
+  carried = {dataOf(world.signer()), issuer, root, dataOf(world.firstAuthority().certificate())};
+  const RevocationEvidence ofIssuer{.crl = dataOf(world.crl(world.issuer()).get()), .ocsp = {}};
+  const RevocationEvidence ofRoot{.crl = dataOf(world.crl(world.root()).get()), .ocsp = {}};
+  referencedEvidence = {ofIssuer, ofRoot, {}};
+  carriedEvidence = {ofIssuer, ofRoot};
   const HashValue digest = hashOf(hash_->algorithm, content);
   signedAttributes = {
       {std::string(oids::kContentType), {der::oid(contentType)->bytes()}},
@@ -109,8 +122,12 @@ CadesBuilder& CadesBuilder::sign() {
   return *this;
 }
 
-lab::Imprint CadesBuilder::imprintOver(const Octets& bytes) const {
-  return lab::imprintOf(EVP_MD_get_type(lab::usualDigest(world_->signerKey())), bytes);
+lab::Imprint CadesBuilder::imprintOver(const Stamped& stamped) const {
+  Octets together;
+  for (const der::Bytes part : stamped) {
+    together.insert(together.end(), part.begin(), part.end());
+  }
+  return lab::imprintOf(EVP_MD_get_type(lab::usualDigest(world_->signerKey())), together);
 }
 
 lab::TimeStampOptions CadesBuilder::at(std::chrono::seconds later,
@@ -125,9 +142,49 @@ CadesBuilder& CadesBuilder::stamp(const lab::TimeStampOptions& options) {
 
 CadesBuilder& CadesBuilder::stampBy(const lab::TimeStampAuthority& authority,
                                     const lab::TimeStampOptions& options) {
-  unsignedAttributes.push_back({std::string(oids::kSignatureTimeStamp),
-                                {authority.token(imprintOver(signature), /*nonce=*/{}, options)}});
+  unsignedAttributes.push_back(
+      {std::string(oids::kSignatureTimeStamp),
+       {authority.token(imprintOver({signature}), /*nonce=*/{}, options)}});
   return *this;
+}
+
+void CadesBuilder::add(const Octets& encoded) {
+  const Attribute attribute = *readAttribute(encoded);
+  MadeAttribute made{.oid = attribute.oid, .values = {}};
+  for (const der::Bytes value : attribute.values) {
+    made.values.emplace_back(value.begin(), value.end());
+  }
+  unsignedAttributes.push_back(std::move(made));
+}
+
+CadesBuilder& CadesBuilder::references() {
+  add(encodeCertificateRefs(hash_->algorithm, referenced));
+  add(encodeRevocationRefs(hash_->algorithm, referencedEvidence));
+  return *this;
+}
+
+CadesBuilder& CadesBuilder::values() {
+  add(encodeCertificateValues(carried));
+  add(encodeRevocationValues(carriedEvidence));
+  return *this;
+}
+
+CadesBuilder& CadesBuilder::stampAll(const lab::TimeStampOptions& options) {
+  return stampAllBy(world_->lastAuthority(), at(kUntilLastStamp, options));
+}
+
+CadesBuilder& CadesBuilder::stampAllBy(const lab::TimeStampAuthority& authority,
+                                       const lab::TimeStampOptions& options) {
+  const Octets encoded = signerInfo();
+  const SignerInfo signer = *SignerInfo::read(der::Slice::borrowed(encoded));
+  unsignedAttributes.push_back(
+      {std::string(oids::kCadesCTimeStamp),
+       {authority.token(imprintOver(*stampedByCadesCStamp(signer)), /*nonce=*/{}, options)}});
+  return *this;
+}
+
+CadesBuilder& CadesBuilder::makeLong() {
+  return sign().stamp().references().values().stampAll();
 }
 
 Octets CadesBuilder::signerInfo() const {

@@ -38,6 +38,12 @@ class CadesBuilder {
   MadeAttributes signedAttributes;
   std::vector<Octets> certificates;
   std::vector<Octets> crls;
+  // What references and values are made of: the signer's chain without him and the lists about it, and
+  // whole chains with the lists about them. Change them before references() and values().
+  std::vector<CertificatePtr> referenced;
+  std::vector<RevocationEvidence> referencedEvidence;
+  std::vector<CertificatePtr> carried;
+  std::vector<RevocationEvidence> carriedEvidence;
   // What sign() and the later steps made.
   Octets signature;
   MadeAttributes unsignedAttributes;
@@ -53,7 +59,22 @@ class CadesBuilder {
   CadesBuilder& stampBy(const lab::TimeStampAuthority& authority,
                         const lab::TimeStampOptions& options = {});
 
+  /// references and values add the two attributes of each.
+  CadesBuilder& references();
+  CadesBuilder& values();
+
+  /// stampAll adds a CAdES-C time stamp.
+  CadesBuilder& stampAll(const lab::TimeStampOptions& options = {});
+  CadesBuilder& stampAllBy(const lab::TimeStampAuthority& authority,
+                           const lab::TimeStampOptions& options = {});
+
+  /// makeLong does all of it: X Long type 1.
+  CadesBuilder& makeLong();
+
   Octets message() const;
+
+  /// The SignerInfo as it stands in the message.
+  Octets signerInfo() const;
 
   /// The attributes of a type; the test fails when there are none.
   MadeAttribute& signedAttribute(std::string_view oid);
@@ -64,13 +85,9 @@ class CadesBuilder {
   /// The options of a stamp in the world's moment, `later` after the signature.
   lab::TimeStampOptions at(std::chrono::seconds later, lab::TimeStampOptions options = {}) const;
 
- protected:
-  const VerifyWorld& world() const { return *world_; }
-
-  lab::Imprint imprintOver(const Octets& bytes) const;
-
  private:
-  Octets signerInfo() const;
+  void add(const Octets& attribute);
+  lab::Imprint imprintOver(const Stamped& stamped) const;
   Octets signedContent() const;
 
   const VerifyWorld* world_;
