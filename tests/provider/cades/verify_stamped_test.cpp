@@ -1,0 +1,81 @@
+#include <gtest/gtest.h>
+
+#include "tests/provider/cades/cades_builder.h"
+#include "tests/provider/cades/cades_verdict.h"
+
+namespace qx::test {
+namespace {
+
+using lab::kDay;
+
+// Signatures with a time stamp and nothing else: what is known today about revocation decides about the
+// day of the stamp. They were made ten days ago by a signer whose certificate has just ended, after the
+// lists of today were made: later ones could have dropped him.
+class VerifyStamped : public ::testing::Test {
+ protected:
+  DWORD status() { return statusOf(builder.sign().stamp().message()); }
+
+  VerifyWorld world{{.when = -10 * kDay, .signerUntil = 10 * kDay - std::chrono::seconds(30)}};
+  CadesBuilder builder{world};
+};
+
+TEST_F(VerifyStamped, AcceptsASignerWhoHasExpiredSince) {
+  world.storeCrls();
+  const Verdict verdict = verdictOn(builder.sign().stamp().message());
+  EXPECT_EQ(verdict.status, CADES_STATUS_GOOD) << std::hex << verdict.error;
+  EXPECT_NE(verdict.info->pSignatureTimeStampTime, nullptr);
+  builder.unsignedAttributes.clear();
+  EXPECT_EQ(statusOf(builder.message()), CADES_STATUS_SIGNER_CERT) << "the stamp was taken away";
+}
+
+TEST_F(VerifyStamped, ReadsTheListsInTheMessage) {
+  EXPECT_EQ(status(), CADES_STATUS_SIGNER_CERT);
+  builder.crls = {lab::toDer(world.crl(world.issuer(), {}, /*isFresh=*/true).get()),
+                  lab::toDer(world.crl(world.root(), {}, /*isFresh=*/true).get())};
+  EXPECT_EQ(statusOf(builder.message()), CADES_STATUS_GOOD);
+}
+
+// Authorities may drop the expired from their lists: a list that was made later says nothing.
+TEST(VerifyStampedLater, RefusesASignerOfWhomTheListsOfTodaySayNothing) {
+  const VerifyWorld world({.when = -10 * kDay});
+  world.storeCrls();
+  EXPECT_EQ(statusOf(CadesBuilder(world).sign().stamp().message()), CADES_STATUS_SIGNER_CERT);
+}
+
+TEST_F(VerifyStamped, AcceptsASignerWhoWasRevokedLater) {
+  world.storeCrls({{.serial = lab::serialOf(world.signer()), .when = -9 * kDay}});
+  EXPECT_EQ(status(), CADES_STATUS_GOOD);
+}
+
+TEST_F(VerifyStamped, RefusesASignerWhoWasRevokedBefore) {
+  world.storeCrls({{.serial = lab::serialOf(world.signer()), .when = -11 * kDay}});
+  EXPECT_EQ(status(), CADES_STATUS_SIGNER_CERT);
+}
+
+TEST_F(VerifyStamped, RefusesAnIssuerWhoWasRevokedBefore) {
+  world.storeCrls({},
+                  {{.serial = lab::serialOf(world.issuer().certificate()), .when = -11 * kDay}});
+  EXPECT_EQ(status(), CADES_STATUS_OTHER_CERT);
+}
+
+// After the stamp nothing vouches for its authority.
+TEST_F(VerifyStamped, RefusesAnAuthorityThatIsRevokedByNow) {
+  world.storeCrls({},
+                  {{.serial = lab::serialOf(world.firstAuthority().certificate()), .when = -kDay}});
+  EXPECT_EQ(status(), CADES_STATUS_SIGNATURE_STAMP);
+}
+
+TEST_F(VerifyStamped, RefusesAStampOverSomethingElse) {
+  world.storeCrls();
+  builder.sign().stamp().sign();  // ECDSA signs the same in another way each time
+  EXPECT_EQ(statusOf(builder.message()), CADES_STATUS_SIGNATURE_STAMP);
+}
+
+TEST_F(VerifyStamped, RefusesAnIssuerWhoIsNowhere) {
+  world.storeCrls();
+  builder.certificates.pop_back();
+  EXPECT_EQ(status(), CADES_STATUS_NO_CHAIN);
+}
+
+}  // namespace
+}  // namespace qx::test
