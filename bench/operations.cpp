@@ -1,16 +1,22 @@
+#include <algorithm>
 #include <functional>
+#include <iterator>
+#include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <benchmark/benchmark.h>
 
+#include "bench/floor.h"
 #include "bench/peer_side.h"
 #include "bench/ratio_reporter.h"
 #include "bench/ssf_side.h"
 #include "bench/store.h"
 #include "bench/world.h"
 
-// Digest, sign and verify, each through the SSF function and straight on libcrypto, in one run.
+// Each operation through its SSF function and straight on libcrypto, or beside what it cannot do
+// without, in one run.
 
 namespace {
 
@@ -26,9 +32,9 @@ struct Size {
   std::size_t bytes;
 };
 
-constexpr Size kSizes[] = {{.name = "1 KB", .bytes = kKilobyte},
-                           {.name = "1 MB", .bytes = kKilobyte * kKilobyte},
-                           {.name = "64 MB", .bytes = 64 * kKilobyte * kKilobyte}};
+constexpr Size kLarge = {.name = "64 MB", .bytes = 64 * kKilobyte * kKilobyte};
+constexpr Size kSizes[] = {
+    {.name = "1 KB", .bytes = kKilobyte}, {.name = "1 MB", .bytes = kKilobyte * kKilobyte}, kLarge};
 
 const std::string& content(std::size_t size) {
   static std::map<std::size_t, std::string> cache;
@@ -101,6 +107,126 @@ void addVerify(const Signer& signer, const char* algorithm, const Size& size, bo
   });
 }
 
+using Recipients = std::vector<const Signer*>;
+
+std::vector<std::string> identities(const Recipients& recipients) {
+  std::vector<std::string> all;
+  for (const Signer* recipient : recipients) {
+    all.push_back(recipient->thumbprint);
+  }
+  return all;
+}
+
+std::string enveloped(const std::string& text, const Recipients& recipients) {
+  SsfString made;
+  qx::bench::ssfEnvelope(text, identities(recipients), made);
+  return made.text();
+}
+
+std::string envelopeTitle(const char* operation,
+                          const char* algorithm,
+                          const Size& size,
+                          const Recipients& recipients) {
+  return std::string(operation) + ' ' + algorithm + ' ' + size.name + " for " +
+         std::to_string(recipients.size());
+}
+
+void addEnvelope(const Recipients& recipients, const char* algorithm, const Size& size) {
+  const std::string& text = content(size.bytes);
+  const std::string name = envelopeTitle("envelope", algorithm, size, recipients);
+  add(name + "|ours", [&text, ids = identities(recipients)] {
+    SsfString out;
+    return qx::bench::ssfEnvelope(text, ids, out) == 0;
+  });
+  add(name + "|peer",
+      [&text, recipients] { return !qx::bench::peerEncrypt(text, recipients).empty(); });
+}
+
+void addDevelope(const Recipients& recipients, const char* algorithm, const Size& size) {
+  const std::string message = enveloped(content(size.bytes), recipients);
+  const Signer& last = *recipients.back();
+  const std::string name = envelopeTitle("develope", algorithm, size, recipients);
+  add(name + "|ours", [message, &last] {
+    SsfString out;
+    return qx::bench::ssfDevelope(message, last.thumbprint, World::kPin, out) == 0;
+  });
+  add(name + "|peer", [message, &last] { return !qx::bench::peerDecrypt(message, last).empty(); });
+}
+
+// From here on the peer is what cannot be avoided.
+
+void addCipherAlone(const std::string& name, bool encrypts) {
+  add(name + "|peer", [scratch = content(kLarge.bytes), encrypts]() mutable {
+    benchmark::DoNotOptimize(qx::bench::cipherAlone(scratch, encrypts));
+    return true;
+  });
+}
+
+void addFloors(const Signer& signer, const std::string& algorithm) {
+  const std::string& text = content(kLarge.bytes);
+  const std::string envelopeName = "envelope, cipher alone " + algorithm;
+  add(envelopeName + "|ours", [&text, &signer] {
+    SsfString out;
+    return qx::bench::ssfEnvelope(text, {signer.thumbprint}, out) == 0;
+  });
+  addCipherAlone(envelopeName, /*encrypts=*/true);
+  const std::string developeName = "develope, cipher alone " + algorithm;
+  add(developeName + "|ours", [message = enveloped(text, {&signer}), &signer] {
+    SsfString out;
+    return qx::bench::ssfDevelope(message, signer.thumbprint, World::kPin, out) == 0;
+  });
+  addCipherAlone(developeName, /*encrypts=*/false);
+}
+
+void addAddSign(const World& world, qx::lab::KeyKind kind, const std::string& algorithm) {
+  const std::string& text = content(kLarge.bytes);
+  const Signer& signer = world.signer(kind);
+  SsfString made;
+  qx::bench::ssfSign(
+      text, world.signer(qx::lab::KeyKind::EcP256).thumbprint, World::kPin, false, made);
+  const std::string name = "addsign, hash and copy " + algorithm;
+  add(name + "|ours", [message = made.text(), &signer] {
+    SsfString out;
+    return qx::bench::ssfAddSign(message, signer.thumbprint, World::kPin, out) == 0;
+  });
+  add(name + "|peer", [&text, kind] {
+    benchmark::DoNotOptimize(qx::bench::hashAndCopy(text, kind));
+    return true;
+  });
+}
+
+/// Ten recipients of each kind that content can be encrypted for.
+class Envelopes {
+ public:
+  explicit Envelopes(const World& world)
+      : gost_(world.addRecipients(qx::lab::KeyKind::Gost2012_256, kCount)),
+        rsa_(world.addRecipients(qx::lab::KeyKind::Rsa2048, kCount)) {}
+
+  void addAll() const {
+    for (const auto& [name, all] :
+         {std::pair("GOST-2012-256", &gost_), std::pair("RSA-2048", &rsa_)}) {
+      addFloors(all->front(), name);
+      for (const Size& size : kSizes) {
+        for (const std::size_t count : {std::size_t{1}, std::size_t{kCount}}) {
+          Recipients recipients;
+          std::ranges::transform(all->begin(),
+                                 all->begin() + static_cast<std::ptrdiff_t>(count),
+                                 std::back_inserter(recipients),
+                                 [](const Signer& one) { return &one; });
+          addEnvelope(recipients, name, size);
+          addDevelope(recipients, name, size);
+        }
+      }
+    }
+  }
+
+ private:
+  static constexpr int kCount = 10;
+
+  std::vector<Signer> gost_;
+  std::vector<Signer> rsa_;
+};
+
 void addAll(const World& world) {
   const std::pair<const char*, qx::lab::KeyKind> kinds[] = {
       {"GOST-2012-256", qx::lab::KeyKind::Gost2012_256},
@@ -126,6 +252,10 @@ int main(int argc, char** argv) {
   const World world(kStoreSize);
   qx::bench::reportStores(world);
   addAll(world);
+  const Envelopes envelopes(world);
+  envelopes.addAll();
+  addAddSign(world, qx::lab::KeyKind::Gost2012_256, "GOST-2012-256");
+  addAddSign(world, qx::lab::KeyKind::Rsa2048, "RSA-2048");
   qx::bench::RatioReporter reporter;
   benchmark::RunSpecifiedBenchmarks(&reporter);
   return 0;

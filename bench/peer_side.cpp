@@ -59,4 +59,32 @@ bool peerVerify(const std::string& message,
   return true;
 }
 
+std::string peerEncrypt(const std::string& content, const std::vector<const Signer*>& recipients) {
+  const X509BorrowedStackPtr certificates(sk_X509_new_null());
+  for (const Signer* recipient : recipients) {
+    sk_X509_push(certificates.get(), recipient->certificate.get());
+  }
+  const BioPtr in = reading(content);
+  const CmsPtr message(CMS_encrypt(
+      certificates.get(), in.get(), EVP_get_cipherbyname(SN_id_Gost28147_89), CMS_BINARY));
+  return message ? encoded(message.get()) : std::string();
+}
+
+std::string peerDecrypt(const std::string& message, const Signer& recipient) {
+  const auto* from = reinterpret_cast<const unsigned char*>(message.data());
+  const CmsPtr parsed(d2i_CMS_ContentInfo(nullptr, &from, static_cast<long>(message.size())));
+  const BioPtr to(BIO_new(BIO_s_mem()));
+  if (!parsed || CMS_decrypt(parsed.get(),
+                             recipient.key.get(),
+                             recipient.certificate.get(),
+                             nullptr,
+                             to.get(),
+                             CMS_BINARY) != 1) {
+    return {};
+  }
+  char* data = nullptr;
+  const long size = BIO_get_mem_data(to.get(), &data);
+  return {data, static_cast<std::size_t>(size)};
+}
+
 }  // namespace qx::bench

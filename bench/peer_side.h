@@ -2,6 +2,7 @@
 #define QX_BENCH_PEER_SIDE_H_
 
 #include <string>
+#include <vector>
 
 #include "bench/world.h"
 
@@ -15,6 +16,8 @@ bool peerVerify(const std::string& message,
                 const std::string& content,
                 const Signer& signer,
                 std::string* out);
+std::string peerEncrypt(const std::string& content, const std::vector<const Signer*>& recipients);
+std::string peerDecrypt(const std::string& message, const Signer& recipient);
 
 }  // namespace qx::bench
 

@@ -39,7 +39,7 @@ void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
       order_.push_back(work);
     }
     const double time =
-        run.real_accumulated_time / static_cast<double>(run.iterations) * kMicrosecondsASecond;
+        run.cpu_accumulated_time / static_cast<double>(run.iterations) * kMicrosecondsASecond;
     Pair& pair = pairs_[work];
     (name.substr(bar + 1) == "ours" ? pair.ours : pair.peer).push_back(time);
   }

@@ -11,7 +11,8 @@ namespace qx::bench {
 
 /// RatioReporter prints one table: a line for each piece of work, ours beside the peer's, with the
 /// ratio of the rates (above 1: ours does more in the same time). A benchmark's name is
-/// "WORK|ours" or "WORK|peer"; of its repetitions the median real time counts.
+/// "WORK|ours" or "WORK|peer"; of its repetitions the median counts, in processor time: others may be at
+/// work on the machine, and neither side waits for anything.
 class RatioReporter : public ::benchmark::BenchmarkReporter {
  public:
   bool ReportContext(const Context& context) override;

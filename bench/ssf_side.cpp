@@ -14,12 +14,15 @@ SsfOctetlen length(const std::string& text) {
 }
 
 const std::string kFormat = "PKCS7";
+const std::string kCipher = "GOST28147";
 
 class SignerList {
  public:
   SignerList() = default;
 
-  SignerList(const std::string& identity, const std::string& pin) {
+  SignerList(const std::string& identity, const std::string& pin) { add(identity, pin); }
+
+  void add(const std::string& identity, const std::string& pin) {
     SigRcpSsfInformation* record = nullptr;
     SsfNEWSigRcpSsfInfo(bytes(identity),
                         length(identity),
@@ -42,6 +45,8 @@ class SignerList {
   SignerList& operator=(SignerList&&) = delete;
 
   SigRcpSsfInformationListStruct** get() { return &list_; }
+
+  SigRcpSsfInformation* first() { return list_->info; }
 
  private:
   SigRcpSsfInformationListStruct* list_ = nullptr;
@@ -99,6 +104,61 @@ SAPRETURN ssfVerify(const std::string& message, const std::string& content, SsfS
                    signers.get(),
                    out.data(),
                    out.length());
+}
+
+SAPRETURN ssfAddSign(const std::string& message,
+                     const std::string& identity,
+                     const std::string& pin,
+                     SsfString& out) {
+  SignerList signers(identity, pin);
+  return SsfAddSign(bytes(kFormat),
+                    length(kFormat),
+                    nullptr,
+                    nullptr,
+                    1,
+                    bytes(message),
+                    length(message),
+                    nullptr,
+                    0,
+                    signers.first(),
+                    out.data(),
+                    out.length());
+}
+
+SAPRETURN ssfEnvelope(const std::string& content,
+                      const std::vector<std::string>& identities,
+                      SsfString& out) {
+  SignerList recipients;
+  for (const std::string& identity : identities) {
+    recipients.add(identity, "");
+  }
+  return SsfEnvelope(bytes(kFormat),
+                     length(kFormat),
+                     bytes(kCipher),
+                     length(kCipher),
+                     bytes(content),
+                     length(content),
+                     nullptr,
+                     0,
+                     nullptr,
+                     0,
+                     *recipients.get(),
+                     out.data(),
+                     out.length());
+}
+
+SAPRETURN ssfDevelope(const std::string& message,
+                      const std::string& identity,
+                      const std::string& pin,
+                      SsfString& out) {
+  SignerList recipients(identity, pin);
+  return SsfDevelope(bytes(kFormat),
+                     length(kFormat),
+                     bytes(message),
+                     length(message),
+                     recipients.first(),
+                     out.data(),
+                     out.length());
 }
 
 }  // namespace qx::bench

@@ -45,6 +45,17 @@ SAPRETURN ssfSign(const std::string& content,
                   bool detached,
                   SsfString& out);
 SAPRETURN ssfVerify(const std::string& message, const std::string& content, SsfString& out);
+SAPRETURN ssfAddSign(const std::string& message,
+                     const std::string& identity,
+                     const std::string& pin,
+                     SsfString& out);
+SAPRETURN ssfEnvelope(const std::string& content,
+                      const std::vector<std::string>& identities,
+                      SsfString& out);
+SAPRETURN ssfDevelope(const std::string& message,
+                      const std::string& identity,
+                      const std::string& pin,
+                      SsfString& out);
 
 }  // namespace qx::bench
 

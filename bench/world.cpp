@@ -42,29 +42,46 @@ void World::addFillers(const std::string& store, int count) const {
   }
 }
 
-void World::addSigner(lab::KeyKind kind) {
-  const std::string name = lab::kindName(kind);
-  const lab::Authority authority =
-      lab::Authority::selfSigned(kind, {.subject = {{.type = "CN", .value = "Root " + name}}});
+Signer World::newSigner(const lab::Authority& authority,
+                        lab::KeyKind kind,
+                        const std::string& name) const {
   Signer signer;
   signer.key = lab::generateKey(kind);
   signer.certificate = authority.issue(
       signer.key.get(),
       {.subject = {{.type = "C", .value = "RU"},
                    {.type = "O", .value = "Bench"},
-                   {.type = "CN", .value = "Signer " + name}},
+                   {.type = "CN", .value = name}},
        // Older than the fillers, so that a search by name walks over all of them first.
        .notBefore = -2 * lab::kDay,
-       .keyUsage = "digitalSignature,nonRepudiation"});
+       .keyUsage = "digitalSignature,nonRepudiation,keyEncipherment"});
   signer.thumbprint = lab::thumbprint(signer.certificate.get());
+  folder_.addCertificate("My", signer.certificate.get());
+  folder_.addCertificate("Addressbook", signer.certificate.get());
+  folder_.addKey(signer.key.get(), kPin);
+  return signer;
+}
+
+void World::addSigner(lab::KeyKind kind) {
+  const std::string name = lab::kindName(kind);
+  const lab::Authority authority =
+      lab::Authority::selfSigned(kind, {.subject = {{.type = "CN", .value = "Root " + name}}});
+  Signer signer = newSigner(authority, kind, "Signer " + name);
   const X509CrlPtr crl = authority.crl();
   signer.trust = trustIn(authority, crl.get());
-
-  folder_.addCertificate("My", signer.certificate.get());
   folder_.addCertificate("Root", authority.certificate());
   folder_.addCrl("Root", crl.get(), name + ".crl");
-  folder_.addKey(signer.key.get(), kPin);
   signers_[kind] = std::move(signer);
+}
+
+std::vector<Signer> World::addRecipients(lab::KeyKind kind, int count) const {
+  const lab::Authority authority =
+      lab::Authority::selfSigned(kind, {.subject = {{.type = "CN", .value = "Recipients' Root"}}});
+  std::vector<Signer> recipients;
+  for (int i = 0; i < count; ++i) {
+    recipients.push_back(newSigner(authority, kind, "Recipient " + std::to_string(i)));
+  }
+  return recipients;
 }
 
 }  // namespace qx::bench

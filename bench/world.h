@@ -20,7 +20,8 @@ struct Signer {
 };
 
 /// World is a private provider folder with a store My of `storeSize` certificates, four signers of the
-/// kinds below among them, roots and revocation lists. Every key has the PIN kPin.
+/// kinds below among them, roots and revocation lists. The signers stand in Addressbook, too, where
+/// recipients are looked for. Every key has the PIN kPin.
 class World {
  public:
   static constexpr const char* kPin = "12345678";
@@ -29,11 +30,17 @@ class World {
 
   const Signer& signer(lab::KeyKind kind) const { return signers_.at(kind); }
 
+  /// addRecipients makes `count` recipients, who stand in My and Addressbook.
+  std::vector<Signer> addRecipients(lab::KeyKind kind, int count) const;
+
   /// addFillers puts `count` certificates that nobody looks for into a store.
   void addFillers(const std::string& store, int count) const;
 
  private:
   void addSigner(lab::KeyKind kind);
+  Signer newSigner(const lab::Authority& authority,
+                   lab::KeyKind kind,
+                   const std::string& name) const;
 
   test::ProviderFolder folder_;
   std::map<lab::KeyKind, Signer> signers_;
