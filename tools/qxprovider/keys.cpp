@@ -81,6 +81,7 @@ void store(const PrivateKey& key, const KeyArguments& arguments, tools::Report& 
 }
 
 void generate(tools::Tool& tool, const KeyArguments& arguments) {
+  tool.claimOutput(arguments.publicKey, tools::Tool::Content::Text);
   const auto key =
       require(PrivateKey::fromEvp(lab::generateKey(kindByName(arguments.kind))), arguments.kind);
   store(*key, arguments, tool.report);
@@ -123,6 +124,8 @@ void addCertificates(const ImportedKey& imported,
 
 void import(tools::Tool& tool, const KeyArguments& arguments) {
   tools::Report& report = tool.report;
+  // Before anything is stored: a second try would find the key there already.
+  static_cast<void>(storeName(arguments.location, arguments.store));
   const ImportedKey imported = readKeyFile(arguments.file, [&] {
     PinSource source = arguments.password;
     if (source.kind == PinSource::Kind::None) {
