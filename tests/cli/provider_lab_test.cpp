@@ -14,6 +14,7 @@ namespace {
 namespace fs = std::filesystem;
 using ::testing::AllOf;
 using ::testing::HasSubstr;
+using ::testing::Not;
 
 class ProviderLab : public LabTest {
  protected:
@@ -153,6 +154,20 @@ TEST_F(ProviderLab, IsPrivateToItsOwner) {
   }
 }
 
+TEST_F(ProviderLab, DescribesItselfWithoutItsPins) {
+  const std::string description = readFile(lab("lab.json"));
+  const nlohmann::json json = nlohmann::json::parse(description);
+  EXPECT_EQ(json["folder"], fs::path(lab("")).parent_path().string());
+  EXPECT_EQ(json["authorities"].size(), 3U);
+  EXPECT_EQ(json["people"].size(), 19U);
+  for (const auto& entry : json["people"]) {
+    if (entry.contains("pinFile")) {
+      const std::string line = readFile(lab(entry["pinFile"]));
+      EXPECT_THAT(description, Not(HasSubstr(line.substr(0, line.size() - 1))));
+    }
+  }
+}
+
 class ProviderLabCreate : public CliTest {};
 
 TEST_F(ProviderLabCreate, MakesAFolderWithAnOddName) {
@@ -165,6 +180,12 @@ TEST_F(ProviderLabCreate, MakesAFolderWithAnOddName) {
       run({"sh", "-c", ". \"$0\" && ls \"$QXPROVIDER_USER_DIR\"", folder + "/environment"});
   EXPECT_EQ(sourced.out, "keys\nstores\n");
   EXPECT_FALSE(exists("user"));
+}
+
+TEST_F(ProviderLabCreate, WantsAName) {
+  const CommandResult result = provider({"lab", "create", ""});
+  EXPECT_EQ(result.exitCode, 1);
+  EXPECT_EQ(result.err, "qxprovider: the name of the lab's folder is empty\n");
 }
 
 TEST_F(ProviderLabCreate, LeavesAFolderAloneThatHoldsSomething) {

@@ -47,13 +47,22 @@ std::string quoted(const std::string& text) {
   return "'" + inside + "'";
 }
 
+// Without a slash at its end, which would stand twice in all that is below.
+std::string wholePath(const std::string& folder) {
+  if (folder.empty()) {
+    throw tools::ToolError(tools::ExitCode::Usage, "the name of the lab's folder is empty");
+  }
+  const fs::path path = fs::absolute(folder).lexically_normal();
+  return path.has_filename() ? path : path.parent_path();
+}
+
 void enter(const char* variable, const std::string& path) {
   setenv(variable, path.c_str(), /*overwrite=*/1);  // NOLINT(concurrency-mt-unsafe): one thread.
 }
 
 }  // namespace
 
-LabWriter::LabWriter(const std::string& folder) : folder_(fs::absolute(folder).lexically_normal()) {
+LabWriter::LabWriter(const std::string& folder) : folder_(wholePath(folder)) {
   makeFolders(folder_);
   const std::string user = folder_ + "/user";
   const std::string machine = folder_ + "/machine";
