@@ -1,7 +1,5 @@
 #include "provider/api.h"
 
-#include <cstdlib>
-
 #include "platform/cades.h"
 #include "platform/errors.h"
 
@@ -16,10 +14,6 @@ using qx::Result;
 BOOL notOffered() {
   SetLastError(ERROR_CALL_NOT_IMPLEMENTED);
   return FALSE;
-}
-
-void release(void* memory) {
-  std::free(memory);  // NOLINT(cppcoreguidelines-no-malloc): records for callers come from malloc
 }
 
 }  // namespace
@@ -54,31 +48,4 @@ BOOL CadesMsgEnhanceSignatureAll(HCRYPTMSG /*hCryptMsg*/, CADES_SIGN_PARA* /*pCa
 
 BOOL CadesMsgAddEnhancedSignature(HCRYPTMSG /*hCryptMsg*/, CADES_ENHANCED_SIGN_PARA* /*pPara*/) {
   return notOffered();
-}
-
-BOOL CadesMsgIsType(HCRYPTMSG /*hCryptMsg*/,
-                    DWORD /*dwSignatureIndex*/,
-                    DWORD /*dwCadesType*/,
-                    BOOL* /*pbResult*/) {
-  return notOffered();
-}
-
-BOOL CadesMsgGetCertificateValues(HCRYPTMSG /*hCryptMsg*/,
-                                  DWORD /*dwSignatureIndex*/,
-                                  CADES_BLOB_ARRAY** ppValues) {
-  if (ppValues != nullptr) {
-    *ppValues = nullptr;
-  }
-  return notOffered();
-}
-
-BOOL CadesFreeBlobArray(CADES_BLOB_ARRAY* pBlobArray) {
-  if (pBlobArray != nullptr) {
-    for (DWORD i = 0; i < pBlobArray->cBlob; ++i) {
-      release(pBlobArray->pBlobs[i].pbData);
-    }
-    release(pBlobArray->pBlobs);
-    release(pBlobArray);
-  }
-  return TRUE;
 }
