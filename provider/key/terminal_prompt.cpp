@@ -1,7 +1,12 @@
 #include <fcntl.h>
 #include <sys/file.h>
+#include <sys/ioctl.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
 #include <termios.h>
 #include <unistd.h>
+
+#include <string>
 
 #include "provider/key/prompt.h"
 #include "provider/support/deadline.h"
@@ -14,6 +19,25 @@ namespace {
 constexpr std::size_t kLongestLine = 1024;
 constexpr char kControlC = 3;
 constexpr std::chrono::milliseconds kLockStep{50};
+
+/// The terminal under a name of its own. /dev/tty is one file for all terminals, and so is its lock:
+/// whoever held it, on any terminal, would keep everybody from being asked.
+Fd openByName(int terminal) {
+  unsigned device = 0;
+  if (ioctl(terminal, TIOCGDEV, &device) != 0) {
+    return Fd();
+  }
+  for (const char* folder : {"/dev/pts/", "/dev/tty"}) {
+    const std::string name = folder + std::to_string(minor(device));
+    Fd named(open(name.c_str(), O_RDONLY | O_NOCTTY | O_NONBLOCK | O_CLOEXEC));
+    struct stat status{};
+    if (named && fstat(named.get(), &status) == 0 && S_ISCHR(status.st_mode) &&
+        status.st_rdev == device) {
+      return named;
+    }
+  }
+  return Fd();
+}
 
 /// One question at a time on a terminal, whichever process or thread asks.
 class TerminalLock {
@@ -110,7 +134,8 @@ Result<SecretBytes> askOnTerminal(const char* device,
     return fail(NTE_SILENT_CONTEXT);
   }
   const Deadline deadline(timeout);
-  const TerminalLock lock(terminal.get(), deadline);
+  const Fd named = openByName(terminal.get());
+  const TerminalLock lock(named ? named.get() : terminal.get(), deadline);
   if (!lock.held()) {
     return fail(SCARD_W_CANCELLED_BY_USER);
   }
