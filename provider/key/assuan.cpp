@@ -3,6 +3,7 @@
 #include <sys/socket.h>
 
 #include <algorithm>
+#include <utility>
 
 namespace qx {
 namespace {
@@ -39,6 +40,17 @@ SecretBytes decode(std::string_view text) {
   return data;
 }
 
+/// What one line cannot hold comes in several. False when it is more than one PIN.
+bool append(SecretBytes& data, const SecretBytes& more) {
+  if (more.size() > kBufferSize - data.size()) {
+    return false;
+  }
+  SecretBytes both(data.size() + more.size());
+  std::ranges::copy(more.bytes(), std::ranges::copy(data.bytes(), both.data()).out);
+  data = std::move(both);
+  return true;
+}
+
 }  // namespace
 
 AssuanClient::AssuanClient(int socket, const Deadline& deadline)
@@ -52,6 +64,9 @@ bool AssuanClient::send(const std::string& command) const {
 }
 
 bool AssuanClient::awaitOk(SecretBytes* data) {
+  if (data != nullptr) {
+    *data = SecretBytes();
+  }
   for (;;) {
     const auto line = nextLine();
     if (!line || line->starts_with("ERR")) {
@@ -60,8 +75,8 @@ bool AssuanClient::awaitOk(SecretBytes* data) {
     if (line->starts_with("OK")) {
       return true;
     }
-    if (line->starts_with("D ") && data != nullptr) {
-      *data = decode(line->substr(2));
+    if (data != nullptr && line->starts_with("D ") && !append(*data, decode(line->substr(2)))) {
+      return false;
     }
   }
 }

@@ -21,7 +21,8 @@ class AssuanClient {
   /// send writes one command, which holds no line end.
   bool send(const std::string& command) const;
 
-  /// awaitOk reads up to the end of an answer: true for OK. The data in it, decoded, replaces `data`.
+  /// awaitOk reads up to the end of an answer: true for OK. The data in it, decoded and of all its
+  /// lines, replaces `data`; above 4 KB of it end the conversation.
   bool awaitOk(SecretBytes* data = nullptr);
 
   /// encode makes a text fit for a command's argument.

@@ -249,6 +249,18 @@ TEST_F(KeyApi, SaysWhenThereIsNoKey) {
   EXPECT_EQ(none.callerFrees, FALSE);
 }
 
+TEST_F(KeyApi, SaysThatACertificateOfAnotherKindHasNoKey) {
+  EVP_PKEY* made = EVP_PKEY_Q_keygen(nullptr, nullptr, "X25519");
+  const EvpPkeyPtr key(made);
+  const EvpPkeyPtr signer = lab::generateKey(KeyKind::EcP256);
+  const lab::Authority authority(lab::generateKey(KeyKind::EcP256),
+                                 certificateFor(signer.get(), "CA"));
+  const X509Ptr certificate = authority.issue(key.get(), {.subject = {{"CN", "Someone"}}});
+  const Acquired none = acquire(freeStanding(certificate.get()).get(), kSilent);
+  EXPECT_EQ(none.good, FALSE);
+  EXPECT_EQ(none.error, CRYPT_E_NO_KEY_PROPERTY);
+}
+
 TEST_F(KeyApi, ComparesAKeyThatItCanRead) {
   const ContextPtr certificate = signer(KeyKind::Gost2012_256, "");
   const std::string file = folder_.path() + "/keys/" + test::keyFileName(key_.get());

@@ -59,6 +59,48 @@ TEST_F(Assuan, TakesTheDataOfAnAnswer) {
   EXPECT_EQ(data.text(), "12x");
 }
 
+TEST_F(Assuan, JoinsDataThatComesInSeveralLines) {
+  AssuanClient client(ours_.get(), deadline_);
+  say("D 12\nS status\nD %2533\nD \nD 4\nOK\nD 5\nOK\n");
+  SecretBytes data;
+  EXPECT_TRUE(client.awaitOk(&data));
+  EXPECT_EQ(data.text(), "12%334");
+  EXPECT_TRUE(client.awaitOk(&data));
+  EXPECT_EQ(data.text(), "5") << "the answer before this one is not in it";
+}
+
+TEST_F(Assuan, GivesNoDataOfAnEarlierAnswer) {
+  AssuanClient client(ours_.get(), deadline_);
+  say("D 1234\nOK\nOK\n");
+  SecretBytes data;
+  EXPECT_TRUE(client.awaitOk(&data));
+  EXPECT_TRUE(client.awaitOk(&data));
+  EXPECT_TRUE(data.empty());
+}
+
+TEST_F(Assuan, RefusesMoreDataThanAnyPinHas) {
+  AssuanClient client(ours_.get(), deadline_);
+  const std::string kilobyte = "D " + std::string(1024, 'x') + "\n";
+  say(kilobyte + kilobyte + kilobyte + kilobyte + "OK\n");
+  SecretBytes data;
+  EXPECT_TRUE(client.awaitOk(&data));
+  EXPECT_EQ(data.size(), 4096U);
+  say(kilobyte + kilobyte + kilobyte + kilobyte + "D y\nOK\n");
+  EXPECT_FALSE(client.awaitOk(&data));
+}
+
+TEST_F(Assuan, DecodesBothCasesOfItsDigits) {
+  AssuanClient client(ours_.get(), deadline_);
+  const std::pair<std::string, std::string> lines[] = {
+      {"%4a%4A", "JJ"}, {"%e2%82%AC", "€"}, {"%00x", std::string("\0x", 2)}, {"%25%25", "%%"}};
+  for (const auto& [sent, meant] : lines) {
+    say("D " + sent + "\nOK\n");
+    SecretBytes data;
+    ASSERT_TRUE(client.awaitOk(&data));
+    EXPECT_EQ(data.text(), meant);
+  }
+}
+
 TEST_F(Assuan, LeavesOutDataThatNobodyWants) {
   AssuanClient client(ours_.get(), deadline_);
   say("D 12\nOK\nOK\n");

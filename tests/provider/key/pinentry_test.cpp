@@ -124,6 +124,12 @@ TEST_F(Pinentry, GivesALongPinWhole) {
   EXPECT_EQ(textOf(ask("echo D " + pin + "; echo OK")), pin);
 }
 
+TEST_F(Pinentry, MayGiveThePinInSeveralLines) {
+  EXPECT_EQ(textOf(ask("echo D 12; echo D 34; echo OK")), "1234");
+  const std::string half(900, 'p');
+  EXPECT_EQ(textOf(ask("echo D " + half + "; echo D " + half + "; echo OK")), half + half);
+}
+
 TEST_F(Pinentry, MayAnswerInPieces) {
   EXPECT_EQ(textOf(ask("printf 'D 1'; printf '23'; printf '4\\nO'; printf 'K\\n'")), "1234");
 }
