@@ -65,6 +65,7 @@ TEST_F(TerminalQuestion, IsCancelledByALineThatNoPinIsAsLongAs) {
 
 TEST_F(TerminalQuestion, DoesNotTakeWhatWasTypedBeforeIt) {
   user_.types("early\n");
+  ASSERT_TRUE(user_.sees("early\r\n"));
   EXPECT_EQ(answered("4711\n"), "pin 4711");
 }
 

@@ -126,6 +126,7 @@ TEST_F(PinPrompt, StaysQuietWhereTheTerminalWasQuiet) {
 
 TEST_F(PinPrompt, DoesNotTakeWhatWasTypedBeforeItAsked) {
   user_.types("early\n");
+  ASSERT_TRUE(user_.sees("early\r\n"));
   EXPECT_EQ(answered("4711\n"), "pin 4711");
 }
 
