@@ -94,9 +94,12 @@ std::string TerminalUser::end() {
   std::string result = readToEnd(result_.get());
   waitpid(child_, nullptr, 0);
   child_ = -1;
-  int waiting = 0;
-  while (ioctl(master_.get(), FIONREAD, &waiting) == 0 && waiting > 0 && readMore()) {
+  // What the terminal still has on its way comes before a mark that is shown last.
+  const std::string mark(1, '\x01');
+  checked(static_cast<int>(write(terminal_.get(), mark.data(), mark.size())), "mark");
+  while (!shown_.ends_with(mark) && readMore()) {
   }
+  shown_.pop_back();
   return result;
 }
 
