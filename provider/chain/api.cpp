@@ -8,9 +8,7 @@
 #include "platform/cert_chain.h"
 
 #include "provider/chain/chain_context.h"
-#include "provider/chain/path_search.h"
-#include "provider/chain/trust_stores.h"
-#include "provider/chain/verdict_cache.h"
+#include "provider/chain/evaluate.h"
 #include "provider/store/certificate_context.h"
 #include "provider/store/certificate_store.h"
 
@@ -38,6 +36,12 @@ qx::RevocationScope scopeOf(DWORD flags) {
   }
   return (flags & CERT_CHAIN_REVOCATION_CHECK_END_CERT) != 0 ? qx::RevocationScope::EndCertificate
                                                              : qx::RevocationScope::None;
+}
+
+qx::MayFetch mayFetch(DWORD flags) {
+  constexpr DWORD kNoIssuers = CERT_CHAIN_CACHE_ONLY_URL_RETRIEVAL | CERT_CHAIN_DISABLE_AIA;
+  return {.revocation = (flags & CERT_CHAIN_REVOCATION_CHECK_CACHE_ONLY) == 0,
+          .issuers = (flags & kNoIssuers) == 0};
 }
 
 Result<qx::RequestedUsage> usageOf(const CERT_CHAIN_PARA& para) {
@@ -96,7 +100,7 @@ Result<qx::VerdictPtr> judge(HCERTCHAINENGINE engine,
   if (time != nullptr) {
     request.time = qx::secondsOf(*time);
   }
-  return qx::processVerdicts().evaluate(std::move(request), qx::trustOf(*location));
+  return qx::evaluateOver(*location, std::move(request), mayFetch(flags));
 }
 
 }  // namespace

@@ -136,4 +136,14 @@ RevocationStatus RevocationJudge::statusOf(const CertificateData& subject,
   return decide(std::move(statements), *issuer);
 }
 
+bool isStatusKnown(const CertificateData& subject,
+                   const CertificateData& issuer,
+                   const RevocationData& data,
+                   std::time_t now) {
+  TimeWindow window(now);
+  const ChainRequest request{.now = now, .givenRevocationOnly = true};
+  const RevocationStatus status = RevocationJudge(request, window).statusOf(subject, &issuer, data);
+  return (status.errors & kRevocationUnknown) == 0;
+}
+
 }  // namespace qx

@@ -63,6 +63,12 @@ class RevocationJudge {
   std::size_t signatureChecks_ = 0;
 };
 
+/// isStatusKnown tells whether this data alone decides now about a certificate.
+bool isStatusKnown(const CertificateData& subject,
+                   const CertificateData& issuer,
+                   const RevocationData& data,
+                   std::time_t now);
+
 }  // namespace qx
 
 #endif

@@ -28,6 +28,9 @@ class RevocationSource {
 
   /// What may speak about `subject`, which `issuer` signed. It is checked like any other.
   virtual RevocationData dataFor(const CertificateData& subject, const CertificateData& issuer) = 0;
+
+  /// Does it ask the network? Then what it does not know now, it may know a moment later.
+  virtual bool isOnline() const = 0;
 };
 
 }  // namespace qx

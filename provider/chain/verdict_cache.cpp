@@ -52,6 +52,17 @@ class Digest {
   Hasher hasher_{HashAlgorithm::Sha256};
 };
 
+bool isOnline(const ChainRequest& request) {
+  return request.source != nullptr && request.source->isOnline();
+}
+
+// A server that did not answer may answer the next time.
+bool mayBeAnsweredLater(const ChainRequest& request, DWORD errors) {
+  const bool revocation = isOnline(request) && (errors & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0;
+  const bool issuers = request.issuers != nullptr && (errors & CERT_TRUST_IS_PARTIAL_CHAIN) != 0;
+  return revocation || issuers;
+}
+
 }  // namespace
 
 VerdictCache::Key VerdictCache::keyOf(const ChainRequest& request) {
@@ -63,6 +74,8 @@ VerdictCache::Key VerdictCache::keyOf(const ChainRequest& request) {
   digest.add(std::uint64_t{request.givenRevocationOnly});
   digest.add(std::uint64_t{request.revocationAsOfTime});
   digest.add(std::uint64_t{request.source != nullptr});
+  digest.add(std::uint64_t{isOnline(request)});
+  digest.add(std::uint64_t{request.issuers != nullptr});
   digest.add(std::uint64_t{request.usage.any});
   digest.add(request.usage.oids.size());
   for (const std::string& oid : request.usage.oids) {
@@ -118,7 +131,9 @@ Result<VerdictPtr> VerdictCache::evaluate(ChainRequest request,
     return verdict.failure();
   }
   auto fresh = std::make_shared<const ChainVerdict>(*std::move(verdict));
-  keep(key, {.trust = trust, .made = request.now, .verdict = fresh});
+  if (!mayBeAnsweredLater(request, fresh->errors)) {
+    keep(key, {.trust = trust, .made = request.now, .verdict = fresh});
+  }
   return VerdictPtr(fresh);
 }
 

@@ -19,7 +19,7 @@ using VerdictPtr = std::shared_ptr<const ChainVerdict>;
 /// VerdictCache remembers verdicts for a minute at most, so that a certificate met again costs a
 /// look-up. A verdict is given again only for the same request over the very same trust source (which
 /// is another one as soon as a store or a CRL changes), and only while no certificate or CRL that was
-/// considered begins or ceases to be valid. Safe from several threads and over fork.
+/// considered begins or ceases to be valid. What the network may still answer is not remembered. Safe from several threads and over fork.
 class VerdictCache {
  public:
   /// How long a verdict is kept, in seconds.

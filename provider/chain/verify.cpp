@@ -1,5 +1,7 @@
 #include "provider/chain/verify.h"
 
+#include <algorithm>
+#include <iterator>
 #include <numeric>
 #include <utility>
 
@@ -26,6 +28,9 @@ constexpr DWORD kSeverity[] = {
     CERT_TRUST_IS_NOT_TIME_VALID,
     kRevocationUnknown,
 };
+
+// Authorities stand three or four deep; who leads us from address to address has more.
+constexpr std::size_t kMaxFetchedIssuers = 4;
 
 constexpr DWORD kNotTrusted = CERT_TRUST_IS_NOT_SIGNATURE_VALID | CERT_TRUST_IS_CYCLIC |
                               CERT_TRUST_IS_PARTIAL_CHAIN | CERT_TRUST_IS_UNTRUSTED_ROOT;
@@ -182,6 +187,12 @@ Result<ChainVerdict> Evaluation::run() {
   return best_;
 }
 
+// An address of an issuer is followed only as long as the chain is sound so far.
+bool hasUnknownIssuer(const Result<ChainVerdict>& verdict, const ChainRequest& request) {
+  return request.issuers != nullptr && verdict &&
+         (verdict->errors & kNotTrusted) == CERT_TRUST_IS_PARTIAL_CHAIN;
+}
+
 }  // namespace
 
 Result<ChainVerdict> evaluate(const ChainRequest& request) {
@@ -190,7 +201,20 @@ Result<ChainVerdict> evaluate(const ChainRequest& request) {
   if (certificate == nullptr || X509_get0_pubkey(certificate) == nullptr) {
     return fail(ERROR_INVALID_DATA);
   }
-  return Evaluation(request).run();
+  std::vector<CertificatePtr> material(request.certificates.begin(), request.certificates.end());
+  ChainRequest extended = request;
+  Result<ChainVerdict> verdict = Evaluation(extended).run();
+  for (std::size_t i = 0; i < kMaxFetchedIssuers && hasUnknownIssuer(verdict, request); ++i) {
+    std::vector<CertificatePtr> fetched =
+        request.issuers->issuersOf(*verdict->elements.back().certificate);
+    if (fetched.empty()) {
+      break;
+    }
+    std::ranges::move(fetched, std::back_inserter(material));
+    extended.certificates = material;
+    verdict = Evaluation(extended).run();
+  }
+  return verdict;
 }
 
 }  // namespace qx

@@ -10,6 +10,7 @@
 
 #include "platform/cert_chain.h"
 
+#include "provider/chain/issuer_source.h"
 #include "provider/chain/name_index.h"
 #include "provider/chain/ocsp_data.h"
 #include "provider/chain/revocation_source.h"
@@ -51,6 +52,8 @@ struct ChainRequest {
   RequestedUsage usage;
   /// Null: what is not at hand stays unknown.
   RevocationSource* source = nullptr;
+  /// Null: chains are built from what is at hand.
+  IssuerSource* issuers = nullptr;
 };
 
 /// One certificate of a chain, with the CERT_TRUST_ bits that are its own.

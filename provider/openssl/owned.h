@@ -10,6 +10,7 @@
 #include <openssl/crypto.h>
 #include <openssl/ec.h>
 #include <openssl/evp.h>
+#include <openssl/ocsp.h>
 #include <openssl/pkcs12.h>
 #include <openssl/x509.h>
 #include <openssl/x509v3.h>
@@ -74,6 +75,9 @@ using CrlStackPtr = OpensslOwner<STACK_OF(X509_CRL), freeCrlStack>;
 using X509BorrowedStackPtr = OpensslOwner<STACK_OF(X509), freeBorrowedX509Stack>;
 using DistributionPointsPtr = OpensslOwner<CRL_DIST_POINTS, CRL_DIST_POINTS_free>;
 using IssuingPointPtr = OpensslOwner<ISSUING_DIST_POINT, ISSUING_DIST_POINT_free>;
+using InformationAccessPtr = OpensslOwner<AUTHORITY_INFO_ACCESS, AUTHORITY_INFO_ACCESS_free>;
+using OcspRequestPtr = OpensslOwner<OCSP_REQUEST, OCSP_REQUEST_free>;
+using OcspCertIdPtr = OpensslOwner<OCSP_CERTID, OCSP_CERTID_free>;
 using ExtendedKeyUsagePtr = OpensslOwner<EXTENDED_KEY_USAGE, EXTENDED_KEY_USAGE_free>;
 using Pkcs8Ptr = OpensslOwner<PKCS8_PRIV_KEY_INFO, PKCS8_PRIV_KEY_INFO_free>;
 using Pkcs12Ptr = OpensslOwner<PKCS12, PKCS12_free>;

@@ -180,6 +180,7 @@ void readServices(Settings& settings, Configuration& out) {
   settings.read("http", "proxy", out.http.proxy);
   readPath(settings, "http", "ca_file", out.http.caFile);
   settings.read("revocation", "online", out.revocation.online, kBooleans);
+  settings.read("revocation", "issuers", out.revocation.issuers, kBooleans);
   settings.read("revocation", "timeout_ms", out.revocation.timeoutMs, Range{.least = 1});
 }
 

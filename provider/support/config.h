@@ -33,6 +33,7 @@ struct Configuration {
 
   struct {
     bool online = false;
+    bool issuers = false;  ///< fetch certificates of unknown issuers, too; only when online
     unsigned timeoutMs = 10'000;
   } revocation;
 

@@ -89,7 +89,8 @@ ChainVerdict ChainWorld::judge(const X509* certificate) const {
                                            .revocationAsOfTime = revocationAsOfTime,
                                            .revocation = revocation,
                                            .usage = usage,
-                                           .source = source});
+                                           .source = source,
+                                           .issuers = issuers});
   if (!verdict) {
     ADD_FAILURE() << "evaluate failed with " << std::hex << verdict.error();
     return {.window = TimeWindow(now)};

@@ -34,6 +34,7 @@ class ChainWorld {
   std::time_t now = std::time(nullptr);
   RequestedUsage usage;
   RevocationSource* source = nullptr;
+  IssuerSource* issuers = nullptr;
   bool givenRevocationOnly = false;
   bool revocationAsOfTime = false;
 

@@ -177,6 +177,8 @@ class NoSource : public RevocationSource {
     ADD_FAILURE() << "asked";
     return {};
   }
+
+  bool isOnline() const override { return true; }
 };
 
 TEST_F(PastTime, IsJudgedByGivenMaterialAloneWhenAskedTo) {

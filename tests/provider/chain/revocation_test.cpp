@@ -295,6 +295,8 @@ class FakeSource : public RevocationSource {
     return data;
   }
 
+  bool isOnline() const override { return true; }
+
   RevocationData data;
   int asked = 0;
 };

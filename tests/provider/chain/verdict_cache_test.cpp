@@ -7,7 +7,9 @@
 
 #include <gtest/gtest.h>
 
+#include "provider/chain/faults.h"
 #include "tests/provider/chain/chain_world.h"
+#include "tools/lab/ocsp.h"
 
 namespace qx::test {
 namespace {
@@ -16,6 +18,27 @@ using lab::Authority;
 using lab::KeyKind;
 
 constexpr DWORD kGood = CERT_TRUST_NO_ERROR;
+
+/// A source that knows nothing.
+class SilentSource : public RevocationSource {
+ public:
+  explicit SilentSource(bool online) : online_(online) {}
+
+  RevocationData dataFor(const CertificateData& /*subject*/,
+                         const CertificateData& /*issuer*/) override {
+    return {};
+  }
+
+  bool isOnline() const override { return online_; }
+
+ private:
+  bool online_;
+};
+
+class NoIssuers : public IssuerSource {
+ public:
+  std::vector<CertificatePtr> issuersOf(const CertificateData& /*subject*/) override { return {}; }
+};
 
 class VerdictCacheTest : public ::testing::Test {
  protected:
@@ -118,7 +141,12 @@ TEST_F(VerdictCacheTest, SeesARootThatIsNoLongerTrusted) {
 TEST_F(VerdictCacheTest, KeepsDifferentRequestsApart) {
   const std::vector<CertificatePtr> material = {dataOf(issue("Other").get())};
   const std::vector<CrlPtr> crls = {dataOf(root.crl().get())};
-  std::vector<ChainRequest> requests(8, request(end));
+  const std::vector<OcspPtr> answers = {answerOf(lab::OcspResponder::of(root).basic(
+      {{.certId = lab::ocspCertId(end.get(), root.certificate())}}))};
+  SilentSource offline(false);
+  SilentSource online(true);
+  NoIssuers issuers;
+  std::vector<ChainRequest> requests(14, request(end));
   requests[1].time = now;
   requests[2].time = now - 1;
   requests[3].revocation = RevocationScope::EndCertificate;
@@ -126,6 +154,12 @@ TEST_F(VerdictCacheTest, KeepsDifferentRequestsApart) {
   requests[5].usage = {.any = true, .oids = {"1.2.3"}};
   requests[6].certificates = material;
   requests[7].crls = crls;
+  requests[8].ocsp = answers;
+  requests[9].givenRevocationOnly = true;
+  requests[10].revocationAsOfTime = true;
+  requests[11].source = &offline;
+  requests[12].source = &online;
+  requests[13].issuers = &issuers;
   std::vector<VerdictPtr> verdicts;
   verdicts.reserve(requests.size());
   for (const ChainRequest& asked : requests) {
@@ -135,6 +169,37 @@ TEST_F(VerdictCacheTest, KeepsDifferentRequestsApart) {
   for (std::size_t i = 0; i < requests.size(); ++i) {
     EXPECT_EQ(judge(requests[i]), verdicts[i]) << i;
   }
+}
+
+TEST_F(VerdictCacheTest, DoesNotKeepWhatAServerMayStillTell) {
+  SilentSource online(true);
+  ChainRequest asked = request(end);
+  asked.revocation = RevocationScope::EndCertificate;
+  asked.source = &online;
+  EXPECT_EQ(judge(asked)->errors, kRevocationUnknown);
+  EXPECT_EQ(cache.size(), 0U);
+  trust = trusting({dataOf(root.crl().get())});
+  EXPECT_EQ(judge(asked)->errors, kGood);
+  EXPECT_EQ(cache.size(), 1U) << "what is known is kept";
+}
+
+TEST_F(VerdictCacheTest, KeepsWhatTheCacheOnDiskDoesNotKnow) {
+  SilentSource offline(false);
+  ChainRequest asked = request(end);
+  asked.revocation = RevocationScope::EndCertificate;
+  asked.source = &offline;
+  const VerdictPtr first = judge(asked);
+  EXPECT_EQ(first->errors, kRevocationUnknown);
+  EXPECT_EQ(judge(asked), first);
+}
+
+TEST_F(VerdictCacheTest, DoesNotKeepAChainWhoseIssuerMayStillBeFetched) {
+  NoIssuers issuers;
+  const Authority stranger = Authority::selfSigned(KeyKind::EcP256, named("Stranger"));
+  ChainRequest asked = request(stranger.issue(sampleKey(), named("Orphan")));
+  asked.issuers = &issuers;
+  EXPECT_EQ(judge(asked)->errors, CERT_TRUST_IS_PARTIAL_CHAIN);
+  EXPECT_EQ(cache.size(), 0U);
 }
 
 TEST_F(VerdictCacheTest, MakesRoomByDroppingTheOldest) {

@@ -41,6 +41,7 @@ TEST_F(Config, HasItsDefaultsWithoutAnyFile) {
   EXPECT_EQ(config.tsp.defaultUrl, "");
   EXPECT_EQ(config.tsp.timeoutMs, 10'000U);
   EXPECT_FALSE(config.revocation.online);
+  EXPECT_FALSE(config.revocation.issuers);
   EXPECT_EQ(config.revocation.timeoutMs, 10'000U);
   EXPECT_FALSE(config.trust.systemRoots);
   EXPECT_EQ(config.pin.prompt, qx::Prompt::None);
@@ -80,6 +81,7 @@ proxy = http://proxy.example:3128
 ca_file = /etc/qxprovider/ca.pem
 [revocation]
 online = yes
+issuers = yes
 timeout_ms = 700
 [trust]
 system_roots = true
@@ -105,6 +107,7 @@ cipher_set = 1.2.643.7.1.2.5.1.1
   EXPECT_EQ(config.http.proxy, "http://proxy.example:3128");
   EXPECT_EQ(config.http.caFile, "/etc/qxprovider/ca.pem");
   EXPECT_TRUE(config.revocation.online);
+  EXPECT_TRUE(config.revocation.issuers);
   EXPECT_EQ(config.revocation.timeoutMs, 700U);
   EXPECT_TRUE(config.trust.systemRoots);
   EXPECT_EQ(config.pin.prompt, qx::Prompt::Program);

@@ -1,0 +1,46 @@
+#include "provider/chain/ocsp_request.h"
+
+#include <array>
+
+#include "provider/openssl/random.h"
+
+namespace qx {
+namespace {
+
+constexpr std::size_t kNonceLength = 16;
+constexpr int kOtherNonce = 0;  // as OCSP_check_nonce says it
+
+}  // namespace
+
+Result<OcspQuery> OcspQuery::about(const CertificateData& subject, const CertificateData& issuer) {
+  std::array<std::uint8_t, kNonceLength> nonce{};
+  if (const Result<void> filled = fillRandom(nonce); !filled) {
+    return filled.failure();
+  }
+  OcspRequestPtr request(OCSP_REQUEST_new());
+  OcspCertIdPtr id(OCSP_cert_to_id(EVP_sha1(), subject.x509(), issuer.x509()));
+  if (request == nullptr || id == nullptr ||
+      OCSP_request_add0_id(request.get(), id.get()) == nullptr) {
+    return fail(E_OUTOFMEMORY);
+  }
+  static_cast<void>(id.release());  // the request's now
+  if (OCSP_request_add1_nonce(request.get(), nonce.data(), kNonceLength) != 1) {
+    return fail(E_OUTOFMEMORY);
+  }
+  return OcspQuery(std::move(request));
+}
+
+std::vector<std::uint8_t> OcspQuery::der() const {
+  unsigned char* bytes = nullptr;
+  const int length = i2d_OCSP_REQUEST(request_.get(), &bytes);
+  const OpensslBytes owner(bytes);
+  return length <= 0 ? std::vector<std::uint8_t>()
+                     : std::vector<std::uint8_t>(bytes, bytes + length);
+}
+
+bool OcspQuery::isAnsweredBy(const OcspData& answer) const {
+  return answer.response() != nullptr &&
+         OCSP_check_nonce(request_.get(), answer.response()) != kOtherNonce;
+}
+
+}  // namespace qx

@@ -1,0 +1,106 @@
+#include "provider/chain/online_revocation.h"
+
+#include "provider/chain/addresses.h"
+#include "provider/chain/ocsp_request.h"
+#include "provider/chain/revocation.h"
+#include "provider/store/file_content.h"
+#include "provider/support/trace.h"
+
+namespace qx {
+namespace {
+
+constexpr std::size_t kMaxAnswerSize = 1U << 20U;
+
+bool isEmpty(const RevocationData& data) {
+  return data.crls.empty() && data.ocsp.empty();
+}
+
+bool decides(const RevocationData& data,
+             const CertificateData& subject,
+             const CertificateData& issuer) {
+  return isStatusKnown(subject, issuer, data, std::time(nullptr));
+}
+
+}  // namespace
+
+RevocationData OnlineRevocation::cached(const CertificateData& subject,
+                                        const CertificateData& issuer) const {
+  OcspPtr answer = cache_.answerAbout(subject);
+  if (answer == nullptr) {
+    return {};
+  }
+  RevocationData data{.crls = {}, .ocsp = {std::move(answer)}};
+  if (!decides(data, subject, issuer)) {
+    cache_.forget(subject);
+    return {};
+  }
+  return data;
+}
+
+RevocationData OnlineRevocation::askResponder(const std::string& address,
+                                              const CertificateData& subject,
+                                              const CertificateData& issuer) {
+  const Result<OcspQuery> query = OcspQuery::about(subject, issuer);
+  if (!query) {
+    return {};
+  }
+  const Result<std::vector<std::uint8_t>> body =
+      network_->ask({.url = address,
+                     .contentType = "application/ocsp-request",
+                     .accept = "application/ocsp-response",
+                     .body = query->der()},
+                    kMaxAnswerSize);
+  const Result<OcspPtr> answer = body ? OcspData::parse(*body) : body.failure();
+  if (!answer) {
+    return {};
+  }
+  RevocationData data{.crls = {}, .ocsp = {*answer}};
+  if (!query->isAnsweredBy(**answer) || !decides(data, subject, issuer)) {
+    QX_TRACE("revocation: a responder's answer does not tell the status");
+    return {};
+  }
+  cache_.keep(subject, **answer);
+  return data;
+}
+
+RevocationData OnlineRevocation::fetchCrl(const std::string& address,
+                                          const CertificateData& subject,
+                                          const CertificateData& issuer) {
+  Result<std::vector<std::uint8_t>> body = network_->ask(
+      {.url = address, .contentType = {}, .accept = "application/pkix-crl", .body = {}},
+      fileLimit(FileKind::Crl));
+  const Result<std::vector<std::uint8_t>> der =
+      body ? derFromFile(FileKind::Crl, *std::move(body)) : body.failure();
+  const Result<CrlPtr> crl = der ? CrlData::parse(*der) : der.failure();
+  if (!crl) {
+    return {};
+  }
+  RevocationData data{.crls = {*crl}, .ocsp = {}};
+  if (!decides(data, subject, issuer)) {
+    QX_TRACE("revocation: a fetched CRL does not tell the status");
+    return {};
+  }
+  cache_.keep(address, **crl);
+  return data;
+}
+
+RevocationData OnlineRevocation::dataFor(const CertificateData& subject,
+                                         const CertificateData& issuer) {
+  RevocationData data = cached(subject, issuer);
+  if (!isEmpty(data) || network_ == nullptr) {
+    return data;
+  }
+  for (const std::string& address : responderAddresses(subject)) {
+    if (data = askResponder(address, subject, issuer); !isEmpty(data)) {
+      return data;
+    }
+  }
+  for (const std::string& address : crlAddresses(subject)) {
+    if (data = fetchCrl(address, subject, issuer); !isEmpty(data)) {
+      return data;
+    }
+  }
+  return {};
+}
+
+}  // namespace qx
