@@ -23,6 +23,9 @@ unsigned flags(bool detached) {
   return static_cast<unsigned>(CMS_BINARY) | (detached ? static_cast<unsigned>(CMS_DETACHED) : 0U);
 }
 
+// The engine wants the key's context while a recipient is added, which only this flag makes.
+constexpr auto kRecipientFlags = static_cast<unsigned>(CMS_KEY_PARAM);
+
 }  // namespace
 
 std::string peerDigest(const std::string& content, const char* digest, bool detached) {
@@ -60,14 +63,17 @@ bool peerVerify(const std::string& message,
 }
 
 std::string peerEncrypt(const std::string& content, const std::vector<const Signer*>& recipients) {
-  const X509BorrowedStackPtr certificates(sk_X509_new_null());
-  for (const Signer* recipient : recipients) {
-    sk_X509_push(certificates.get(), recipient->certificate.get());
-  }
   const BioPtr in = reading(content);
   const CmsPtr message(CMS_encrypt(
-      certificates.get(), in.get(), EVP_get_cipherbyname(SN_id_Gost28147_89), CMS_BINARY));
-  return message ? encoded(message.get()) : std::string();
+      nullptr, in.get(), EVP_get_cipherbyname(SN_id_Gost28147_89), CMS_BINARY | CMS_PARTIAL));
+  for (const Signer* recipient : recipients) {
+    if (CMS_add1_recipient_cert(message.get(), recipient->certificate.get(), kRecipientFlags) ==
+        nullptr) {
+      return {};
+    }
+  }
+  return CMS_final(message.get(), in.get(), nullptr, CMS_BINARY) == 1 ? encoded(message.get())
+                                                                      : std::string();
 }
 
 std::string peerDecrypt(const std::string& message, const Signer& recipient) {

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <cstdlib>
+#include <set>
 
 #include <gtest/gtest.h>
 
@@ -119,6 +120,71 @@ TEST_P(Gost28147, DecryptsBlocks) {
   EXPECT_EQ(toHex(decrypted->bytes()), toHex(plain));
 }
 
+/// CFB with key meshing as RFC 4357, 2.3.2, tells it, over the cipher of one block.
+Octets cfbByDefinition(std::string_view set, const Octets& plain) {
+  static const Octets kMesh =
+      fromHex("6900722264c904238d3adb9646e92ac418feac9400ed0712c086dcc2ef4ca92b");
+  Octets key = kKey;
+  Octets feedback = kIv;
+  Octets out;
+  for (std::size_t at = 0; at < plain.size(); ++at) {
+    if (at % 1'024 == 0 && at > 0) {
+      const auto next = gost28147Decrypt(set, key, kMesh);
+      key.assign(next->bytes().begin(), next->bytes().end());
+      const auto moved = gost28147Encrypt(set, key, feedback);
+      feedback.assign(moved->bytes().begin(), moved->bytes().end());
+    }
+    if (at % 8 == 0) {
+      const auto gamma = gost28147Encrypt(set, key, feedback);
+      feedback.assign(gamma->bytes().begin(), gamma->bytes().end());
+    }
+    feedback[at % 8] ^= plain[at];
+    out.push_back(feedback[at % 8]);
+  }
+  return out;
+}
+
+TEST_P(Gost28147, MeshesItsKeyBehindEachKilobyte) {
+  for (const std::size_t size : {1'024U, 1'025U, 2'048U, 3'333U}) {
+    const Octets plain = plainOf(size);
+    EXPECT_EQ(cfb(GetParam().oid, Direction::Encrypt, plain),
+              cfbByDefinition(GetParam().oid, plain))
+        << size;
+  }
+}
+
+TEST_P(Gost28147, AuthenticatesAnyNumberOfBlocksAsOpensslDoes) {
+  const test::TempDir files;
+  for (const std::size_t size : {16U, 24U, 256U, 1'024U}) {
+    const Octets plain = plainOf(size);
+    const auto result = test::run({"openssl",
+                                   "dgst",
+                                   "-engine",
+                                   "gost",
+                                   "-mac",
+                                   "gost-mac",
+                                   "-macopt",
+                                   std::string("hexkey:") + kKeyText,
+                                   "-macopt",
+                                   std::string("paramset:") + GetParam().name,
+                                   files.write("in", std::string(plain.begin(), plain.end()))});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    const auto mac = gost28147Mac(GetParam().oid, Octets(8), kKey, plain);
+    ASSERT_TRUE(mac);
+    EXPECT_NE(result.out.find(toHex(*mac)), std::string::npos) << size << ": " << result.out;
+  }
+}
+
+TEST_P(Gost28147, AuthenticatesEveryBitOfWhatItIsGiven) {
+  const Octets plain = plainOf(32);
+  const auto good = *gost28147Mac(GetParam().oid, kIv, kKey, plain);
+  for (std::size_t bit = 0; bit < plain.size() * 8; ++bit) {
+    Octets changed = plain;
+    changed[bit / 8] ^= static_cast<std::uint8_t>(1U << (bit % 8));
+    EXPECT_NE(*gost28147Mac(GetParam().oid, kIv, kKey, changed), good) << bit;
+  }
+}
+
 TEST_P(Gost28147, AuthenticatesAsOpensslDoes) {
   const test::TempDir files;
   const Octets plain = plainOf(32);
@@ -193,6 +259,14 @@ TEST(Gost28147Lengths, ThatAreWrongAreRefused) {
   EXPECT_FALSE(gost28147Mac(kGost28147SetA, iv.first(7), key, key));
   EXPECT_FALSE(gost28147Mac(kGost28147SetA, iv, key.first(31), key));
   EXPECT_FALSE(gost28147Mac(kGost28147SetA, iv, key, iv.first(7)));
+}
+
+TEST(Gost28147Sets, GiveEachAnotherCiphertext) {
+  std::set<std::string> seen;
+  for (const Set& set : kSets) {
+    seen.insert(toHex(cfb(set.oid, Direction::Encrypt, plainOf(16))));
+  }
+  EXPECT_EQ(seen.size(), std::size(kSets));
 }
 
 TEST(Gost28147Environment, ChangesNothing) {

@@ -1,10 +1,16 @@
 #include "provider/cipher/gost3412.h"
 
 #include <algorithm>
+#include <numeric>
+#include <set>
 
 #include <gtest/gtest.h>
+#include <openssl/obj_mac.h>
 
+#include "provider/openssl/engine.h"
 #include "tests/provider/der/hex.h"
+#include "tests/support/command.h"
+#include "tests/support/temp_dir.h"
 
 namespace qx {
 namespace {
@@ -103,6 +109,98 @@ TEST_P(Gost3412, ChangesItsKeyBehindASectionOnly) {
   ASSERT_TRUE(meshed->update(zeros, other.data()));
   EXPECT_EQ(toHex(der::Bytes(one).first(section)), toHex(der::Bytes(other).first(section)));
   EXPECT_NE(toHex(der::Bytes(one).subspan(section)), toHex(der::Bytes(other).subspan(section)));
+}
+
+/// The block cipher itself: CBC of one block that begins at zero.
+std::vector<std::uint8_t> encryptedBlock(int nid, der::Bytes key, der::Bytes block) {
+  const std::vector<std::uint8_t> zero(16);
+  auto stream = CipherStream::open(gostCipher(nid), Direction::Encrypt, key, zero);
+  EXPECT_TRUE(stream);
+  std::vector<std::uint8_t> out(2 * block.size());
+  EXPECT_EQ(*stream->update(block, out.data()), block.size());
+  out.resize(block.size());
+  return out;
+}
+
+/// The key of the next section (R 1323565.1.017-2018, 4.1): the octets 0x80 to 0x9f, encrypted.
+std::vector<std::uint8_t> meshed(BlockCipher cipher, der::Bytes key) {
+  std::vector<std::uint8_t> constant(32);
+  std::iota(constant.begin(), constant.end(), std::uint8_t{0x80});
+  const int nid = cipher == BlockCipher::Magma ? NID_magma_cbc : NID_kuznyechik_cbc;
+  std::vector<std::uint8_t> next;
+  for (std::size_t at = 0; at < constant.size(); at += blockSize(cipher)) {
+    const auto block =
+        encryptedBlock(nid, key, der::Bytes(constant).subspan(at, blockSize(cipher)));
+    next.insert(next.end(), block.begin(), block.end());
+  }
+  return next;
+}
+
+// The counter goes on where it was.
+TEST_P(Gost3412, GoesOnWithTheMeshedKeyInEachSection) {
+  const BlockCipher cipher = GetParam().cipher;
+  const std::size_t section = cipher == BlockCipher::Magma ? 8'192 : 262'144;
+  const std::vector<std::uint8_t> zeros(3 * section);
+  std::vector<std::uint8_t> whole(zeros.size());
+  ASSERT_TRUE(counterAcpkm(cipher, key_, iv_)->update(zeros, whole.data()));
+  std::vector<std::uint8_t> key = key_;
+  for (std::size_t at = 0; at < whole.size(); at += section) {
+    std::vector<std::uint8_t> one(zeros.size());
+    ASSERT_TRUE(counterMode(cipher, key, iv_)->update(zeros, one.data()));
+    EXPECT_EQ(toHex(der::Bytes(whole).subspan(at, section)),
+              toHex(der::Bytes(one).subspan(at, section)))
+        << at;
+    key = meshed(cipher, key);
+  }
+}
+
+TEST_P(Gost3412, MeshesInPiecesAsInOne) {
+  const std::size_t section = GetParam().cipher == BlockCipher::Magma ? 8'192 : 262'144;
+  const std::vector<std::uint8_t> zeros(section + 100);
+  std::vector<std::uint8_t> whole(zeros.size());
+  ASSERT_TRUE(counterAcpkm(GetParam().cipher, key_, iv_)->update(zeros, whole.data()));
+  for (const std::size_t piece : {section - 1, section, section / 2 + 7}) {
+    auto stream = counterAcpkm(GetParam().cipher, key_, iv_);
+    std::vector<std::uint8_t> out(zeros.size());
+    for (std::size_t at = 0; at < zeros.size(); at += piece) {
+      const der::Bytes rest = der::Bytes(zeros).subspan(at);
+      ASSERT_TRUE(stream->update(rest.first(std::min(piece, rest.size())), out.data() + at));
+    }
+    EXPECT_EQ(out, whole) << piece;
+  }
+}
+
+TEST_P(Gost3412, AuthenticatesNothingAndPartsOfBlocks) {
+  std::set<std::string> macs;
+  for (std::size_t length = 0; length <= plain_.size(); ++length) {
+    auto omac = Omac::open(GetParam().cipher, key_);
+    ASSERT_TRUE(omac->update(der::Bytes(plain_).first(length)));
+    macs.insert(toHex(*omac->finish()));
+  }
+  EXPECT_EQ(macs.size(), plain_.size() + 1);
+}
+
+TEST_P(Gost3412, AuthenticatesAsOpensslDoes) {
+  const test::TempDir files;
+  const bool isMagma = GetParam().cipher == BlockCipher::Magma;
+  for (const std::size_t length : {std::size_t{1}, blockSize(GetParam().cipher), plain_.size()}) {
+    const der::Bytes bytes = der::Bytes(plain_).first(length);
+    const auto result = test::run({"openssl",
+                                   "dgst",
+                                   "-engine",
+                                   "gost",
+                                   "-mac",
+                                   isMagma ? "magma-mac" : "kuznyechik-mac",
+                                   "-macopt",
+                                   std::string("hexkey:") + GetParam().key,
+                                   files.write("in", std::string(bytes.begin(), bytes.end()))});
+    ASSERT_EQ(result.exitCode, 0) << result.err;
+    auto omac = Omac::open(GetParam().cipher, key_);
+    ASSERT_TRUE(omac->update(bytes));
+    // The command shows the first half and zeros.
+    const std::string half = toHex(*omac->finish()).substr(0, blockSize(GetParam().cipher));
+    EXPECT_NE(result.out.find(half), std::string::npos) << result.out;
+  }
 }
 
 TEST_P(Gost3412, RefusesWrongLengths) {
