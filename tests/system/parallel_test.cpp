@@ -8,7 +8,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/system/system_world.h"
+#include "tests/support/ssf_calls.h"
+#include "tests/support/system_world.h"
 
 // Several threads at once, and a process that forks while others sign.
 

@@ -2,7 +2,8 @@
 
 #include <gtest/gtest.h>
 
-#include "tests/system/system_world.h"
+#include "tests/support/ssf_calls.h"
+#include "tests/support/system_world.h"
 
 // Signing through the SSF functions with the default provider beneath.
 

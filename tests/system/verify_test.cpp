@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "tests/system/system_world.h"
+#include "tests/support/ssf_calls.h"
+#include "tests/support/system_world.h"
 
 // Verifying through the SSF functions with the default provider beneath.
 

@@ -1,10 +1,9 @@
-#ifndef QX_TESTS_SYSTEM_SYSTEM_WORLD_H_
-#define QX_TESTS_SYSTEM_SYSTEM_WORLD_H_
+#ifndef QX_TESTS_SUPPORT_SYSTEM_WORLD_H_
+#define QX_TESTS_SUPPORT_SYSTEM_WORLD_H_
 
 #include <string>
 
 #include "tests/support/provider_folder.h"
-#include "tests/support/ssf_calls.h"
 #include "tools/lab/pki.h"
 
 namespace qx::test {

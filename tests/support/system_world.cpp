@@ -1,4 +1,4 @@
-#include "tests/system/system_world.h"
+#include "tests/support/system_world.h"
 
 namespace qx::test {
 
