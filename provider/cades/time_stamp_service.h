@@ -9,6 +9,7 @@
 #include "provider/der/tag.h"
 #include "provider/hash/hash.h"
 #include "provider/result.h"
+#include "provider/support/config.h"
 
 namespace qx {
 
@@ -35,7 +36,8 @@ class TimeStampService {
 /// Errors of stamp: those of exchange (provider/http/client.h), of makeTimeStampRequest and of
 /// readTimeStampResponse; TRUST_E_TIME_STAMP when the token is not what was asked for; those of
 /// TimeStampToken for its signature and its authority.
-Result<std::unique_ptr<TimeStampService>> timeStampServiceAt(const std::string& url);
+Result<std::unique_ptr<TimeStampService>> timeStampServiceAt(
+    const std::string& url, const Configuration& configuration = qx::configuration());
 
 }  // namespace qx
 

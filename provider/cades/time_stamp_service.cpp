@@ -1,0 +1,110 @@
+#include "provider/cades/time_stamp_service.h"
+
+#include <algorithm>
+#include <utility>
+
+#include "provider/cades/time_stamp_authority.h"
+#include "provider/cades/time_stamp_request.h"
+#include "provider/cades/time_stamp_token.h"
+#include "provider/http/client.h"
+#include "provider/support/trace.h"
+
+namespace qx {
+namespace {
+
+// A stamp with a chain of certificates has some ten thousand bytes.
+constexpr std::size_t kMaxAnswer = std::size_t{1} << 20U;
+
+// Whether it stamps what was asked for, now and for us.
+bool isAnswerTo(const TimeStampRequest& request,
+                HashAlgorithm algorithm,
+                der::Bytes imprint,
+                const TimeStampInfo& info) {
+  return info.hash == algorithm && std::ranges::equal(info.imprint, imprint) &&
+         std::ranges::equal(info.nonce, request.nonce);
+}
+
+Result<void> checkAuthority(const TimeStampToken& token) {
+  Result<CertificatePtr> authority = token.verifySignature();
+  if (!authority) {
+    return authority.failure();
+  }
+  ChainQuestion question;
+  question.certificate = *std::move(authority);
+  question.certificates = token.certificates();
+  return trustAuthority(question);
+}
+
+class HttpTimeStampService final : public TimeStampService {
+ public:
+  HttpTimeStampService(std::string url, const Configuration& configuration)
+      : url_(std::move(url)),
+        time_(configuration.tsp.timeoutMs),
+        settings_{.proxy = configuration.http.proxy, .caFile = configuration.http.caFile},
+        credentials_{.server = configuration.tsp.defaultUrl,
+                     .user = configuration.tsp.user,
+                     .passwordFile = configuration.tsp.passwordFile,
+                     .certificateFile = configuration.tsp.certificateFile,
+                     .keyFile = configuration.tsp.keyFile} {}
+
+  Result<std::vector<std::uint8_t>> stamp(HashAlgorithm algorithm, der::Bytes imprint) override {
+    Result<TimeStampRequest> request = makeTimeStampRequest(algorithm, imprint);
+    if (!request) {
+      return request.failure();
+    }
+    const Result<std::vector<std::uint8_t>> answer = ask(request->der);
+    if (!answer) {
+      return answer.failure();
+    }
+    const Result<der::Bytes> token = readTimeStampResponse(*answer);
+    if (!token) {
+      return token.failure();
+    }
+    const Result<void> good = check(*request, algorithm, imprint, *token);
+    QX_TRACE("a time stamp of %zu bytes: %08x", token->size(), good.error());
+    return good ? Result(std::vector<std::uint8_t>(token->begin(), token->end())) : good.failure();
+  }
+
+ private:
+  Result<std::vector<std::uint8_t>> ask(const std::vector<std::uint8_t>& request) const {
+    return exchange({.url = url_,
+                     .contentType = "application/timestamp-query",
+                     .accept = "application/timestamp-reply",
+                     .body = request,
+                     .credentials = &credentials_},
+                    {.time = time_, .bytes = kMaxAnswer},
+                    settings_);
+  }
+
+  static Result<void> check(const TimeStampRequest& request,
+                            HashAlgorithm algorithm,
+                            der::Bytes imprint,
+                            der::Bytes encoded) {
+    const Result<TimeStampToken> token = TimeStampToken::read(encoded);
+    if (!token) {
+      return token.failure();
+    }
+    return isAnswerTo(request, algorithm, imprint, token->info()) ? checkAuthority(*token)
+                                                                  : fail(TRUST_E_TIME_STAMP);
+  }
+
+  std::string url_;
+  std::chrono::milliseconds time_;
+  HttpSettings settings_;
+  HttpCredentials credentials_;
+};
+
+}  // namespace
+
+Result<std::unique_ptr<TimeStampService>> timeStampServiceAt(const std::string& url,
+                                                             const Configuration& configuration) {
+  const std::string& chosen = url.empty() ? configuration.tsp.defaultUrl : url;
+  if (chosen.empty()) {
+    QX_TRACE("there is no time-stamp server: tsp.default_url is not configured");
+    return fail(ERROR_SERVICE_NOT_FOUND);
+  }
+  return std::unique_ptr<TimeStampService>(
+      std::make_unique<HttpTimeStampService>(chosen, configuration));
+}
+
+}  // namespace qx
