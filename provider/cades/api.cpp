@@ -10,12 +10,6 @@ namespace {
 using qx::fail;
 using qx::Result;
 
-// The messages are signed without enhancement so far; a caller learns it from each of these calls.
-BOOL notOffered() {
-  SetLastError(ERROR_CALL_NOT_IMPLEMENTED);
-  return FALSE;
-}
-
 }  // namespace
 
 HCRYPTMSG CadesMsgOpenToEncode(DWORD dwMsgEncodingType,
@@ -34,18 +28,4 @@ HCRYPTMSG CadesMsgOpenToEncode(DWORD dwMsgEncodingType,
                             pszInnerContentObjID,
                             pStreamInfo);
   });
-}
-
-BOOL CadesMsgEnhanceSignature(HCRYPTMSG /*hCryptMsg*/,
-                              DWORD /*dwSignatureIndex*/,
-                              CADES_SIGN_PARA* /*pCadesSignPara*/) {
-  return notOffered();
-}
-
-BOOL CadesMsgEnhanceSignatureAll(HCRYPTMSG /*hCryptMsg*/, CADES_SIGN_PARA* /*pCadesSignPara*/) {
-  return notOffered();
-}
-
-BOOL CadesMsgAddEnhancedSignature(HCRYPTMSG /*hCryptMsg*/, CADES_ENHANCED_SIGN_PARA* /*pPara*/) {
-  return notOffered();
 }

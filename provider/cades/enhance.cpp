@@ -1,6 +1,6 @@
 #include "provider/cades/enhance.h"
 
-#include <optional>
+#include <span>
 #include <utility>
 #include <vector>
 
@@ -166,22 +166,20 @@ Result<void> enhance(SignedData& message, std::size_t index, TimeStampService& s
 }
 
 Result<void> enhanceAll(SignedData& message, TimeStampService& service) {
-  std::vector<std::optional<SignerInfo>> enhanced;
-  for (const SignerInfo& signer : message.signers()) {
+  std::vector<std::pair<std::size_t, SignerInfo>> enhanced;
+  for (std::size_t i = 0; i < message.signers().size(); ++i) {
+    const SignerInfo& signer = message.signers()[i];
     if (isXLongType1(signer)) {
-      enhanced.emplace_back();
       continue;
     }
     Result<SignerInfo> one = enhancedSigner(message, signer, /*certificate=*/nullptr, service);
     if (!one) {
       return one.failure();
     }
-    enhanced.emplace_back(*std::move(one));
+    enhanced.emplace_back(i, *std::move(one));
   }
-  for (std::size_t i = 0; i < enhanced.size(); ++i) {
-    if (enhanced[i]) {
-      message.replaceSigner(i, *std::move(enhanced[i]));
-    }
+  for (auto& [index, signer] : enhanced) {
+    message.replaceSigner(index, std::move(signer));
   }
   return {};
 }

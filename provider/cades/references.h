@@ -18,7 +18,7 @@ namespace qx {
 struct CrlRef {
   struct Identifier {
     der::Bytes issuer;  ///< Name, whole
-    FILETIME issued;    ///< thisUpdate of the CRL
+    FILETIME issued{};  ///< thisUpdate of the CRL
   };
 
   HashRef hash;
@@ -32,7 +32,7 @@ struct CrlRef {
 /// BasicOCSPResponse.
 struct OcspRef {
   der::Bytes responder;  ///< ResponderID, whole
-  FILETIME producedAt;
+  FILETIME producedAt{};
   std::optional<HashRef> hash;
 
   /// Whether the answer has this responder, this time and, when it is named, this hash.

@@ -39,18 +39,15 @@ Result<const qx::SignerInfo*> signerOf(HCRYPTMSG handle, DWORD index) {
   return message ? (*message)->data().signer(index) : message.failure();
 }
 
-Result<ArrayPtr> certificateValues(HCRYPTMSG handle, DWORD index) {
+Result<std::vector<qx::der::Bytes>> certificateValues(HCRYPTMSG handle, DWORD index) {
   const Result<const qx::SignerInfo*> signer = signerOf(handle, index);
   if (!signer) {
     return signer.failure();
   }
   const qx::Attribute* attribute =
       qx::findAttribute((*signer)->unsignedAttributes(), qx::oids::kCertificateValues);
-  if (attribute == nullptr) {
-    return fail(CRYPT_E_ATTRIBUTES_MISSING);
-  }
-  const auto values = qx::readCertificateValues(*attribute);
-  return values ? arrayOf(*values) : Result<ArrayPtr>(values.failure());
+  return attribute == nullptr ? fail(CRYPT_E_ATTRIBUTES_MISSING)
+                              : qx::readCertificateValues(*attribute);
 }
 
 }  // namespace
@@ -83,11 +80,11 @@ BOOL CadesMsgGetCertificateValues(HCRYPTMSG hCryptMsg,
       return fail(E_INVALIDARG);
     }
     *ppValues = nullptr;
-    Result<ArrayPtr> values = certificateValues(hCryptMsg, dwSignatureIndex);
+    const auto values = certificateValues(hCryptMsg, dwSignatureIndex);
     if (!values) {
       return values.failure();
     }
-    *ppValues = values->release();
+    *ppValues = arrayOf(*values).release();
     return {};
   });
 }

@@ -67,15 +67,8 @@ Result<StoreName> StoreName::make(Location location, std::string name) {
 }
 
 Result<StoreName> StoreName::fromWide(Location location, LPCWSTR name) {
-  std::string text;
-  for (; *name != L'\0' && text.size() <= kMaxNameBytes; ++name) {
-    const auto character = static_cast<char32_t>(*name);
-    if (!isCharacter(character)) {
-      return fail(E_INVALIDARG);
-    }
-    appendUtf8(text, character);
-  }
-  return make(location, std::move(text));
+  std::optional<std::string> text = toUtf8(name, kMaxNameBytes);
+  return text ? make(location, *std::move(text)) : fail(E_INVALIDARG);
 }
 
 bool StoreName::is(std::string_view name) const {

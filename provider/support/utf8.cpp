@@ -92,4 +92,16 @@ std::wstring fromUtf8(std::string_view text) {
   return out;
 }
 
+std::optional<std::string> toUtf8(const wchar_t* text, std::size_t limit) {
+  std::string converted;
+  for (; *text != L'\0' && converted.size() <= limit; ++text) {
+    const auto character = static_cast<char32_t>(*text);
+    if (!isCharacter(character)) {
+      return std::nullopt;
+    }
+    appendUtf8(converted, character);
+  }
+  return converted.size() <= limit ? std::optional(converted) : std::nullopt;
+}
+
 }  // namespace qx

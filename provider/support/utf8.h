@@ -2,6 +2,7 @@
 #define QX_PROVIDER_SUPPORT_UTF8_H_
 
 #include <cstddef>
+#include <optional>
 #include <string>
 #include <string_view>
 
@@ -30,6 +31,10 @@ void appendUtf8(std::string& out, char32_t character);
 
 /// fromUtf8 converts a whole text, with U+FFFD where it is invalid.
 std::wstring fromUtf8(std::string_view text);
+
+/// toUtf8 converts a text that ends in NUL; nothing when it holds what is no character, or its UTF-8
+/// has more than `limit` bytes.
+std::optional<std::string> toUtf8(const wchar_t* text, std::size_t limit);
 
 }  // namespace qx
 

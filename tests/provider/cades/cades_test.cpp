@@ -16,18 +16,6 @@ T* allocate(std::size_t count = 1) {
 
 // NOLINTEND(cppcoreguidelines-no-malloc)
 
-bool notImplemented(BOOL result) {
-  const bool told = GetLastError() == ERROR_CALL_NOT_IMPLEMENTED;
-  SetLastError(ERROR_SUCCESS);
-  return result == FALSE && told;
-}
-
-TEST(Cades, SaysThatItIsNotOffered) {
-  EXPECT_TRUE(notImplemented(CadesMsgEnhanceSignature(nullptr, 0, nullptr)));
-  EXPECT_TRUE(notImplemented(CadesMsgEnhanceSignatureAll(nullptr, nullptr)));
-  EXPECT_TRUE(notImplemented(CadesMsgAddEnhancedSignature(nullptr, nullptr)));
-}
-
 TEST(Cades, LeavesNoRecordBehindWhenItFails) {
   CADES_VERIFICATION_INFO info{};
   CADES_VERIFICATION_INFO* verification = &info;

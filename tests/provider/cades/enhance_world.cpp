@@ -31,8 +31,8 @@ EnhanceWorld::EnhanceWorld(const EnhanceOptions& options)
       number_(nextNumber()),
       root_(Authority::selfSigned(kind_, {.subject = {{.type = "CN", .value = name("Root")}}})),
       issuer_(root_.subordinate(kind_, {.subject = {{.type = "CN", .value = name("Issuer")}}})),
-      authority_(lab::TimeStampAuthority::issuedBy(
-          root_, kind_, {.subject = {{.type = "CN", .value = name("Time Stamps")}}})) {
+      authority_(std::make_shared<lab::TimeStampAuthority>(lab::TimeStampAuthority::issuedBy(
+          root_, kind_, {.subject = {{.type = "CN", .value = name("Time Stamps")}}}))) {
   if (options.isTrusted) {
     testFolder().addCertificate("Root", root_.certificate());
   }

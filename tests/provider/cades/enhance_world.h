@@ -54,7 +54,11 @@ class EnhanceWorld {
 
   const lab::Authority& issuer() const { return issuer_; }
 
-  const lab::TimeStampAuthority& authority() const { return authority_; }
+  const lab::TimeStampAuthority& authority() const { return *authority_; }
+
+  const std::shared_ptr<const lab::TimeStampAuthority>& sharedAuthority() const {
+    return authority_;
+  }
 
   /// A signer of this kind of key, made once; `number` tells several apart.
   Signer& signer(lab::KeyKind kind, int number = 0);
@@ -75,7 +79,7 @@ class EnhanceWorld {
   int number_;
   lab::Authority root_;
   lab::Authority issuer_;
-  lab::TimeStampAuthority authority_;
+  std::shared_ptr<const lab::TimeStampAuthority> authority_;
   std::map<std::pair<lab::KeyKind, int>, std::unique_ptr<Signer>> signers_;
   mutable std::map<const X509*, Octets> crls_;
 };

@@ -182,4 +182,15 @@ TEST(Utf8, ConvertsAWholeTextWithReplacements) {
   EXPECT_EQ(qx::fromUtf8("\xFF\xE2\x82x\xED\xA0\x80"), L"\uFFFD\uFFFDx\uFFFD\uFFFD\uFFFD");
 }
 
+TEST(Utf8, ConvertsWideTextUpToALimit) {
+  EXPECT_EQ(qx::toUtf8(L"", 0), "");
+  EXPECT_EQ(qx::toUtf8(L"a\u0436\U0001F511z", 8), "a\xD0\xB6\xF0\x9F\x94\x91z");
+  EXPECT_EQ(qx::toUtf8(L"a\u0436\U0001F511z", 7), std::nullopt);
+  EXPECT_EQ(qx::toUtf8(L"ab", 1), std::nullopt);
+  const wchar_t surrogate[] = {L'a', static_cast<wchar_t>(0xD800), L'\0'};
+  EXPECT_EQ(qx::toUtf8(surrogate, 100), std::nullopt);
+  const wchar_t tooLarge[] = {static_cast<wchar_t>(0x110000), L'\0'};
+  EXPECT_EQ(qx::toUtf8(tooLarge, 100), std::nullopt);
+}
+
 }  // namespace
