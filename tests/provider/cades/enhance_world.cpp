@@ -1,5 +1,7 @@
 #include "tests/provider/cades/enhance_world.h"
 
+#include <filesystem>
+
 #include <openssl/objects.h>
 
 namespace qx::test {
@@ -64,10 +66,15 @@ void EnhanceWorld::storeCrl(const Authority& authority,
   static std::uint64_t number = 0;
   const X509CrlPtr crl = authority.crl(
       {.revoked = std::move(revoked), .thisUpdate = -std::chrono::minutes(5), .number = ++number});
-  const std::string file = (authority.certificate() == root_.certificate() ? "root" : "issuer") +
-                           std::to_string(number_);
-  testFolder().addCrl("CA", crl.get(), file + ".crl");
+  const std::string file = authority.certificate() == root_.certificate() ? "root" : "issuer";
+  crlFiles_.insert(testFolder().addCrl("CA", crl.get(), file + std::to_string(number_) + ".crl"));
   crls_[authority.certificate()] = lab::toDer(crl.get());
+}
+
+void EnhanceWorld::forgetCrls() const {
+  for (const std::string& file : crlFiles_) {
+    std::filesystem::remove(file);
+  }
 }
 
 const Octets& EnhanceWorld::storedCrl(const Authority& authority) const {

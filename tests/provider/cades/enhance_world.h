@@ -4,6 +4,7 @@
 #include <functional>
 #include <map>
 #include <memory>
+#include <set>
 #include <string>
 #include <utility>
 #include <vector>
@@ -69,6 +70,9 @@ class EnhanceWorld {
   /// storeCrl puts a CRL of an authority into the provider's stores, instead of the one before.
   void storeCrl(const lab::Authority& authority, std::vector<lab::RevokedEntry> revoked = {}) const;
 
+  /// forgetCrls takes the CRLs of both authorities out of the stores.
+  void forgetCrls() const;
+
   /// The CRL of an authority, as it was stored last.
   const Octets& storedCrl(const lab::Authority& authority) const;
 
@@ -82,6 +86,7 @@ class EnhanceWorld {
   std::shared_ptr<const lab::TimeStampAuthority> authority_;
   std::map<std::pair<lab::KeyKind, int>, std::unique_ptr<Signer>> signers_;
   mutable std::map<const X509*, Octets> crls_;
+  mutable std::set<std::string> crlFiles_;
 };
 
 /// sharedWorld is a world of this kind that all tests of a process may use, but not change.
