@@ -73,7 +73,7 @@ std::optional<Statement> readCrl(const CrlPtr& crl,
   }
   const std::optional<UpdatePeriod> period = periodOf(crl->crl());
   const char* const refusal = period ? whyNotAbout(*crl, subject) : "its dates cannot be read";
-  if (refusal != nullptr) {
+  if (!period || refusal != nullptr) {
     QX_TRACE("a CRL is not used: %s", refusal);
     return std::nullopt;
   }

@@ -23,7 +23,8 @@ Result<OcspQuery> OcspQuery::about(const CertificateData& subject, const Certifi
       OCSP_request_add0_id(request.get(), id.get()) == nullptr) {
     return fail(E_OUTOFMEMORY);
   }
-  static_cast<void>(id.release());  // the request's now
+  // NOLINTNEXTLINE(bugprone-unused-return-value): the request owns it now
+  static_cast<void>(id.release());
   if (OCSP_request_add1_nonce(request.get(), nonce.data(), kNonceLength) != 1) {
     return fail(E_OUTOFMEMORY);
   }

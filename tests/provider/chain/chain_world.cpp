@@ -58,7 +58,8 @@ lab::CertificateOptions named(const std::string& commonName) {
 }
 
 EVP_PKEY* sampleKey(lab::KeyKind kind) {
-  static std::map<lab::KeyKind, EvpPkeyPtr> keys;
+  // Never destroyed: at the end of the process the engine of the GOST keys is gone before them.
+  static auto& keys = *new std::map<lab::KeyKind, EvpPkeyPtr>;
   EvpPkeyPtr& key = keys[kind];
   if (key == nullptr) {
     key = lab::generateKey(kind);
