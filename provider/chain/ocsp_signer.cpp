@@ -141,17 +141,16 @@ bool isSignedFor(const OcspData& answer,
   std::vector<CertificatePtr> candidates = carriedBy(response);
   const auto searched = rules.certificates.first(std::min(rules.certificates.size(), kMaxSearched));
   candidates.insert(candidates.end(), searched.begin(), searched.end());
-  for (const CertificatePtr& candidate : candidates) {
-    if (name.fits(*candidate) && isSignedBy(response, *candidate)) {
-      const char* const refusal = whyNotHeard(*candidate, issuer, rules);
-      if (refusal != nullptr) {
-        QX_TRACE("an OCSP answer is not used: its signer %s", refusal);
-      }
-      return refusal == nullptr;
-    }
+  const char* refusal = "is not found, or did not sign it";
+  const bool isHeard = std::ranges::any_of(candidates, [&](const CertificatePtr& candidate) {
+    const bool isSigner = name.fits(*candidate) && isSignedBy(response, *candidate);
+    refusal = isSigner ? whyNotHeard(*candidate, issuer, rules) : refusal;
+    return isSigner && refusal == nullptr;
+  });
+  if (!isHeard) {
+    QX_TRACE("an OCSP answer is not used: its signer %s", refusal);
   }
-  QX_TRACE("an OCSP answer is not used: its signer is not found or its signature is wrong");
-  return false;
+  return isHeard;
 }
 
 }  // namespace qx

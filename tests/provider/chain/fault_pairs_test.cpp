@@ -27,6 +27,7 @@ constexpr std::chrono::hours kHour(1);
 /// What a chain of three is made of.
 struct Parts {
   std::vector<CertificateOptions> options = {named("End"), named("Middle"), named("Root")};
+  bool rootIsTrusted = true;
   bool endIsBroken = false;
   bool middleIsBroken = false;
   bool endIsRevoked = false;
@@ -95,6 +96,18 @@ const std::vector<Fault>& faults() {
        },
        kEnd,
        CERT_TRUST_HAS_EXCLUDED_NAME_CONSTRAINT},
+      {"EndNameNotPermitted",
+       [](Parts& parts) {
+         parts.options[kMiddle].extensions.push_back(
+             {.name = "nameConstraints", .value = "critical,permitted;DNS:example.net"});
+         parts.options[kEnd].subjectAltName = "DNS:example.org";
+       },
+       kEnd,
+       CERT_TRUST_HAS_NOT_PERMITTED_NAME_CONSTRAINT},
+      {"RootUntrusted",
+       [](Parts& parts) { parts.rootIsTrusted = false; },
+       kRoot,
+       CERT_TRUST_IS_UNTRUSTED_ROOT},
       {"PolicyMissing",
        [](Parts& parts) {
          parts.options[kMiddle].extensions.push_back(
@@ -133,7 +146,11 @@ ChainVerdict judge(Parts& parts) {
   parts.middleCrl.revoked = {{.serial = revokeIf(parts.endIsRevoked, end.get())}};
   const X509CrlPtr crl = middle.crl(parts.middleCrl);
   ChainWorld world;
-  world.trust(root.certificate());
+  if (parts.rootIsTrusted) {
+    world.trust(root.certificate());
+  } else {
+    world.addIntermediate(root.certificate());
+  }
   world.addIntermediate(shown.get());
   world.addCrl(
       root.crl({.revoked = {{.serial = revokeIf(parts.middleIsRevoked, shown.get())}}}).get());

@@ -2,6 +2,8 @@
 #include <stdlib.h>
 
 #include <chrono>
+#include <fstream>
+#include <iterator>
 #include <memory>
 #include <string>
 
@@ -12,6 +14,7 @@
 #include "provider/chain/faults.h"
 #include "provider/support/config.h"
 #include "tests/provider/chain/listening_world.h"
+#include "tests/support/temp_dir.h"
 #include "tools/lab/services.h"
 
 namespace qx::test {
@@ -22,12 +25,25 @@ using lab::CertificateOptions;
 using lab::KeyKind;
 using std::chrono::milliseconds;
 using ::testing::ElementsAre;
+using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 
 constexpr const char* kOcsp = "/ocsp";
 constexpr const char* kCrl = "/crl";
 constexpr const char* kIssuer = "/ca.cer";
 constexpr milliseconds kTimeout(700);
+
+/// Where the provider of this process writes its trace.
+const std::string& traceFile() {
+  static const TempDir folder;
+  static const std::string file = folder.path() + "/trace";
+  return file;
+}
+
+std::string trace() {
+  std::ifstream stream(traceFile());
+  return {std::istreambuf_iterator<char>(stream), {}};
+}
 
 /// The configuration is read once a process: all tests of this program have this one.
 class OnlineConfiguration {
@@ -36,6 +52,7 @@ class OnlineConfiguration {
     setenv("QXPROVIDER_REVOCATION_ONLINE", "yes", 1);
     setenv("QXPROVIDER_REVOCATION_ISSUERS", "yes", 1);
     setenv("QXPROVIDER_REVOCATION_TIMEOUT_MS", std::to_string(kTimeout.count()).c_str(), 1);
+    setenv("QXPROVIDER_TRACE_FILE", traceFile().c_str(), 1);
     EXPECT_TRUE(configuration().revocation.online);
   }
 };
@@ -167,6 +184,24 @@ TEST_F(OnlineProcess, FollowsNoAddressOfAStranger) {
   forgetSnapshots();
   EXPECT_NE(errorsFor(stranger.issue(sampleKey(), addresses("End")).get(), kCheck), 0U);
   EXPECT_THAT(services.requests(), IsEmpty());
+}
+
+TEST_F(OnlineProcess, SaysWhyACrlIsNotUsed) {
+  offerCrl({.extensions = {{.name = "2.5.29.27", .value = "critical,DER:020101"}}});
+  EXPECT_EQ(judge(), kRevocationUnknown);
+  EXPECT_THAT(trace(), HasSubstr("a CRL is not used: it is a delta"));
+  offerCrl({.extensions = {{.name = "2.5.29.28", .value = "critical,DER:30038401FF"}}});
+  EXPECT_EQ(judge(), kRevocationUnknown);
+  EXPECT_THAT(trace(), HasSubstr("a CRL is not used: it is an indirect one"));
+}
+
+TEST_F(OnlineProcess, SaysWhyAnAnswerIsNotUsed) {
+  const Authority stranger = Authority::selfSigned(KeyKind::EcP256, named("Stranger"));
+  services.offerOcsp(kOcsp,
+                     std::make_shared<const lab::OcspResponder>(lab::OcspResponder::of(stranger)),
+                     root.certificate());
+  EXPECT_EQ(judge(), kRevocationUnknown);
+  EXPECT_THAT(trace(), HasSubstr("an OCSP answer is not used: its signer"));
 }
 
 TEST_F(OnlineProcess, SharesABudgetOverSeveralQuestions) {
