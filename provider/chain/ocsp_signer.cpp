@@ -19,6 +19,7 @@ namespace {
 // more.
 constexpr std::size_t kMaxCarried = 16;
 constexpr std::size_t kMaxSearched = 200;
+constexpr std::size_t kMaxTried = 4;  // of one name: a responder's old and new certificate
 
 /// How an answer names its responder.
 class ResponderName {
@@ -142,8 +143,10 @@ bool isSignedFor(const OcspData& answer,
   const auto searched = rules.certificates.first(std::min(rules.certificates.size(), kMaxSearched));
   candidates.insert(candidates.end(), searched.begin(), searched.end());
   const char* refusal = "is not found, or did not sign it";
+  std::size_t tried = 0;
   const bool isHeard = std::ranges::any_of(candidates, [&](const CertificatePtr& candidate) {
-    const bool isSigner = name.fits(*candidate) && isSignedBy(response, *candidate);
+    const bool isSigner =
+        name.fits(*candidate) && ++tried <= kMaxTried && isSignedBy(response, *candidate);
     refusal = isSigner ? whyNotHeard(*candidate, issuer, rules) : refusal;
     return isSigner && refusal == nullptr;
   });

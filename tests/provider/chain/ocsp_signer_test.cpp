@@ -64,6 +64,26 @@ TEST_F(OcspSigner, IsNotHiddenByANamesake) {
   EXPECT_EQ(endWithAnswerOf(responder, {.certificate = false}), kGood);
 }
 
+TEST_F(OcspSigner, IsNotSearchedForAmongCountlessNamesakes) {
+  for (int i = 0; i < 10; ++i) {
+    world.addMaterial(responderWith({.subject = named("OCSP").subject}).certificate());
+  }
+  world.addMaterial(responder.certificate());
+  EXPECT_EQ(endWithAnswerOf(responder, {.certificate = false}), kUnknown);
+  EXPECT_EQ(endWithAnswerOf(responder, {.certificate = false, .byKey = true}), kGood);
+  EXPECT_EQ(endWithAnswerOf(responder), kGood) << "the one in the answer comes first";
+}
+
+TEST_F(OcspSigner, MayHaveARenewedCertificate) {
+  // The same name and key; the old one has ended.
+  lab::CertificateOptions options{.subject = named("OCSP").subject, .notAfter = -kHour};
+  options.extendedKeyUsage = "OCSPSigning";
+  world.addMaterial(root.issue(responder.key(), options).get());
+  EXPECT_EQ(endWithAnswerOf(responder, {.certificate = false}), kUnknown);
+  world.addMaterial(responder.certificate());
+  EXPECT_EQ(endWithAnswerOf(responder, {.certificate = false}), kGood);
+}
+
 TEST_F(OcspSigner, MustBeMadeForIt) {
   EXPECT_EQ(endWithAnswerOf(responderWith({.extendedKeyUsage = "timeStamping"})), kUnknown);
   EXPECT_EQ(endWithAnswerOf(responderWith({.extendedKeyUsage = "anyExtendedKeyUsage"})), kUnknown);
