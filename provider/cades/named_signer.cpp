@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "platform/cert_chain.h"
+
 #include "provider/cades/ess.h"
 #include "provider/message/known_certificate.h"
 #include "provider/message/verify.h"
@@ -44,6 +46,26 @@ Result<CertificatePtr> findNamedSigner(const SignerInfo& signer,
   });
   return found == candidates.end() ? fail(CRYPT_E_SIGNER_NOT_FOUND)
                                    : Result<CertificatePtr>(*found);
+}
+
+namespace {
+
+bool allowsChain(const std::vector<CertificateRef>& named, const std::vector<ChainElement>& chain) {
+  return named.size() == 1 || std::ranges::all_of(chain, [&named](const ChainElement& element) {
+           return (element.info & CERT_TRUST_IS_SELF_SIGNED) != 0 ||
+                  std::ranges::any_of(named, [&element](const CertificateRef& ref) {
+                    return ref.matches(*element.certificate);
+                  });
+         });
+}
+
+}  // namespace
+
+bool allowsChain(const SignerInfo& signer, const std::vector<ChainElement>& chain) {
+  return std::ranges::all_of(signer.signedAttributes(), [&chain](const Attribute& attribute) {
+    const Result<std::vector<CertificateRef>> named = readSigningCertificate(attribute);
+    return !named || allowsChain(*named, chain);
+  });
 }
 
 Result<void> verifyByCertificate(const SignerInfo& signer,

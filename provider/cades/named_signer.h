@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "provider/cades/certificate_ref.h"
-#include "provider/chain/name_index.h"
+#include "provider/chain/verify.h"
 #include "provider/message/certificate_set.h"
 #include "provider/message/content.h"
 #include "provider/message/signer_info.h"
@@ -30,6 +30,10 @@ bool isNamedSigner(const CertificateData& certificate,
 /// malformed one, CRYPT_E_SIGNER_NOT_FOUND when no candidate is named.
 Result<CertificatePtr> findNamedSigner(const SignerInfo& signer,
                                        std::span<const CertificatePtr> candidates);
+
+/// allowsChain tells whether the signer's attributes allow this chain of his: one that names more
+/// certificates than his own allows no others (RFC 5035, 5.4), but for the root that ends the chain.
+bool allowsChain(const SignerInfo& signer, const std::vector<ChainElement>& chain);
 
 /// verifyByCertificate is verifySigner with the key of a certificate.
 Result<void> verifyByCertificate(const SignerInfo& signer,

@@ -72,6 +72,12 @@ class Verification {
         certificates_(certificatesOf(message.data().certificates())),
         crls_(crlsOf(message.data().crls())) {}
 
+  ~Verification() = default;
+  Verification(const Verification&) = delete;
+  Verification& operator=(const Verification&) = delete;
+  Verification(Verification&&) = delete;
+  Verification& operator=(Verification&&) = delete;
+
   CadesVerification run();
 
  private:
@@ -89,6 +95,7 @@ class Verification {
   Finding chainAtStamp() const;
   Finding chainByReferences() const;
   Finding judgeAtStamp(const ChainQuestion& question) const;
+  Finding judge(const Result<VerdictPtr>& verdict) const;
 
   DecodedSigned& message_;
   const SignerInfo& signer_;
@@ -214,9 +221,8 @@ Finding Verification::checkChain() {
 }
 
 Finding Verification::chainNow() const {
-  const Result<VerdictPtr> verdict =
-      evaluateNow({.certificate = result_.signer, .certificates = certificates_, .crls = crls_});
-  return verdict ? findingOf(**verdict) : Finding{CADES_STATUS_NO_CHAIN, verdict.error()};
+  return judge(
+      evaluateNow({.certificate = result_.signer, .certificates = certificates_, .crls = crls_}));
 }
 
 // What is known today about revocation decides, but of the stamp's time: it is collected first.
@@ -251,8 +257,16 @@ Finding Verification::chainByReferences() const {
 }
 
 Finding Verification::judgeAtStamp(const ChainQuestion& question) const {
-  const Result<VerdictPtr> verdict = evaluateAsOf(question, earliest(signatureStamps_).seconds());
-  return verdict ? findingOf(**verdict) : Finding{CADES_STATUS_NO_CHAIN, verdict.error()};
+  return judge(evaluateAsOf(question, earliest(signatureStamps_).seconds()));
+}
+
+Finding Verification::judge(const Result<VerdictPtr>& verdict) const {
+  if (!verdict) {
+    return {CADES_STATUS_NO_CHAIN, verdict.error()};
+  }
+  const Finding finding = findingOf(**verdict);
+  const bool isForbidden = finding.isGood() && !allowsChain(signer_, (*verdict)->elements);
+  return isForbidden ? Finding{CADES_STATUS_NO_CHAIN, CERT_E_CHAINING} : finding;
 }
 
 CadesVerification Verification::run() {

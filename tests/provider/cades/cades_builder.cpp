@@ -83,9 +83,13 @@ Octets MadeAttribute::encoded() const {
   return der::sequence(*der::oid(oid), der::setOf(parts)).bytes();
 }
 
-Octets essV2(const X509* certificate) {
-  const HashValue value = hashOf(HashAlgorithm::Sha256, lab::toDer(certificate));
-  return der::sequence(der::sequence(der::sequence(der::octetString(value.bytes())))).bytes();
+Octets essV2(const std::vector<const X509*>& certificates) {
+  der::Encoding ids;
+  for (const X509* certificate : certificates) {
+    const HashValue value = hashOf(HashAlgorithm::Sha256, lab::toDer(certificate));
+    ids.append(der::Encoding::owned(der::sequence(der::octetString(value.bytes())).bytes()));
+  }
+  return der::sequence(der::sequence(std::move(ids))).bytes();
 }
 
 CadesBuilder::CadesBuilder(const VerifyWorld& world, std::string_view text)
@@ -106,7 +110,7 @@ CadesBuilder::CadesBuilder(const VerifyWorld& world, std::string_view text)
       {std::string(oids::kContentType), {der::oid(contentType)->bytes()}},
       {std::string(oids::kMessageDigest), {der::octetString(digest.bytes()).bytes()}},
       {std::string(oids::kSigningTime), {utcTime(world.when())}},
-      {std::string(oids::kSigningCertificateV2), {essV2(world.signer())}}};
+      {std::string(oids::kSigningCertificateV2), {essV2({world.signer()})}}};
 }
 
 Octets CadesBuilder::signedContent() const {

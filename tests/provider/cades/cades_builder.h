@@ -30,7 +30,7 @@ class CadesBuilder {
  public:
   /// For the world's signer, with contentType, messageDigest, signingTime and a signing-certificate-v2
   /// among the signed attributes, and the certificates of signer and issuer in the message.
-  explicit CadesBuilder(const VerifyWorld& world, std::string_view content = "content");
+  explicit CadesBuilder(const VerifyWorld& world, std::string_view text = "content");
 
   // What is written. Change it before sign().
   std::string contentType{oids::kData};
@@ -86,7 +86,7 @@ class CadesBuilder {
   lab::TimeStampOptions at(std::chrono::seconds later, lab::TimeStampOptions options = {}) const;
 
  private:
-  void add(const Octets& attribute);
+  void add(const Octets& encoded);
   lab::Imprint imprintOver(const Stamped& stamped) const;
   Octets signedContent() const;
 
@@ -94,8 +94,8 @@ class CadesBuilder {
   const HashInfo* hash_;
 };
 
-/// essV2 makes the value of a signing-certificate-v2 that names a certificate by SHA-256.
-Octets essV2(const X509* certificate);
+/// essV2 makes the value of a signing-certificate-v2 that names certificates by SHA-256.
+Octets essV2(const std::vector<const X509*>& certificates);
 
 }  // namespace qx::test
 

@@ -119,7 +119,7 @@ TEST_F(VerifyBes, RefusesASignerWithoutSignedAttributes) {
 
 TEST_F(VerifyBes, RefusesASignerWhoNamesAnotherCertificate) {
   builder.signedAttribute(oids::kSigningCertificateV2).values = {
-      essV2(world.issuer().certificate())};
+      essV2({world.issuer().certificate()})};
   const Verdict verdict = verdictOn(builder.sign().message());
   EXPECT_EQ(verdict.status, CADES_STATUS_NO_SIGNER_CERT);
   EXPECT_EQ(verdict.error, CRYPT_E_SIGNER_NOT_FOUND);
@@ -151,6 +151,17 @@ TEST_F(VerifyBes, WantsEveryNamingAttributeToBeRight) {
   const Octets bad(good.size(), 0);
   builder.signedAttribute(oids::kSigningCertificate).values = {essV1(bad)};
   EXPECT_EQ(statusOf(builder.sign().message()), CADES_STATUS_NO_SIGNER_CERT);
+}
+
+TEST_F(VerifyBes, TakesFurtherNamesForTheOnlyOnesThatMayVouchForTheSigner) {
+  const X509* issuer = world.issuer().certificate();
+  builder.signedAttribute(oids::kSigningCertificateV2).values = {essV2({world.signer(), issuer})};
+  EXPECT_EQ(statusOf(builder.sign().message()), CADES_STATUS_GOOD);
+  builder.signedAttribute(oids::kSigningCertificateV2).values = {
+      essV2({world.signer(), world.firstAuthority().certificate()})};
+  const Verdict verdict = verdictOn(builder.sign().message());
+  EXPECT_EQ(verdict.status, CADES_STATUS_NO_CHAIN);
+  EXPECT_EQ(verdict.error, CERT_E_CHAINING);
 }
 
 TEST_F(VerifyBes, RefusesMalformedNames) {
