@@ -118,8 +118,10 @@ void escape(std::string& out, unsigned char byte) {
 bool isHarmless(const Utf8Step& step) {
   const bool c0 = step.character < 0x20;
   const bool deleteOrC1 = step.character >= 0x7F && step.character < 0xA0;
-  const bool separator = step.character == 0x2028 || step.character == 0x2029;
-  return step.valid && !c0 && !deleteOrC1 && !separator;
+  // Separators of lines, and marks that turn the direction of writing and so make a name another's.
+  const bool steers = (step.character >= 0x2028 && step.character <= 0x202E) ||
+                      (step.character >= 0x2066 && step.character <= 0x2069);
+  return step.valid && !c0 && !deleteOrC1 && !steers;
 }
 
 }  // namespace

@@ -216,4 +216,26 @@ TEST(EscapeControls, KeepsTextAndEscapesTheRest) {
   EXPECT_EQ(qx::escapeControls(std::string("\0", 1)), "\\x00");
 }
 
+TEST(EscapeControls, ShowsMarksThatTurnTheDirectionOfWriting) {
+  EXPECT_EQ(qx::escapeControls("CN=\u202Eetib a\u202C"), "CN=\\xE2\\x80\\xAEetib a\\xE2\\x80\\xAC");
+  EXPECT_EQ(qx::escapeControls("\u2066a\u2069"), "\\xE2\\x81\\xA6a\\xE2\\x81\\xA9");
+  EXPECT_EQ(qx::escapeControls("\u2027\u202F\u2065\u206A"), "\u2027\u202F\u2065\u206A");
+}
+
+// Whatever comes in, what goes out is one line that no terminal obeys.
+TEST(EscapeControls, LeavesNothingThatSteersATerminal) {
+  for (unsigned first = 0; first < 0x100; ++first) {
+    for (unsigned second = 0; second < 0x100; ++second) {
+      const std::string text = {'x', static_cast<char>(first), static_cast<char>(second), 'y'};
+      const std::string shown = qx::escapeControls(text);
+      ASSERT_TRUE(shown.starts_with("x") && shown.ends_with("y")) << first << " " << second;
+      for (const char c : shown) {
+        ASSERT_TRUE(static_cast<unsigned char>(c) >= 0x20 && c != 0x7F) << first << " " << second;
+      }
+      const bool isC1 = first == 0xC2 && second >= 0x80 && second < 0xA0;
+      ASSERT_TRUE(!isC1 || shown.find('\\') != std::string::npos);
+    }
+  }
+}
+
 }  // namespace
