@@ -116,4 +116,45 @@ TEST(ForkSafeMutex, TellsWhetherItIsTaken) {
   EXPECT_TRUE(taken);
 }
 
+TEST(ForkSafeMutex, LetsTwoThreadsForkAtOnce) {
+  ForkSafeMutex mutex;
+  std::atomic<int> failed = 0;
+  const auto forkMany = [&] {
+    for (int round = 0; round < 20; ++round) {
+      failed += inChild([&] {
+        const std::scoped_lock lock(mutex);
+        return 0;
+      });
+    }
+  };
+  std::thread first(forkMany);
+  std::thread second(forkMany);
+  first.join();
+  second.join();
+  EXPECT_EQ(failed, 0);
+}
+
+TEST(ForkSafeMutex, IsMadeWhileOthersFork) {
+  std::atomic<bool> stop = false;
+  std::thread maker([&] {
+    while (!stop) {
+      const auto several = std::make_unique<ForkSafeMutex[]>(5);
+      const std::scoped_lock lock(several[2]);
+    }
+  });
+  int failed = 0;
+  for (int round = 0; round < 20; ++round) {
+    failed += inChild([] {
+      ForkSafeMutex own;
+      {
+        const std::scoped_lock lock(own);
+      }
+      return inChild([&] { return own.try_lock() ? 0 : 1; });
+    });
+  }
+  stop = true;
+  maker.join();
+  EXPECT_EQ(failed, 0);
+}
+
 }  // namespace

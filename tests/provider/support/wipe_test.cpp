@@ -180,4 +180,51 @@ TEST(SecretBytes, AreLeftOutOfCoreDumps) {
   EXPECT_FALSE(isLeftOutOfCoreDumps(ordinary.data()));
 }
 
+TEST(SecretBytes, OfEverySizeAroundAPageAreZeroAtFirstAndWipedAtLast) {
+  for (const std::size_t size : {1U, 4095U, 4096U, 4097U, 8192U, 8193U}) {
+    const Watch watch;
+    {
+      SecretBytes bytes(size);
+      ASSERT_EQ(bytes.size(), size);
+      ASSERT_EQ(std::count(bytes.data(), bytes.data() + size, 0),
+                static_cast<std::ptrdiff_t>(size));
+      std::fill_n(bytes.data(), size, std::uint8_t{0xA5});
+    }
+    EXPECT_EQ(returned.size, (size + 4095) / 4096 * 4096) << size;
+    EXPECT_EQ(returned.nonZero, 0U) << size;
+  }
+}
+
+TEST(SecretBytes, OfAMessagesSizeAreWipedToo) {
+  constexpr std::size_t kSize = std::size_t{5} << 20U;
+  const Watch watch;
+  {
+    SecretBytes bytes(kSize);
+    std::fill_n(bytes.data(), kSize, std::uint8_t{0xA5});
+    const SecretBytes copy = bytes.clone();
+    EXPECT_NE(copy.data(), bytes.data());
+    EXPECT_TRUE(std::ranges::equal(copy.bytes(), bytes.bytes()));
+  }
+  EXPECT_EQ(returned.size, 2 * kSize);
+  EXPECT_EQ(returned.nonZero, 0U);
+}
+
+TEST(SecretBytes, AreEachOnPagesOfTheirOwn) {
+  const SecretBytes first(std::string_view("first"));
+  const SecretBytes second(std::string_view("second"));
+  const auto pageOf = [](const SecretBytes& bytes) {
+    return reinterpret_cast<std::uintptr_t>(bytes.data()) / 4096;
+  };
+  EXPECT_NE(pageOf(first), pageOf(second));
+}
+
+TEST(SecretBytes, OfACloneDoNotGoWithTheFirst) {
+  SecretBytes copy;
+  {
+    const SecretBytes first(std::string_view("secret"));
+    copy = first.clone();
+  }
+  EXPECT_EQ(copy.text(), "secret");
+}
+
 }  // namespace
