@@ -51,7 +51,7 @@ class SsfCommand : public LabTest, public ::testing::WithParamInterface<CommandC
 
   // An input that the command takes.
   std::string goodInput() const {
-    const std::string document = write("document", "what it is about\n");
+    std::string document = write("document", "what it is about\n");
     Arguments maker = GetParam().maker;
     if (maker.empty()) {
       return document;

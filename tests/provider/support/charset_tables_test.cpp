@@ -1,6 +1,4 @@
-#include <clocale>
 #include <cstdint>
-#include <cwchar>
 #include <string>
 #include <vector>
 
@@ -127,56 +125,6 @@ TEST(Charsets, LeaveABufferAloneThatIsTooSmall) {
               0U);
     EXPECT_EQ(out, std::string(16, '?')) << capacity;
   }
-}
-
-class WideText : public testing::Test {
- protected:
-  void SetUp() override {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): the test program has one thread here
-    ASSERT_NE(std::setlocale(LC_CTYPE, "C.UTF-8"), nullptr);
-  }
-
-  void TearDown() override {
-    // NOLINTNEXTLINE(concurrency-mt-unsafe): as above
-    static_cast<void>(std::setlocale(LC_CTYPE, "C"));
-  }
-};
-
-TEST_F(WideText, GoesOnWhereTheLastCallStopped) {
-  const char* text = "Жанна";
-  mbstate_t state{};
-  std::wstring all;
-  wchar_t out[3];
-  while (text != nullptr) {
-    const std::size_t count = qxsup_mbsrtowcs(out, &text, 3, &state);
-    ASSERT_LE(count, 2U);
-    EXPECT_EQ(out[count], L'\0');
-    all += out;
-  }
-  EXPECT_EQ(all, L"Жанна");
-}
-
-TEST_F(WideText, TakesACharacterThatBeganInTheCallBefore) {
-  mbstate_t state{};
-  wchar_t letter = L'?';
-  ASSERT_EQ(mbrtowc(&letter, "\xD0", 1, &state), static_cast<std::size_t>(-2));
-  const char* rest = "\x96!";
-  wchar_t out[4];
-  EXPECT_EQ(qxsup_mbsrtowcs(out, &rest, 4, &state), 2U);
-  EXPECT_STREQ(out, L"Ж!");
-  EXPECT_EQ(rest, nullptr);
-}
-
-TEST_F(WideText, StopsAtWhatIsNoCharacterAndSaysWhere) {
-  const char* const whole =
-      "ab\xFF"
-      "cd";
-  const char* text = whole;
-  mbstate_t state{};
-  wchar_t out[8] = {L'?', L'?'};
-  EXPECT_EQ(qxsup_mbsrtowcs(out, &text, 8, &state), static_cast<std::size_t>(-1));
-  EXPECT_EQ(out[0], L'\0');
-  EXPECT_EQ(text, whole + 2);
 }
 
 }  // namespace

@@ -145,4 +145,41 @@ TEST_F(Mbsrtowcs, RefusesWhatTheLocaleCannotConvert) {
   EXPECT_EQ(qxsup_mbsrtowcs(out.data(), nullptr, out.size(), &state), 0U);
 }
 
+TEST_F(Mbsrtowcs, GoesOnWhereTheLastCallStopped) {
+  const char* text = "Жанна";
+  mbstate_t state{};
+  std::wstring all;
+  wchar_t out[3];
+  while (text != nullptr) {
+    const std::size_t count = qxsup_mbsrtowcs(out, &text, 3, &state);
+    ASSERT_LE(count, 2U);
+    EXPECT_EQ(out[count], L'\0');
+    all += out;
+  }
+  EXPECT_EQ(all, L"Жанна");
+}
+
+TEST_F(Mbsrtowcs, TakesACharacterThatBeganInTheCallBefore) {
+  mbstate_t state{};
+  wchar_t letter = L'?';
+  ASSERT_EQ(mbrtowc(&letter, "\xD0", 1, &state), static_cast<std::size_t>(-2));
+  const char* rest = "\x96!";
+  wchar_t out[4];
+  EXPECT_EQ(qxsup_mbsrtowcs(out, &rest, 4, &state), 2U);
+  EXPECT_STREQ(out, L"Ж!");
+  EXPECT_EQ(rest, nullptr);
+}
+
+TEST_F(Mbsrtowcs, StopsAtWhatIsNoCharacterAndSaysWhere) {
+  const char* const whole =
+      "ab\xFF"
+      "cd";
+  const char* text = whole;
+  mbstate_t state{};
+  wchar_t out[8] = {L'?', L'?'};
+  EXPECT_EQ(qxsup_mbsrtowcs(out, &text, 8, &state), static_cast<std::size_t>(-1));
+  EXPECT_EQ(out[0], L'\0');
+  EXPECT_EQ(text, whole + 2);
+}
+
 }  // namespace

@@ -122,7 +122,7 @@ TEST_F(FilePlaces, FilesAreNeverReachedByAPath) {
 TEST_F(FilePlaces, FilesGetTheirModeBeforeTheyHaveTheirName) {
   const pid_t child = fork();
   if (child == 0) {
-    for (int round = 0; round < 50; ++round) {
+    for (int round = 0; round < 15; ++round) {
       static_cast<void>(writeFileIn(folder(), "secret", bytesOf("x"), 0400));
     }
     _exit(0);
@@ -154,7 +154,7 @@ TEST_F(FilePlaces, AFileTakesNoFoldersPlace) {
 
 TEST_F(FilePlaces, AreListedWholeHoweverMany) {
   std::vector<std::string> expected;
-  for (int i = 0; i < 1500; ++i) {
+  for (int i = 0; i < 600; ++i) {
     expected.push_back("file with a rather long name " + std::to_string(i));
     const Fd made(openat(folder(), expected.back().c_str(), O_WRONLY | O_CREAT | O_CLOEXEC, 0600));
     ASSERT_TRUE(made);
