@@ -174,6 +174,122 @@ TEST(ContentDecryption, OpensAesOfOpensslInAnyPieces) {
   }
 }
 
+/// What each algorithm wants as parameters, for a good initial value.
+struct Wanted {
+  const char* name;
+  const char* oid;
+  const char* parameters;
+};
+
+constexpr Wanted kWanted[] = {
+    {.name = "Gost28147",
+     .oid = "1.2.643.2.2.21",
+     .parameters = "3013 0408 0102030405060708 0607 2a850302021f01"},
+    {.name = "Magma",
+     .oid = "1.2.643.7.1.1.5.1.1",
+     .parameters = "300e 040c 000102030405060708090a0b"},
+    {.name = "Kuznyechik",
+     .oid = "1.2.643.7.1.1.5.2.1",
+     .parameters = "3012 0410 000102030405060708090a0b0c0d0e0f"},
+    {.name = "Aes128",
+     .oid = "2.16.840.1.101.3.4.1.2",
+     .parameters = "0410 000102030405060708090a0b0c0d0e0f"},
+    {.name = "Aes256",
+     .oid = "2.16.840.1.101.3.4.1.42",
+     .parameters = "0410 000102030405060708090a0b0c0d0e0f"},
+};
+
+class ContentParameters : public ::testing::TestWithParam<Wanted> {
+ protected:
+  const ContentAlgorithm& algorithm_ = *contentAlgorithm(GetParam().oid);
+  const Octets good_ = fromHex(GetParam().parameters);
+  const der::Bytes key_ = der::Bytes(kKey).first(algorithm_.keySize);
+};
+
+TEST_P(ContentParameters, AreTakenAsTheyAre) {
+  EXPECT_TRUE(ContentDecryption::open(algorithm_, good_, key_, {}));
+}
+
+TEST_P(ContentParameters, AreRefusedWhereverTheyAreCut) {
+  for (std::size_t length = 0; length < good_.size(); ++length) {
+    const auto opened =
+        ContentDecryption::open(algorithm_, der::Bytes(good_).first(length), key_, {});
+    EXPECT_EQ(opened.error(), static_cast<DWORD>(CRYPT_E_ASN1_EOD)) << length;
+  }
+}
+
+TEST_P(ContentParameters, AreRefusedWithSomethingBehind) {
+  Octets longer = good_;
+  longer.insert(longer.end(), {0x05, 0x00});
+  EXPECT_EQ(ContentDecryption::open(algorithm_, longer, key_, {}).error(),
+            static_cast<DWORD>(CRYPT_E_ASN1_CORRUPT));
+}
+
+TEST_P(ContentParameters, AreOpenedOrRefusedWhicheverBitIsFlipped) {
+  std::size_t refused = 0;
+  for (std::size_t bit = 0; bit < good_.size() * 8; ++bit) {
+    Octets bad = good_;
+    bad[bit / 8] ^= static_cast<std::uint8_t>(1U << (bit % 8));
+    const auto opened = ContentDecryption::open(algorithm_, bad, key_, {});
+    refused += opened ? 0U : 1U;
+    const DWORD error = opened ? ERROR_SUCCESS : opened.error();
+    EXPECT_NE(error, static_cast<DWORD>(NTE_FAIL)) << bit;
+  }
+  EXPECT_GE(refused, 16U) << "at least the identifier and the length of the first element";
+}
+
+TEST_P(ContentParameters, NeedAKeyOfTheAlgorithmsLength) {
+  for (const std::size_t length : {0U, 1U, 15U, 17U, 31U}) {
+    if (length != algorithm_.keySize) {
+      EXPECT_EQ(
+          ContentDecryption::open(algorithm_, good_, der::Bytes(kKey).first(length), {}).error(),
+          kBadData)
+          << length;
+    }
+  }
+}
+
+TEST_P(ContentParameters, OpenNothingToNothing) {
+  auto cipher = ContentDecryption::open(algorithm_, good_, key_, {});
+  ASSERT_TRUE(cipher);
+  Octets out(32);
+  EXPECT_EQ(*cipher->update({}, out.data()), 0U);
+  const auto last = cipher->finish(out.data());
+  if (algorithm_.kind == ContentAlgorithm::Kind::AesCbc) {
+    EXPECT_EQ(last.error(), kBadData) << "not even padding";
+  } else {
+    EXPECT_EQ(*last, 0U);
+  }
+}
+
+INSTANTIATE_TEST_SUITE_P(All, ContentParameters, ::testing::ValuesIn(kWanted), [](const auto& one) {
+  return std::string(one.param.name);
+});
+
+TEST(ContentDecryption, RefusesAnUnknownSet) {
+  EXPECT_EQ(decrypted(std::string(kGost28147Oid),
+                      fromHex("3013 0408 0102030405060708 0607 2a850302021f63"),
+                      kKey,
+                      {},
+                      {})
+                .error(),
+            static_cast<DWORD>(NTE_BAD_ALGID));
+}
+
+TEST(ContentDecryption, OpensGost28147InAnyPieces) {
+  const Octets plain(5'000, 0x5A);
+  const Octets parameters = fromHex("3013 0408 0102030405060708 0607 2a850302021f01");
+  auto stream = gost28147Cfb(kGost28147SetA, Direction::Encrypt, kKey, fromHex("0102030405060708"));
+  Octets encrypted(plain.size());
+  ASSERT_TRUE(stream->update(plain, encrypted.data()));
+  for (const std::size_t piece : {1U, 7U, 8U, 1'023U, 1'024U, 5'000U}) {
+    const auto content =
+        decrypted(std::string(kGost28147Oid), parameters, kKey, {}, encrypted, piece);
+    ASSERT_TRUE(content);
+    EXPECT_EQ(*content, plain) << piece;
+  }
+}
+
 TEST(ContentAlgorithm, IsKnownByItsOid) {
   EXPECT_EQ(contentAlgorithm("1.2.840.113549.3.7"), nullptr) << "triple DES";
   EXPECT_EQ(contentAlgorithm(""), nullptr);

@@ -1,7 +1,12 @@
 #include "provider/cipher/kdf_tree.h"
 
-#include <gtest/gtest.h>
+#include <string>
 
+#include <gtest/gtest.h>
+#include <openssl/hmac.h>
+#include <openssl/obj_mac.h>
+
+#include "provider/openssl/engine.h"
 #include "tests/provider/der/hex.h"
 
 namespace qx {
@@ -27,6 +32,34 @@ TEST(KdfTree, DependsOnAllThatItIsGiven) {
   EXPECT_NE(toHex(kdfTree(key, fromHex("02"), fromHex("02")).bytes()), first);
   EXPECT_NE(toHex(kdfTree(key, fromHex("01"), fromHex("01")).bytes()), first);
   EXPECT_NE(toHex(kdfTree(fromHex("00"), fromHex("01"), fromHex("02")).bytes()), first);
+}
+
+// The same, told with libcrypto's HMAC over the engine's hash.
+TEST(KdfTree, IsTheHmacOfItsParts) {
+  ASSERT_TRUE(gostEngine());
+  const auto key = fromHex("8f5eef8814d228fb2bbc5612323730cfa33db7263cc2c0a01a6c6953f33d61d5");
+  const auto label = test::bytesOfText("kdf tree");
+  const auto seed = fromHex("c1c2c3c4c5c6c7c8");
+  std::string expected;
+  for (const std::uint8_t number : {std::uint8_t{1}, std::uint8_t{2}}) {
+    std::vector<std::uint8_t> input = {number};
+    input.insert(input.end(), label.begin(), label.end());
+    input.push_back(0);
+    input.insert(input.end(), seed.begin(), seed.end());
+    input.insert(input.end(), {0x02, 0x00});
+    std::uint8_t mac[EVP_MAX_MD_SIZE];
+    unsigned length = 0;
+    ASSERT_NE(HMAC(gostDigest(NID_id_GostR3411_2012_256),
+                   key.data(),
+                   static_cast<int>(key.size()),
+                   input.data(),
+                   input.size(),
+                   mac,
+                   &length),
+              nullptr);
+    expected += toHex({mac, length});
+  }
+  EXPECT_EQ(toHex(kdfTree(key, label, seed).bytes()), expected);
 }
 
 }  // namespace
