@@ -132,7 +132,8 @@ Result<ContentDecryption> ContentDecryption::open(const ContentAlgorithm& algori
                                                   der::Bytes parameters,
                                                   der::Bytes key,
                                                   der::Bytes mac) {
-  if (key.size() != algorithm.keySize) {
+  // A MAC beside an algorithm that has none: somebody may have put that algorithm in the place of another.
+  if (key.size() != algorithm.keySize || (!mac.empty() && !algorithm.hasMac())) {
     return fail(NTE_BAD_DATA);
   }
   if (algorithm.kind == Kind::Acpkm || algorithm.kind == Kind::AcpkmOmac) {

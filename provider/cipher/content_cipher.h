@@ -51,9 +51,10 @@ const ContentAlgorithm* contentAlgorithm(std::string_view oid);
 /// ContentDecryption decrypts content with the session key, in any number of pieces.
 class ContentDecryption {
  public:
-  /// open: `key` has the algorithm's keySize, `mac` is the encrypted MAC of an algorithm that has one.
+  /// open: `key` has the algorithm's keySize, `mac` is the encrypted MAC of an algorithm that has one,
+  /// empty for others.
   /// CRYPT_E_ASN1_... for parameters that are none of the algorithm's, NTE_BAD_ALGID for an unknown
-  /// set, NTE_BAD_DATA for a MAC of a wrong length, NTE_FAIL.
+  /// set, NTE_BAD_DATA for a MAC of a wrong length or where there is none, NTE_FAIL.
   static Result<ContentDecryption> open(const ContentAlgorithm& algorithm,
                                         der::Bytes parameters,
                                         der::Bytes key,

@@ -249,6 +249,12 @@ TEST_P(ContentParameters, NeedAKeyOfTheAlgorithmsLength) {
   }
 }
 
+TEST_P(ContentParameters, OfAnAlgorithmWithoutMacAreRefusedWithOne) {
+  for (const std::size_t length : {1U, 8U, 16U}) {
+    EXPECT_EQ(ContentDecryption::open(algorithm_, good_, key_, Octets(length)).error(), kBadData);
+  }
+}
+
 TEST_P(ContentParameters, OpenNothingToNothing) {
   auto cipher = ContentDecryption::open(algorithm_, good_, key_, {});
   ASSERT_TRUE(cipher);
