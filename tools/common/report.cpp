@@ -5,6 +5,7 @@
 #include <span>
 #include <string_view>
 #include <system_error>
+#include <utility>
 
 namespace qx::tools {
 namespace {
@@ -73,7 +74,10 @@ void Report::error(ExitCode code, const std::string& text) {
   facts_["error"] = {{"exitCode", static_cast<int>(code)}, {"message", printable(text)}};
 }
 
-void Report::print() const {
+void Report::print() {
+  if (std::exchange(printed_, true)) {
+    return;
+  }
   if (json_) {
     const std::string text =
         facts_.dump(2, ' ', false, nlohmann::ordered_json::error_handler_t::replace);

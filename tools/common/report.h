@@ -39,12 +39,13 @@ class Report {
   void warn(const std::string& text);
   void error(ExitCode code, const std::string& text);
 
-  /// print ends the report.
-  void print() const;
+  /// print ends the report; only its first call says anything.
+  void print();
 
  private:
   std::string tool_;
   bool json_ = false;
+  bool printed_ = false;
   std::FILE* stream_ = stdout;
   nlohmann::ordered_json facts_ = nlohmann::ordered_json::object();
   std::vector<std::string> lines_;

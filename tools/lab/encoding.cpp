@@ -4,6 +4,7 @@
 #include <openssl/pem.h>
 #include <openssl/pkcs12.h>
 
+#include "provider/openssl/engine.h"
 #include "tools/lab/encode.h"
 #include "tools/lab/error.h"
 #include "tools/lab/pki.h"
@@ -21,6 +22,10 @@ std::string pem(Write write, const char* what) {
   char* text = nullptr;
   const long length = BIO_get_mem_data(memory.get(), &text);
   return {text, static_cast<size_t>(length)};
+}
+
+BioPtr memoryOf(const std::string& text) {
+  return owned<BioPtr>(BIO_new_mem_buf(text.data(), static_cast<int>(text.size())), "memory");
 }
 
 Pkcs8Ptr privateKeyInfo(const EVP_PKEY* key) {
@@ -126,6 +131,21 @@ std::string thumbprint(const X509* certificate) {
     text += "0123456789abcdef"[hash[i] & 15];
   }
   return text;
+}
+
+X509Ptr certificateFromPem(const std::string& pem) {
+  const auto memory = memoryOf(pem);
+  return owned<X509Ptr>(PEM_read_bio_X509(memory.get(), nullptr, nullptr, nullptr), "certificate");
+}
+
+// libcrypto reads GOST keys once the engine is there.
+EvpPkeyPtr keyFromPem(const std::string& pem) {
+  if (!gostEngine()) {
+    throwError("the GOST engine cannot be loaded");
+  }
+  const auto memory = memoryOf(pem);
+  return owned<EvpPkeyPtr>(PEM_read_bio_PrivateKey(memory.get(), nullptr, nullptr, nullptr),
+                           "private key");
 }
 
 X509Ptr readCertificate(const Bytes& der) {

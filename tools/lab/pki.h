@@ -162,6 +162,10 @@ std::string thumbprint(const X509* certificate);
 
 X509Ptr readCertificate(const Bytes& der);
 
+/// certificateFromPem reads a certificate, keyFromPem a key without a PIN.
+X509Ptr certificateFromPem(const std::string& pem);
+EvpPkeyPtr keyFromPem(const std::string& pem);
+
 }  // namespace qx::lab
 
 #endif

@@ -64,9 +64,8 @@ Services::Services(std::uint16_t port) : server_(std::make_unique<httplib::Serve
   server_->set_socket_options(reuseAddress);
   // A connection that stays open for more would hold the end up.
   server_->set_keep_alive_max_count(1);
-  port_ = port == 0 ? server_->bind_to_any_port(kHost)
-                    : (server_->bind_to_port(kHost, port) ? port : -1);
-  if (port_ <= 0) {
+  port_ = port == 0 ? server_->bind_to_any_port(kHost) : port;
+  if (port_ < 0 || (port != 0 && !server_->bind_to_port(kHost, port))) {
     throw std::runtime_error("port " + std::to_string(port) + " of 127.0.0.1 cannot be had");
   }
   thread_ = std::thread([this] { server_->listen_after_bind(); });
@@ -117,6 +116,7 @@ void Services::offerOcsp(const std::string& path,
             const Bytes& request) {
           const OcspQuery query = readOcspQuery(request);
           std::vector<OcspEntry> entries;
+          entries.reserve(query.wanted.size());
           for (const OcspQuery::Wanted& wanted : query.wanted) {
             entries.push_back(entryFor(wanted, ofIssuer.get(), revoked));
           }

@@ -42,7 +42,8 @@ struct Conduct {
 };
 
 /// Services answers over HTTP on 127.0.0.1: time stamps, OCSP, and files (CRLs, certificates). What is
-/// offered may change while it runs; every function may be called from any thread.
+/// offered may change while it runs; every function may be called from any thread. The process ignores
+/// SIGPIPE from then on.
 class Services {
  public:
   /// Listens as long as it lives; port 0 takes any that is free. Throws std::runtime_error when the

@@ -1,3 +1,5 @@
+#include <csignal>
+#include <cstdio>
 #include <map>
 #include <memory>
 #include <string>
@@ -6,7 +8,9 @@
 #include "tools/common/tool.h"
 #include "tools/lab/pki.h"
 #include "tools/qxprovider/commands.h"
+#include "tools/qxprovider/lab_addresses.h"
 #include "tools/qxprovider/lab_people.h"
+#include "tools/qxprovider/lab_server.h"
 #include "tools/qxprovider/lab_writer.h"
 
 namespace qx::admin {
@@ -30,13 +34,17 @@ struct LabPair {
   std::vector<lab::RevokedEntry> revoked;
 };
 
-LabPair makeAuthority(const LabAuthority& plan, const LabWriter& writer) {
+LabPair makeAuthority(const LabAuthority& plan,
+                      const LabAddresses& addresses,
+                      const LabWriter& writer) {
   const std::string name = plan.name;
   const std::string title = plan.title;
   Authority root = Authority::selfSigned(
       plan.kind, {.subject = nameOf(title + " Root"), .notBefore = kBackdated});
-  Authority issuing = root.subordinate(
-      plan.kind, {.subject = nameOf(title + " CA"), .notBefore = kBackdated, .pathLength = 0});
+  CertificateOptions options{
+      .subject = nameOf(title + " CA"), .notBefore = kBackdated, .pathLength = 0};
+  addresses.addTo(options, name + "-root");
+  Authority issuing = root.subordinate(plan.kind, options);
   writer.addCertificate("Root", root.certificate());
   writer.addCertificate("CA", issuing.certificate());
   writer.copy(name + "-root", root.key(), root.certificate());
@@ -44,8 +52,9 @@ LabPair makeAuthority(const LabAuthority& plan, const LabWriter& writer) {
   return {.root = std::move(root), .issuing = std::move(issuing), .revoked = {}};
 }
 
-CertificateOptions optionsFor(const LabPerson& person) {
+CertificateOptions optionsFor(const LabPerson& person, const LabAddresses& addresses) {
   CertificateOptions options{.subject = nameOf(person.commonName), .notBefore = kBackdated};
+  addresses.addTo(options, person.authority + std::string("-ca"));
   if (person.state == LabState::Expired) {
     options.notAfter = -lab::kDay;
   }
@@ -93,10 +102,11 @@ void describe(const LabPerson& person, const X509* certificate, tools::Report& r
 
 void makePerson(const LabPerson& person,
                 LabPair& authority,
+                const LabAddresses& addresses,
                 const LabWriter& writer,
                 tools::Report& report) {
   const EvpPkeyPtr key = lab::generateKey(person.kind);
-  const X509Ptr certificate = authority.issuing.issue(key.get(), optionsFor(person));
+  const X509Ptr certificate = authority.issuing.issue(key.get(), optionsFor(person, addresses));
   writer.copy(person.name, key.get(), certificate.get());
   if (isPerson(person)) {
     writer.addKey(
@@ -121,19 +131,23 @@ void makeCrls(const LabAuthority& plan, const LabPair& pair, const LabWriter& wr
                 pair.issuing.crl({.revoked = pair.revoked, .thisUpdate = kBackdated}).get());
 }
 
-void create(tools::Report& report, const std::string& folder) {
+void create(tools::Report& report, const std::string& folder, const std::string& services) {
+  const LabAddresses addresses(services);
   const LabWriter writer(folder);
   report.facts()["folder"] = writer.folder();
+  if (!addresses.services().empty()) {
+    report.facts()["services"] = addresses.services();
+  }
   std::map<std::string, LabPair> authorities;
   for (const LabAuthority& plan : labAuthorities()) {
-    authorities.emplace(plan.name, makeAuthority(plan, writer));
+    authorities.emplace(plan.name, makeAuthority(plan, addresses, writer));
     report.facts()["authorities"].push_back(
         {{"name", plan.name}, {"type", lab::kindName(plan.kind)}});
     report.line("authority: " + std::string(plan.title) + " Root and CA (" +
                 lab::kindName(plan.kind) + ")");
   }
   for (const LabPerson& person : labPeople()) {
-    makePerson(person, authorities.at(person.authority), writer, report);
+    makePerson(person, authorities.at(person.authority), addresses, writer, report);
   }
   for (const LabAuthority& plan : labAuthorities()) {
     makeCrls(plan, authorities.at(plan.name), writer);
@@ -142,14 +156,59 @@ void create(tools::Report& report, const std::string& folder) {
   report.line("Use it with: . " + writer.folder() + "/environment");
 }
 
+// Serves until somebody asks for the end. Threads inherit the mask: none of them is interrupted.
+void serve(tools::Report& report, const LabServing& serving) {
+  sigset_t ends;
+  sigemptyset(&ends);
+  sigaddset(&ends, SIGINT);
+  sigaddset(&ends, SIGTERM);
+  pthread_sigmask(SIG_BLOCK, &ends, nullptr);
+  const LabServer server(serving);
+  server.describe(report);
+  report.print();
+  static_cast<void>(std::fflush(stdout));
+  int signal = 0;
+  sigwait(&ends, &signal);
+}
+
+void addCreate(tools::Tool& tool, CLI::App& noun) {
+  auto folder = std::make_shared<std::string>();
+  auto services = std::make_shared<std::string>();
+  CLI::App& creating = *noun.add_subcommand("create", "Make a test PKI in a new folder");
+  creating.add_option("DIR", *folder, "The folder")->required();
+  creating.add_option("--services",
+                      *services,
+                      "http://host:port where `lab serve` will answer: the certificates name it");
+  creating.callback([&tool, folder, services] { create(tool.report, *folder, *services); });
+}
+
+void addServe(tools::Tool& tool, CLI::App& noun) {
+  auto serving = std::make_shared<LabServing>();
+  CLI::App& verb =
+      *noun.add_subcommand("serve", "Answer for a lab on 127.0.0.1 until SIGTERM or SIGINT");
+  verb.add_option("DIR", serving->folder, "A folder that `lab create` made")->required();
+  verb.add_option("--port",
+                  serving->port,
+                  "The port, 0 for any; without it the one that the certificates name");
+  verb.add_option("--revoke", serving->revoked, "Revoke somebody's certificate now");
+  verb.add_option("--delay", serving->delayMs, "Wait so many milliseconds for a time stamp");
+  verb.add_flag("--stall", serving->stalls, "Never give a time stamp");
+  verb.add_flag("--refuse", serving->refuses, "Refuse time stamps");
+  verb.add_flag("--expired", serving->expired, "Stamp with a certificate whose time is over");
+  verb.add_flag("--wrong-nonce", serving->stamps.wrongNonce, "Stamp with another nonce");
+  verb.add_flag("--wrong-imprint", serving->stamps.wrongImprint, "Stamp another imprint");
+  verb.add_flag("--chunked", serving->chunked, "Give time stamps in chunks");
+  verb.add_flag("--redirect", serving->redirects, "Give time stamps at another place");
+  verb.add_flag("--oversize", serving->oversize, "Give far too much with a time stamp");
+  verb.callback([&tool, serving] { serve(tool.report, *serving); });
+}
+
 }  // namespace
 
 void addLab(tools::Tool& tool) {
   CLI::App& noun = *tool.app.add_subcommand("lab", "A test PKI")->require_subcommand(1);
-  auto folder = std::make_shared<std::string>();
-  CLI::App& creating = *noun.add_subcommand("create", "Make a test PKI in a new folder");
-  creating.add_option("DIR", *folder, "The folder")->required();
-  creating.callback([&tool, folder] { create(tool.report, *folder); });
+  addCreate(tool, noun);
+  addServe(tool, noun);
 }
 
 }  // namespace qx::admin

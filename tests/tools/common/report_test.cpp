@@ -17,7 +17,7 @@ using ::testing::internal::CaptureStdout;
 using ::testing::internal::GetCapturedStderr;
 using ::testing::internal::GetCapturedStdout;
 
-std::string printed(const Report& report) {
+std::string printed(Report& report) {
   CaptureStdout();
   report.print();
   static_cast<void>(std::fflush(stdout));
@@ -30,6 +30,14 @@ TEST(Report, PrintsItsLines) {
   report.line("two");
   report.facts()["key"] = 1;
   EXPECT_EQ(printed(report), "one\ntwo\n");
+}
+
+TEST(Report, PrintsOnce) {
+  Report report("tool");
+  report.line("one");
+  EXPECT_EQ(printed(report), "one\n");
+  report.line("two");
+  EXPECT_EQ(printed(report), "");
 }
 
 TEST(Report, PrintsItsFactsInsteadWhenAsked) {

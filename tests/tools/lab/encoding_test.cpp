@@ -34,6 +34,15 @@ TEST_P(LabEncoding, ReadsItsOwnDer) {
   EXPECT_EQ(X509_cmp(again.get(), authority_.certificate()), 0);
 }
 
+TEST_P(LabEncoding, ReadsItsOwnPem) {
+  const X509Ptr certificate = certificateFromPem(toPem(authority_.certificate()));
+  EXPECT_EQ(X509_cmp(certificate.get(), authority_.certificate()), 0);
+  const EvpPkeyPtr key = keyFromPem(toPem(authority_.key()));
+  EXPECT_EQ(toDer(key.get()), toDer(authority_.key()));
+  EXPECT_THROW(certificateFromPem(toPem(authority_.key())), std::runtime_error);
+  EXPECT_THROW(keyFromPem(toPem(authority_.certificate())), std::runtime_error);
+}
+
 TEST_P(LabEncoding, LocksAKeyThatTheOpensslCommandOpens) {
   const std::string file = folder_.write("key", toPem(authority_.key(), "1234", 1000));
   const test::CommandResult opened =
