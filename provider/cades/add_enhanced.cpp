@@ -26,7 +26,9 @@ Result<void> addEnhanced(SignedData& message,
   if (!signer) {
     return signer.failure();
   }
-  Result<SignerInfo> enhanced = enhancedSigner(message, *signer, completed->certificate(), service);
+  Network network;
+  Result<SignerInfo> enhanced =
+      enhancedSigner(message, *signer, completed->certificate(), service, network);
   if (!enhanced) {
     return enhanced.failure();
   }

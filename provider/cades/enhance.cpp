@@ -42,11 +42,15 @@ Result<HashAlgorithm> lastingHash(const SignerInfo& signer) {
 // Enhancement is the work on one signer.
 class Enhancement {
  public:
-  Enhancement(const SignedData& message, HashAlgorithm hash, TimeStampService& service)
+  Enhancement(const SignedData& message,
+              HashAlgorithm hash,
+              TimeStampService& service,
+              Network& network)
       : certificates_(certificatesOf(message.certificates())),
         crls_(crlsOf(message.crls())),
         hash_(hash),
-        service_(&service) {}
+        service_(&service),
+        network_(&network) {}
 
   Result<SignerInfo> run(const SignerInfo& signer, CertificatePtr certificate) {
     // Judged first: who is not trusted needs no time stamp.
@@ -68,18 +72,25 @@ class Enhancement {
 
  private:
   Result<JudgedChain> judge(CertificatePtr certificate) const {
-    return judgeChain(
-        {.certificate = std::move(certificate), .certificates = certificates_, .crls = crls_});
+    return judgeChain({.certificate = std::move(certificate),
+                       .certificates = certificates_,
+                       .crls = crls_,
+                       .network = network_});
   }
 
+  // The service has proved the stamp; here it only has to be known who made it.
   Result<JudgedChain> judgeAuthority(der::Bytes stamp) {
     const Result<TimeStampToken> token = TimeStampToken::read(stamp);
     if (!token) {
       return token.failure();
     }
+    const Result<const SignerInfo*> signer = token->signedData().signer(0);
+    if (!signer) {
+      return signer.failure();
+    }
     certificates_.insert(
         certificates_.end(), token->certificates().begin(), token->certificates().end());
-    Result<CertificatePtr> authority = token->verifySignature(certificates_);
+    Result<CertificatePtr> authority = findNamedSigner(**signer, certificates_);
     return authority ? judge(*std::move(authority)) : authority.failure();
   }
 
@@ -124,6 +135,7 @@ class Enhancement {
   std::vector<CrlPtr> crls_;
   HashAlgorithm hash_;
   TimeStampService* service_;
+  Network* network_;
 };
 
 }  // namespace
@@ -131,7 +143,8 @@ class Enhancement {
 Result<SignerInfo> enhancedSigner(const SignedData& message,
                                   const SignerInfo& signer,
                                   CertificatePtr certificate,
-                                  TimeStampService& service) {
+                                  TimeStampService& service,
+                                  Network& network) {
   if (isEnhanced(signer)) {
     return fail(CRYPT_E_EXISTS);
   }
@@ -146,7 +159,7 @@ Result<SignerInfo> enhancedSigner(const SignedData& message,
     }
     certificate = *std::move(found);
   }
-  return Enhancement(message, *hash, service).run(signer, std::move(certificate));
+  return Enhancement(message, *hash, service, network).run(signer, std::move(certificate));
 }
 
 Result<void> enhance(SignedData& message, std::size_t index, TimeStampService& service) {
@@ -157,7 +170,9 @@ Result<void> enhance(SignedData& message, std::size_t index, TimeStampService& s
   if (isXLongType1(**signer)) {
     return {};
   }
-  Result<SignerInfo> enhanced = enhancedSigner(message, **signer, /*certificate=*/nullptr, service);
+  Network network;
+  Result<SignerInfo> enhanced =
+      enhancedSigner(message, **signer, /*certificate=*/nullptr, service, network);
   if (!enhanced) {
     return enhanced.failure();
   }
@@ -166,13 +181,15 @@ Result<void> enhance(SignedData& message, std::size_t index, TimeStampService& s
 }
 
 Result<void> enhanceAll(SignedData& message, TimeStampService& service) {
+  Network network;  // one for all, so that many signers do not take many times as long
   std::vector<std::pair<std::size_t, SignerInfo>> enhanced;
   for (std::size_t i = 0; i < message.signers().size(); ++i) {
     const SignerInfo& signer = message.signers()[i];
     if (isXLongType1(signer)) {
       continue;
     }
-    Result<SignerInfo> one = enhancedSigner(message, signer, /*certificate=*/nullptr, service);
+    Result<SignerInfo> one =
+        enhancedSigner(message, signer, /*certificate=*/nullptr, service, network);
     if (!one) {
       return one.failure();
     }
