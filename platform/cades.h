@@ -103,28 +103,41 @@ QX_PIN_SIZE(CADES_BLOB_ARRAY, 16);
 QX_PIN(CADES_BLOB_ARRAY, cBlob, 0);
 QX_PIN(CADES_BLOB_ARRAY, pBlobs, 8);
 
-/** Opens a signed message to encode, with the attributes that CAdES asks for; the rest is as for
- * CryptMsgOpenToEncode. NULL on failure. */
+/** Opens a signed message to encode, with the attributes that CAdES asks for: contentType,
+ * messageDigest, signingTime and the signing certificate (RFC 5126, 5.7 and 5.8), unless a signer's
+ * record has them already; the rest is as for CryptMsgOpenToEncode. A signer's certificate is looked for
+ * among those that go into the message, then with his key, then in the stores:
+ * CRYPT_E_SIGNER_NOT_FOUND. NULL on failure. */
 QX_MUST_USE QX_PLATFORM_API HCRYPTMSG CadesMsgOpenToEncode(DWORD dwMsgEncodingType,
                                                            DWORD dwFlags,
                                                            CADES_ENCODE_INFO* pvMsgEncodeInfo,
                                                            LPSTR pszInnerContentObjID,
                                                            PCMSG_STREAM_INFO pStreamInfo);
 
-/** Adds time stamps and validation data to one signature of a decoded message. */
+/** Adds time stamps and validation data to one signature of a decoded message, which makes it one of the
+ * type in *pCadesSignPara: ERROR_NOT_SUPPORTED for any but CADES_TYPE_X_LONG_1. No byte that was received
+ * is encoded anew, and nothing is changed when the call fails. A signature of that type is left as it is;
+ * one that has some of the attributes already: CRYPT_E_EXISTS. The chains of the signer and of the
+ * time-stamp authority have to be good now, with their revocation known: CERT_E_..., CRYPT_E_REVOKED,
+ * CRYPT_E_NO_REVOCATION_CHECK, CRYPT_E_REVOCATION_OFFLINE. A signer who does not name his certificate by
+ * a signed attribute: CRYPT_E_ATTRIBUTES_MISSING; one whose certificate is not at hand:
+ * CRYPT_E_SIGNER_NOT_FOUND. */
 QX_MUST_USE QX_PLATFORM_API BOOL CadesMsgEnhanceSignature(HCRYPTMSG hCryptMsg,
                                                           DWORD dwSignatureIndex,
                                                           CADES_SIGN_PARA* pCadesSignPara);
 
-/** The same for every signature. */
+/** The same for every signature, or for none when it fails for one. */
 QX_MUST_USE QX_PLATFORM_API BOOL CadesMsgEnhanceSignatureAll(HCRYPTMSG hCryptMsg,
                                                              CADES_SIGN_PARA* pCadesSignPara);
 
-/** Adds a signer to a decoded message and enhances his signature. */
+/** Adds a signer, as CMSG_CTRL_ADD_SIGNER does but with the attributes of CadesMsgOpenToEncode, to a
+ * decoded message and enhances his signature. His certificate is not put beside those of the message: it
+ * is among the validation data. Nothing is changed when the call fails. */
 QX_MUST_USE QX_PLATFORM_API BOOL CadesMsgAddEnhancedSignature(HCRYPTMSG hCryptMsg,
                                                               CADES_ENHANCED_SIGN_PARA* pPara);
 
-/** Says in *pbResult whether a signature is of a type (CADES_TYPE_...). */
+/** Says in *pbResult whether a signature has all attributes of a type: ERROR_NOT_SUPPORTED for any but
+ * CADES_TYPE_X_LONG_1. What is in them is not looked at. */
 QX_MUST_USE QX_PLATFORM_API BOOL CadesMsgIsType(HCRYPTMSG hCryptMsg,
                                                 DWORD dwSignatureIndex,
                                                 DWORD dwCadesType,
@@ -143,8 +156,9 @@ CadesMsgVerifySignature(HCRYPTMSG hCryptMsg,
  * alone. */
 QX_PLATFORM_API BOOL CadesFreeVerificationInfo(CADES_VERIFICATION_INFO* pVerificationInfo);
 
-/** The certificates that a signature carries among its validation data, each as DER. The caller frees
- * *ppValues with CadesFreeBlobArray; it is NULL on failure. */
+/** The certificates that a signature carries among its validation data, each as DER;
+ * CRYPT_E_ATTRIBUTES_MISSING when it carries no such data. The caller frees *ppValues with
+ * CadesFreeBlobArray; it is NULL on failure. */
 QX_MUST_USE QX_PLATFORM_API BOOL CadesMsgGetCertificateValues(HCRYPTMSG hCryptMsg,
                                                               DWORD dwSignatureIndex,
                                                               CADES_BLOB_ARRAY** ppValues);

@@ -23,7 +23,7 @@ class TimeStampService {
   TimeStampService(TimeStampService&&) = delete;
   TimeStampService& operator=(TimeStampService&&) = delete;
 
-  /// stamp gives a TimeStampToken (RFC 3161) over a hash.
+  /// stamp gives a TimeStampToken (RFC 3161) over a hash, whose signature and authority are good.
   virtual Result<std::vector<std::uint8_t>> stamp(HashAlgorithm algorithm, der::Bytes imprint) = 0;
 };
 
