@@ -1,7 +1,9 @@
 #include "provider/chain/ocsp_data.h"
 
 #include <algorithm>
+#include <array>
 #include <string>
+#include <thread>
 #include <vector>
 
 #include <gtest/gtest.h>
@@ -74,6 +76,22 @@ TEST_F(OcspAnswer, IsDecodedOnce) {
   const OcspPtr answer = answerOf(responder.basic(entries));
   ASSERT_NE(answer->response(), nullptr);
   EXPECT_EQ(answer->response(), answer->response());
+}
+
+TEST_F(OcspAnswer, IsDecodedOnceByManyThreads) {
+  const OcspPtr answer = answerOf(responder.basic(entries));
+  std::array<const OCSP_BASICRESP*, 8> seen{};
+  std::vector<std::thread> threads;
+  threads.reserve(seen.size());
+  for (const OCSP_BASICRESP*& place : seen) {
+    threads.emplace_back([&] { place = answer->response(); });
+  }
+  for (std::thread& thread : threads) {
+    thread.join();
+  }
+  for (const OCSP_BASICRESP* one : seen) {
+    EXPECT_EQ(one, answer->response());
+  }
 }
 
 TEST_F(OcspAnswer, RefusesAResponseThatIsAnError) {

@@ -1,7 +1,6 @@
 // CertGetCertificateChain in a process that may go online, against real servers.
-#include <stdlib.h>
-
 #include <chrono>
+#include <cstdlib>
 #include <fstream>
 #include <iterator>
 #include <memory>
