@@ -144,8 +144,9 @@ QX_MUST_USE QX_PLATFORM_API BOOL CadesMsgIsType(HCRYPTMSG hCryptMsg,
                                                 BOOL* pbResult);
 
 /** Verifies a signature with all that CAdES asks for. pVerificationPara NULL: the level that the
- * attributes show. *ppVerificationInfo, when it could look at the signer, is set also when it
- * returns FALSE, else NULL; the caller frees it with CadesFreeVerificationInfo. */
+ * attributes show; there are no others (E_INVALIDARG). *ppVerificationInfo, when it could look at
+ * the signer, is set also when it returns FALSE, else NULL; the caller frees it with
+ * CadesFreeVerificationInfo. */
 QX_MUST_USE QX_PLATFORM_API BOOL
 CadesMsgVerifySignature(HCRYPTMSG hCryptMsg,
                         DWORD dwSignatureIndex,

@@ -2,6 +2,8 @@
 
 #include "tests/provider/cades/cades_builder.h"
 #include "tests/provider/cades/cades_verdict.h"
+#include "tests/support/command.h"
+#include "tests/support/temp_dir.h"
 
 namespace qx::test {
 namespace {
@@ -75,6 +77,61 @@ TEST_F(VerifyStamped, RefusesAnIssuerWhoIsNowhere) {
   world.storeCrls();
   builder.certificates.pop_back();
   EXPECT_EQ(status(), CADES_STATUS_NO_CHAIN);
+}
+
+// Signature and stamp both by the openssl command.
+TEST(VerifyStampedByOpenssl, AcceptsTheSignature) {
+  const VerifyWorld world;
+  world.storeCrls();
+  const TempDir folder;
+  folder.write("signer.pem", lab::toPem(world.signer()));
+  folder.write("key.pem", lab::toPem(world.signerKey()));
+  folder.write("issuer.pem", lab::toPem(world.issuer().certificate()));
+  folder.write("tsa.pem", lab::toPem(world.firstAuthority().certificate()));
+  folder.write("tsakey.pem", lab::toPem(world.firstAuthority().key()));
+  folder.write("content", "foreign");
+  folder.write("serial", "01\n");
+  folder.write("tsa.cnf",
+               "[tsa]\ndefault_tsa=one\n[one]\nserial=serial\nsigner_cert=tsa.pem\n"
+               "signer_key=tsakey.pem\nsigner_digest=sha256\ndefault_policy=1.2.3.4.1\n"
+               "digests=sha256\ness_cert_id_alg=sha256\n");
+  const auto openssl = [&folder](const std::vector<std::string>& arguments) {
+    Command command{.arguments = {"openssl"}, .folder = folder.path()};
+    command.arguments.insert(command.arguments.end(), arguments.begin(), arguments.end());
+    const CommandResult result = run(command);
+    EXPECT_EQ(result.exitCode, 0) << result.err;
+  };
+  openssl({"cms",
+           "-sign",
+           "-cades",
+           "-binary",
+           "-nodetach",
+           "-outform",
+           "DER",
+           "-in",
+           "content",
+           "-signer",
+           "signer.pem",
+           "-inkey",
+           "key.pem",
+           "-certfile",
+           "issuer.pem",
+           "-out",
+           "message"});
+  const MessageHandle message = decode(octets(readFile(folder.file("message"))));
+  folder.write("signature", text(bytesParam(message, CMSG_ENCRYPTED_DIGEST)));
+  openssl({"ts", "-query", "-data", "signature", "-sha256", "-cert", "-out", "query"});
+  openssl(
+      {"ts", "-reply", "-config", "tsa.cnf", "-queryfile", "query", "-token_out", "-out", "token"});
+  const MadeAttribute attribute{.oid = std::string(oids::kSignatureTimeStamp),
+                                .values = {octets(readFile(folder.file("token")))}};
+  const Octets encoded = attribute.encoded();
+  const CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR_PARA para{
+      .cbSize = sizeof para, .dwSignerIndex = 0, .blob = blob(encoded)};
+  ASSERT_EQ(control(message, CMSG_CTRL_ADD_SIGNER_UNAUTH_ATTR, &para), ERROR_SUCCESS);
+  const Verdict verdict = verdictOn(message);
+  EXPECT_EQ(verdict.status, CADES_STATUS_GOOD) << std::hex << verdict.error;
+  EXPECT_NE(verdict.info->pSignatureTimeStampTime, nullptr);
 }
 
 }  // namespace
