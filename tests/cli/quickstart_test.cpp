@@ -78,6 +78,7 @@ TEST_F(Quickstart, SignsEncryptsAndRefuses) {
   EXPECT_EQ(count(result.out, ": opened, "), 2U) << result.out;
   EXPECT_THAT(result.out, HasSubstr("signer 3: CN=Boris Sokolov, O=Lab, C=RU: good"));
   EXPECT_EQ(count(result.out, "   refused: "), 3U) << result.out;
+  EXPECT_EQ(count(result.out, ", time stamp "), 1U) << result.out;
   EXPECT_EQ(readFile(folder_.file("README.md")), "A project.\n");
   EXPECT_FALSE(fs::exists(folder_.file("signature.p7s")));
 }
