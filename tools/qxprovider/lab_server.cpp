@@ -40,14 +40,12 @@ Authority readAuthority(const std::string& folder, const std::string& name) {
   return {readKey(folder, name), readCertificate(folder, name)};
 }
 
-const LabPerson& personCalled(const std::string& name) {
+void checkPerson(const std::string& name) {
   const auto people = labPeople();
-  const auto found = std::ranges::find(people, name, &LabPerson::name);
-  if (found == people.end()) {
+  if (std::ranges::find(people, name, &LabPerson::name) == people.end()) {
     throw tools::ToolError(tools::ExitCode::Input,
                            "there is nobody called " + name + " in the lab");
   }
-  return *found;
 }
 
 const LabPerson* personFor(LabRole role, const std::string& authority) {
@@ -79,12 +77,13 @@ std::uint16_t ownPort(const std::string& folder) {
   return url ? url->port : 0;
 }
 
-const LabServing& checked(const LabServing& serving) {
+// Looked for before there is a server that nobody needs.
+std::uint16_t portFor(const LabServing& serving) {
   if (!std::filesystem::exists(serving.folder + "/lab.json")) {
     throw tools::ToolError(tools::ExitCode::Input, serving.folder + " is no lab");
   }
-  std::ranges::for_each(serving.revoked, personCalled);
-  return serving;
+  std::ranges::for_each(serving.revoked, checkPerson);
+  return serving.port ? *serving.port : ownPort(serving.folder);
 }
 
 lab::Conduct conductOf(const LabServing& serving) {
@@ -109,9 +108,7 @@ TimeStampAuthority stampsOf(const LabServing& serving, const LabPerson& person) 
 
 }  // namespace
 
-LabServer::LabServer(const LabServing& serving)
-    : serving_(&checked(serving)),
-      services_(serving.port ? *serving.port : ownPort(serving.folder)) {
+LabServer::LabServer(const LabServing& serving) : serving_(&serving), services_(portFor(serving)) {
   for (const LabAuthority& authority : labAuthorities()) {
     offerAuthority(authority);
   }

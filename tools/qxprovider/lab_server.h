@@ -36,6 +36,7 @@ struct LabServing {
 /// cannot be had.
 class LabServer {
  public:
+  /// Borrowed.
   explicit LabServer(const LabServing& serving);
 
   /// describe says where what answers; the address comes first.
