@@ -35,7 +35,9 @@ Result<CertificatePtr> findInStores(const IsWanted& isWanted) {
     if (!names) {
       continue;  // no home, for instance
     }
-    std::ranges::stable_partition(*names, [](const auto& name) { return name == kMyStore; });
+    if (const auto my = std::ranges::find(*names, kMyStore); my != names->end()) {
+      std::rotate(names->begin(), my, my + 1);
+    }
     for (const std::string& name : *names) {
       if (CertificatePtr found = findIn(location, name, isWanted); found != nullptr) {
         return found;
