@@ -112,7 +112,7 @@ bool RevocationJudge::isRevokedByCrl(const CertificateData& responder,
 
 RevocationStatus RevocationJudge::decide(std::vector<Statement> statements,
                                          const CertificateData& issuer) {
-  std::ranges::stable_sort(statements, weighsMore);
+  std::ranges::sort(statements, weighsMore);
   for (Statement& statement : statements) {
     if (isGenuine(statement, issuer)) {
       const DWORD revoked = statement.revoked ? CERT_TRUST_IS_REVOKED : 0U;

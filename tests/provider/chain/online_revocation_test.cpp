@@ -148,8 +148,8 @@ TEST_F(Online, AsksAgainWhenTheKeptAnswerEnded) {
 }
 
 TEST_F(Online, ForgetsAKeptAnswerThatEnded) {
-  lab::OcspEntry ended{.certId = lab::ocspCertId(subject.get(), root.certificate()),
-                       .nextUpdate = std::chrono::seconds(-1)};
+  const lab::OcspEntry ended{.certId = lab::ocspCertId(subject.get(), root.certificate()),
+                             .nextUpdate = std::chrono::seconds(-1)};
   const CertificatePtr data = dataOf(subject.get());
   const RevocationCache cache(Location::CurrentUser);
   cache.keep(*data, *answerOf(responder.basic({ended})));
