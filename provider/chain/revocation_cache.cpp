@@ -22,8 +22,9 @@ constexpr mode_t kFileMode = 0644;
 
 std::string nameOf(der::Bytes key, std::string_view ending) {
   constexpr std::string_view kDigits = "0123456789abcdef";
+  const HashValue hash = hashOf(HashAlgorithm::Sha256, key);
   std::string name;
-  for (const std::uint8_t octet : hashOf(HashAlgorithm::Sha256, key).bytes()) {
+  for (const std::uint8_t octet : hash.bytes()) {
     name += kDigits[octet >> 4U];
     name += kDigits[octet & 0xFU];
   }
