@@ -48,8 +48,9 @@ unsigned cipherAlone(std::string& content, bool encrypts) {
 
 unsigned hashAndCopy(const std::string& content, lab::KeyKind kind) {
   const unsigned digest = kind == lab::KeyKind::Rsa2048 ? sha256(content) : streebog(content);
-  const std::string copy = content;
-  return digest + static_cast<unsigned char>(copy.back());
+  std::string copy = content;
+  copy.front() = static_cast<char>(digest);
+  return static_cast<unsigned char>(copy.front()) + static_cast<unsigned char>(copy.back());
 }
 
 }  // namespace qx::bench

@@ -207,21 +207,28 @@ class Envelopes {
          {std::pair("GOST-2012-256", &gost_), std::pair("RSA-2048", &rsa_)}) {
       addFloors(all->front(), name);
       for (const Size& size : kSizes) {
-        for (const std::size_t count : {std::size_t{1}, std::size_t{kCount}}) {
-          Recipients recipients;
-          std::ranges::transform(all->begin(),
-                                 all->begin() + static_cast<std::ptrdiff_t>(count),
-                                 std::back_inserter(recipients),
-                                 [](const Signer& one) { return &one; });
-          addEnvelope(recipients, name, size);
-          addDevelope(recipients, name, size);
-        }
+        addBoth(first(*all, 1), name, size);
+        addBoth(first(*all, kCount), name, size);
       }
     }
   }
 
  private:
   static constexpr int kCount = 10;
+
+  static Recipients first(const std::vector<Signer>& all, int count) {
+    Recipients recipients;
+    std::ranges::transform(
+        all.begin(), all.begin() + count, std::back_inserter(recipients), [](const Signer& one) {
+          return &one;
+        });
+    return recipients;
+  }
+
+  static void addBoth(const Recipients& recipients, const char* algorithm, const Size& size) {
+    addEnvelope(recipients, algorithm, size);
+    addDevelope(recipients, algorithm, size);
+  }
 
   std::vector<Signer> gost_;
   std::vector<Signer> rsa_;

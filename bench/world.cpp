@@ -78,6 +78,7 @@ std::vector<Signer> World::addRecipients(lab::KeyKind kind, int count) const {
   const lab::Authority authority =
       lab::Authority::selfSigned(kind, {.subject = {{.type = "CN", .value = "Recipients' Root"}}});
   std::vector<Signer> recipients;
+  recipients.reserve(static_cast<std::size_t>(count));
   for (int i = 0; i < count; ++i) {
     recipients.push_back(newSigner(authority, kind, "Recipient " + std::to_string(i)));
   }

@@ -16,6 +16,9 @@ using lab::KeyKind;
 
 const std::string kContent = "Pay 100 roubles to the bearer.\r\nFor the eyes of some.\n";
 
+constexpr const char* kClassPath =
+    "/usr/share/java/bcpkix.jar:/usr/share/java/bcprov.jar:/usr/share/java/bcutil.jar";
+
 /// What Bouncy Castle is asked for, and what it says.
 class BouncyCastle : public testing::Test {
  protected:
@@ -35,8 +38,7 @@ class BouncyCastle : public testing::Test {
     const CommandResult result = run({"java",
                                       "-XX:TieredStopAtLevel=1",
                                       "-cp",
-                                      "/usr/share/java/bcpkix.jar:/usr/share/java/bcprov.jar:"
-                                      "/usr/share/java/bcutil.jar",
+                                      kClassPath,
                                       QX_SOURCE_DIR "/tests/interop/BouncyCastle.java",
                                       files_.write("tasks", tasks_)});
     EXPECT_EQ(result.exitCode, 0) << result.err;

@@ -71,7 +71,7 @@ TEST_P(GnutlsVerifies, WhatWeSign) {
 }
 
 TEST_P(GnutlsVerifies, NotWhatWasChangedAfterwards) {
-  SsfOutcome made = sign();
+  const SsfOutcome made = sign();
   ASSERT_EQ(made.code, SSF_API_OK);
   std::string other = made.output;
   other.back() = static_cast<char>(other.back() ^ 1);

@@ -195,7 +195,7 @@ TEST(EncryptedContentForm, IsDecryptedFromOutside) {
 }
 
 TEST(EncryptedContentForm, MayBeNothing) {
-  EncryptedContent content;
+  const EncryptedContent content;
   EXPECT_EQ(content.size(), 0U);
   auto cipher = decryption();
   EXPECT_EQ(content.decrypt(cipher)->size(), 0U);

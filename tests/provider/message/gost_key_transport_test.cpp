@@ -80,7 +80,7 @@ TEST(GostKeyTransport, IsWrittenAsThePublishedSample) {
 }
 
 TEST(GostKeyTransport, IsNotWrittenOfWhatIsNone) {
-  GostKeyTransport good = *readGostKeyTransport(transport());
+  const GostKeyTransport good = *readGostKeyTransport(transport());
   GostKeyTransport bad = good;
   bad.set = "no set";
   EXPECT_EQ(encodeGostKeyTransport(bad).error(), static_cast<DWORD>(CRYPT_E_OID_FORMAT));
