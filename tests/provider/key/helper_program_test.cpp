@@ -62,7 +62,7 @@ TEST_F(HelperProgramTest, TalksThroughOneSocket) {
 }
 
 TEST_F(HelperProgramTest, GetsNoArgumentsAndOurEnvironment) {
-  setenv("QX_HELPER_TEST", "a value", 1);  // NOLINT(concurrency-mt-unsafe): one thread.
+  setenv("QX_HELPER_TEST", "a value", 1);
   EXPECT_EQ(said("echo \"$#:$QX_HELPER_TEST\""), "0:a value\n");
 }
 
@@ -115,7 +115,6 @@ TEST_F(HelperProgramTest, InheritsNoSignalThatTheHostBlocksOrIgnores) {
   sigset_t old;
   sigfillset(&all);
   ASSERT_EQ(pthread_sigmask(SIG_BLOCK, &all, &old), 0);
-  // NOLINTNEXTLINE(cert-err33-c, performance-no-int-to-ptr): the former handler is the default.
   std::signal(SIGTERM, SIG_IGN);
   const std::string status = said("exec grep -E '^Sig(Blk|Ign):' /proc/self/status");
   ASSERT_EQ(pthread_sigmask(SIG_SETMASK, &old, nullptr), 0);
@@ -126,10 +125,8 @@ TEST_F(HelperProgramTest, InheritsNoSignalThatTheHostBlocksOrIgnores) {
 }
 
 TEST_F(HelperProgramTest, EndsAlsoWhereTheHostWantsToHearOfNoChild) {
-  // NOLINTNEXTLINE(cert-err33-c, performance-no-int-to-ptr): the former handler is the default.
   std::signal(SIGCHLD, SIG_IGN);
   EXPECT_EQ(said("echo said"), "said\n");
-  // NOLINTNEXTLINE(cert-err33-c): as it was.
   std::signal(SIGCHLD, SIG_DFL);
 }
 

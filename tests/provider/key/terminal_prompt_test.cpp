@@ -187,7 +187,7 @@ class PinentryTerminal : public ::testing::Test {
 
 TEST_F(PinentryTerminal, IsTheOneThatTheHostTalksTo) {
   const TerminalUser user;
-  setenv("TERM", "vt100", 1);  // NOLINT(concurrency-mt-unsafe): one thread.
+  setenv("TERM", "vt100", 1);
   const std::string told = commands(user.terminal());
   char name[128];
   ASSERT_EQ(ttyname_r(user.terminal(), name, sizeof name), 0);
@@ -195,12 +195,12 @@ TEST_F(PinentryTerminal, IsTheOneThatTheHostTalksTo) {
 }
 
 TEST_F(PinentryTerminal, IsElseTheOneThatTheEnvironmentNames) {
-  setenv("GPG_TTY", "/dev/pts/4711", 1);  // NOLINT(concurrency-mt-unsafe): one thread.
+  setenv("GPG_TTY", "/dev/pts/4711", 1);
   EXPECT_THAT(commands(-1), HasSubstr("OPTION ttyname=/dev/pts/4711\n"));
 }
 
 TEST_F(PinentryTerminal, IsNotNamedWhereThereIsNone) {
-  unsetenv("GPG_TTY");  // NOLINT(concurrency-mt-unsafe): one thread.
+  unsetenv("GPG_TTY");
   EXPECT_THAT(commands(-1), Not(HasSubstr("ttyname")));
 }
 

@@ -114,12 +114,13 @@ TEST_P(NameValueTypes, AreTextExceptForOctets) {
   }
   ASSERT_TRUE(text);
   // Four, two or one octets a character.
-  const bool wide = GetParam().type == CERT_RDN_UNIVERSAL_STRING;
-  const bool halfWide = GetParam().type == CERT_RDN_BMP_STRING;
-  EXPECT_EQ(*text,
-            wide       ? std::wstring(L"A")
-            : halfWide ? std::wstring(L"\0A", 2)
-                       : std::wstring(L"\0\0\0A", 4));
+  std::wstring expected(L"\0\0\0A", 4);
+  if (GetParam().type == CERT_RDN_UNIVERSAL_STRING) {
+    expected = L"A";
+  } else if (GetParam().type == CERT_RDN_BMP_STRING) {
+    expected.assign(L"\0A", 2);
+  }
+  EXPECT_EQ(*text, expected);
 }
 
 TEST(NameReader, GivesTheWholeOfAValueThatIsNoString) {

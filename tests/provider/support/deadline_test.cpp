@@ -91,8 +91,8 @@ TEST_F(DeadlineTest, WaitsLongerThanOneCallCan) {
 }
 
 // The signal's handler takes no argument of ours.
-volatile int signals = 0;  // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
-int writingEnd = -1;       // NOLINT(cppcoreguidelines-avoid-non-const-global-variables)
+volatile int signals = 0;
+int writingEnd = -1;
 
 void onAlarm(int /*signal*/) {
   signals = signals + 1;

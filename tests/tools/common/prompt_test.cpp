@@ -159,7 +159,6 @@ TEST_F(PinPrompt, OfANewPinIsQuietBetweenItsQuestions) {
 
 TEST_F(PinPrompt, IsRefusedWithoutATerminal) {
   user_.start([this] {
-    // NOLINTNEXTLINE(cert-err33-c, performance-no-int-to-ptr): who gives a terminal up is hung up on.
     std::signal(SIGHUP, SIG_IGN);
     return ioctl(user_.terminal(), TIOCNOTTY) == 0 ? outcome(readPin)
                                                    : "has no terminal to give up";

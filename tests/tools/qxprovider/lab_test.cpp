@@ -94,8 +94,8 @@ TEST(LabPeople, HaveAWordForEveryRoleAndState) {
 class LabWriterTest : public ::testing::Test {
  protected:
   LabWriterTest() {
-    setenv("QXPROVIDER_USER_DIR", "/nonexistent/user", 1);        // NOLINT(concurrency-mt-unsafe)
-    setenv("QXPROVIDER_MACHINE_DIR", "/nonexistent/machine", 1);  // NOLINT(concurrency-mt-unsafe)
+    setenv("QXPROVIDER_USER_DIR", "/nonexistent/user", 1);
+    setenv("QXPROVIDER_MACHINE_DIR", "/nonexistent/machine", 1);
   }
 
   ~LabWriterTest() override { umask(before_); }
@@ -208,7 +208,7 @@ TEST_F(LabWriterTest, LeadsTheProcessIntoTheLab) {
 }
 
 TEST_F(LabWriterTest, LocksAKeyUnderItsPinAndKeepsThePinBesideIt) {
-  setenv("QXPROVIDER_PIN_KDF_ROUNDS", "1000", 1);  // NOLINT(concurrency-mt-unsafe): one thread.
+  setenv("QXPROVIDER_PIN_KDF_ROUNDS", "1000", 1);
   const LabWriter writer(parent_.file("lab"));
   writer.addKey("ivan", root_.key(), "4711");
   EXPECT_EQ(test::readFile(writer.folder() + "/pins/ivan.pin"), "4711\n");
