@@ -25,7 +25,7 @@ constexpr std::chrono::milliseconds kLockStep{50};
 Fd openByName(int terminal) {
   unsigned device = 0;
   if (ioctl(terminal, TIOCGDEV, &device) != 0) {
-    return Fd();
+    return {};
   }
   for (const char* folder : {"/dev/pts/", "/dev/tty"}) {
     const std::string name = folder + std::to_string(minor(device));
@@ -36,7 +36,7 @@ Fd openByName(int terminal) {
       return named;
     }
   }
-  return Fd();
+  return {};
 }
 
 /// One question at a time on a terminal, whichever process or thread asks.
