@@ -11,7 +11,6 @@ namespace {
 
 using ::testing::AllOf;
 using ::testing::HasSubstr;
-using ::testing::StartsWith;
 
 /// A command of the administration tool, with arguments that it takes.
 struct VerbCase {

@@ -20,7 +20,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using lab::KeyKind;
-using ::testing::HasSubstr;
 
 /// An hour from now: every stamp is old enough to be trusted.
 std::chrono::nanoseconds later() {
