@@ -15,12 +15,9 @@
 namespace qx::test {
 namespace {
 
-using ::testing::AllOf;
 using ::testing::ElementsAre;
-using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
-using ::testing::StartsWith;
 
 class SsfCadesTool : public CliTest {
  protected:
