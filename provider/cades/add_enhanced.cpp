@@ -4,7 +4,7 @@
 
 #include "provider/cades/bes_signer.h"
 #include "provider/cades/enhance.h"
-#include "provider/cades/named_signer.h"
+#include "provider/cades/material.h"
 
 namespace qx {
 

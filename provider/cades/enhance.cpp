@@ -7,6 +7,7 @@
 #include "provider/cades/ess.h"
 #include "provider/cades/imprint.h"
 #include "provider/cades/judged_chain.h"
+#include "provider/cades/material.h"
 #include "provider/cades/named_signer.h"
 #include "provider/cades/oids.h"
 #include "provider/cades/references.h"
@@ -19,16 +20,6 @@ namespace qx {
 namespace {
 
 using Octets = std::vector<std::uint8_t>;
-
-std::vector<CrlPtr> crlsOf(const CertificateSet& set) {
-  std::vector<CrlPtr> crls;
-  for (std::size_t i = 0; i < set.size(); ++i) {
-    if (const auto crl = CrlData::parse(*set.at(i))) {
-      crls.push_back(*crl);
-    }
-  }
-  return crls;
-}
 
 // Stamps and references outlive the signature's own hash when that is a weak one.
 Result<HashAlgorithm> lastingHash(const SignerInfo& signer) {

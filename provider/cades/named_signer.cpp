@@ -10,16 +10,6 @@
 
 namespace qx {
 
-std::vector<CertificatePtr> certificatesOf(const CertificateSet& set) {
-  std::vector<CertificatePtr> certificates;
-  for (std::size_t i = 0; i < set.size(); ++i) {
-    if (const auto certificate = CertificateData::parse(*set.at(i))) {
-      certificates.push_back(*certificate);
-    }
-  }
-  return certificates;
-}
-
 CertificatePtr findSigner(const SignerInfo& signer, std::span<const CertificatePtr> candidates) {
   const auto found = std::ranges::find_if(candidates, [&signer](const CertificatePtr& candidate) {
     return isNamedBy(*candidate, signer.id());

@@ -7,15 +7,11 @@
 
 #include "provider/cades/certificate_ref.h"
 #include "provider/chain/verify.h"
-#include "provider/message/certificate_set.h"
 #include "provider/message/content.h"
 #include "provider/message/signer_info.h"
 #include "provider/result.h"
 
 namespace qx {
-
-/// certificatesOf reads the certificates of a message; what we cannot read is left out.
-std::vector<CertificatePtr> certificatesOf(const CertificateSet& set);
 
 /// findSigner gives the first candidate that the signer's identifier names; null when there is none.
 CertificatePtr findSigner(const SignerInfo& signer, std::span<const CertificatePtr> candidates);

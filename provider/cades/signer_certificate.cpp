@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "provider/cades/ess.h"
+#include "provider/cades/material.h"
 #include "provider/cades/named_signer.h"
 #include "provider/key/key_context.h"
 #include "provider/store/compare.h"

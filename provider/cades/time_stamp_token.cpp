@@ -2,6 +2,7 @@
 
 #include <utility>
 
+#include "provider/cades/material.h"
 #include "provider/cades/named_signer.h"
 #include "provider/cades/oids.h"
 #include "provider/chain/time_window.h"

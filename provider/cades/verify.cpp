@@ -5,29 +5,19 @@
 #include <vector>
 
 #include "provider/cades/chain_finding.h"
+#include "provider/cades/material.h"
 #include "provider/cades/named_signer.h"
 #include "provider/cades/oids.h"
 #include "provider/cades/referenced_data.h"
 #include "provider/cades/stamp_check.h"
 #include "provider/cades/time_stamp_authority.h"
 #include "provider/cades/validation_data.h"
-#include "provider/cades/values.h"
 #include "provider/chain/evaluate.h"
 #include "provider/message/known_certificate.h"
 #include "provider/message/verify.h"
 
 namespace qx {
 namespace {
-
-std::vector<CrlPtr> crlsOf(const CertificateSet& set) {
-  std::vector<CrlPtr> crls;
-  for (std::size_t i = 0; i < set.size(); ++i) {
-    if (const auto crl = CrlData::parse(*set.at(i))) {
-      crls.push_back(*crl);
-    }
-  }
-  return crls;
-}
 
 // What the signer claims; a malformed claim is none.
 std::optional<FILETIME> signingTimeOf(const SignerInfo& signer) {
@@ -38,24 +28,6 @@ std::optional<FILETIME> signingTimeOf(const SignerInfo& signer) {
   const Result<der::Element> value = der::Reader(attribute->values.front()).next();
   const Result<FILETIME> time = value ? der::readTime(*value) : value.failure();
   return time ? std::optional(*time) : std::nullopt;
-}
-
-// The certificates among the values, as far as they can be read: whether they are well made is found
-// out later.
-std::vector<CertificatePtr> carriedCertificates(const SignerInfo& signer) {
-  std::vector<CertificatePtr> certificates;
-  for (const Attribute& attribute : signer.unsignedAttributes()) {
-    if (attribute.oid != oids::kCertificateValues) {
-      continue;
-    }
-    const Result<std::vector<der::Bytes>> values = readCertificateValues(attribute);
-    for (const der::Bytes value : values ? *values : std::vector<der::Bytes>{}) {
-      if (const auto certificate = CertificateData::parse(value)) {
-        certificates.push_back(*certificate);
-      }
-    }
-  }
-  return certificates;
 }
 
 template <class T>
