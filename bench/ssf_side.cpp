@@ -13,7 +13,6 @@ SsfOctetlen length(const std::string& text) {
   return static_cast<SsfOctetlen>(text.size());
 }
 
-const std::string kFormat = "PKCS7";
 const std::string kCipher = "GOST28147";
 
 class SignerList {
@@ -58,8 +57,8 @@ SAPRETURN ssfDigest(const std::string& content,
                     const std::string& hash,
                     bool detached,
                     SsfString& out) {
-  return SsfDigest(bytes(kFormat),
-                   length(kFormat),
+  return SsfDigest(bytes(kPlain),
+                   length(kPlain),
                    detached ? 1 : 0,
                    bytes(content),
                    length(content),
@@ -73,10 +72,11 @@ SAPRETURN ssfSign(const std::string& content,
                   const std::string& identity,
                   const std::string& pin,
                   bool detached,
-                  SsfString& out) {
+                  SsfString& out,
+                  const std::string& format) {
   SignerList signers(identity, pin);
-  return SsfSign(bytes(kFormat),
-                 length(kFormat),
+  return SsfSign(bytes(format),
+                 length(format),
                  nullptr,
                  0,
                  1,
@@ -88,10 +88,13 @@ SAPRETURN ssfSign(const std::string& content,
                  out.length());
 }
 
-SAPRETURN ssfVerify(const std::string& message, const std::string& content, SsfString& out) {
+SAPRETURN ssfVerify(const std::string& message,
+                    const std::string& content,
+                    SsfString& out,
+                    const std::string& format) {
   SignerList signers;
-  return SsfVerify(bytes(kFormat),
-                   length(kFormat),
+  return SsfVerify(bytes(format),
+                   length(format),
                    nullptr,
                    bytes(message),
                    length(message),
@@ -111,8 +114,8 @@ SAPRETURN ssfAddSign(const std::string& message,
                      const std::string& pin,
                      SsfString& out) {
   SignerList signers(identity, pin);
-  return SsfAddSign(bytes(kFormat),
-                    length(kFormat),
+  return SsfAddSign(bytes(kPlain),
+                    length(kPlain),
                     nullptr,
                     nullptr,
                     1,
@@ -132,8 +135,8 @@ SAPRETURN ssfEnvelope(const std::string& content,
   for (const std::string& identity : identities) {
     recipients.add(identity, "");
   }
-  return SsfEnvelope(bytes(kFormat),
-                     length(kFormat),
+  return SsfEnvelope(bytes(kPlain),
+                     length(kPlain),
                      bytes(kCipher),
                      length(kCipher),
                      bytes(content),
@@ -152,8 +155,8 @@ SAPRETURN ssfDevelope(const std::string& message,
                       const std::string& pin,
                       SsfString& out) {
   SignerList recipients(identity, pin);
-  return SsfDevelope(bytes(kFormat),
-                     length(kFormat),
+  return SsfDevelope(bytes(kPlain),
+                     length(kPlain),
                      bytes(message),
                      length(message),
                      recipients.first(),

@@ -33,8 +33,12 @@ class SsfString {
   SsfOctetlen length_ = 0;
 };
 
-/// Each of these makes one SSF call of format PKCS7 and returns its code; a code other than 0 makes
-/// the benchmark fail.
+/// The formats of messages.
+inline const std::string kPlain = "PKCS7";
+inline const std::string kCades = "CADES";
+
+/// Each of these makes one SSF call, of format PKCS7 where no other is given, and returns its code; a
+/// code other than 0 makes the benchmark fail.
 SAPRETURN ssfDigest(const std::string& content,
                     const std::string& hash,
                     bool detached,
@@ -43,8 +47,12 @@ SAPRETURN ssfSign(const std::string& content,
                   const std::string& identity,
                   const std::string& pin,
                   bool detached,
-                  SsfString& out);
-SAPRETURN ssfVerify(const std::string& message, const std::string& content, SsfString& out);
+                  SsfString& out,
+                  const std::string& format = kPlain);
+SAPRETURN ssfVerify(const std::string& message,
+                    const std::string& content,
+                    SsfString& out,
+                    const std::string& format = kPlain);
 SAPRETURN ssfAddSign(const std::string& message,
                      const std::string& identity,
                      const std::string& pin,

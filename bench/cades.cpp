@@ -1,0 +1,231 @@
+#include <chrono>
+#include <functional>
+#include <memory>
+#include <stdexcept>
+#include <string>
+#include <thread>
+#include <utility>
+#include <vector>
+
+#include <benchmark/benchmark.h>
+#include <openssl/ts.h>
+
+#include "bench/bare_signatures.h"
+#include "bench/cades_world.h"
+#include "bench/ratio_reporter.h"
+#include "bench/ssf_side.h"
+#include "provider/http/client.h"
+
+// Signatures with time stamps, beside what may be spent on them: five plain signatures and the services'
+// answers for making one, six times its bare signatures for verifying it. A ratio above 1 means that
+// less was spent. Time is that of the whole process: the services answer in a thread of it.
+
+namespace {
+
+using qx::bench::BareSignatures;
+using qx::bench::Branch;
+using qx::bench::CadesWorld;
+using qx::bench::Evidence;
+using qx::bench::SsfString;
+
+constexpr int kPlainSignatures = 5;
+constexpr int kAnswers = 2;
+constexpr int kBareRounds = 6;
+// Verdicts on chains are kept: who is to pay for all of them needs a message of another signer each
+// time. So many are verified in a run, of which there may be five.
+constexpr int kFreshMessages = 25;
+constexpr int kRuns = 5;
+
+const std::string& content() {
+  static const std::string text(1024, 'x');
+  return text;
+}
+
+// prepare runs before the clock does; work gives false when it failed, which ends that benchmark.
+benchmark::internal::Benchmark* add(const std::string& name,
+                                    std::function<void()> prepare,
+                                    std::function<bool()> work) {
+  return benchmark::RegisterBenchmark(
+             name.c_str(),
+             [prepare = std::move(prepare), work = std::move(work)](benchmark::State& state) {
+               prepare();
+               for (auto _ : state) {
+                 if (!work()) {
+                   state.SkipWithError("the operation failed");
+                   break;
+                 }
+               }
+             })
+      ->MeasureProcessCPUTime()
+      ->UseRealTime();
+}
+
+bool sign(const std::string& signer, const std::string& format) {
+  SsfString out;
+  return qx::bench::ssfSign(content(), signer, CadesWorld::kPin, false, out, format) == 0;
+}
+
+/// times does something again and again, as long as it works.
+bool times(int count, const std::function<bool()>& work) {
+  for (int i = 0; i < count; ++i) {
+    if (!work()) {
+      return false;
+    }
+  }
+  return true;
+}
+
+/// timeStampRequest is a TimeStampReq like those of the provider, over a hash of 32 bytes.
+std::vector<std::uint8_t> timeStampRequest(int digest) {
+  using RequestPtr = qx::OpensslOwner<TS_REQ, TS_REQ_free>;
+  using ImprintPtr = qx::OpensslOwner<TS_MSG_IMPRINT, TS_MSG_IMPRINT_free>;
+  const RequestPtr request(TS_REQ_new());
+  const ImprintPtr imprint(TS_MSG_IMPRINT_new());
+  const qx::X509AlgorPtr algorithm(X509_ALGOR_new());
+  const qx::Asn1IntegerPtr nonce(ASN1_INTEGER_new());
+  std::vector<unsigned char> hash(32, 'h');
+  X509_ALGOR_set0(algorithm.get(), OBJ_nid2obj(digest), V_ASN1_NULL, nullptr);
+  ASN1_INTEGER_set_uint64(nonce.get(), 0x0123456789ABCDEF);
+  TS_MSG_IMPRINT_set_algo(imprint.get(), algorithm.get());
+  TS_MSG_IMPRINT_set_msg(imprint.get(), hash.data(), static_cast<int>(hash.size()));
+  TS_REQ_set_version(request.get(), 1);
+  TS_REQ_set_msg_imprint(request.get(), imprint.get());
+  TS_REQ_set_nonce(request.get(), nonce.get());
+  TS_REQ_set_cert_req(request.get(), 1);
+  unsigned char* encoded = nullptr;
+  const int size = i2d_TS_REQ(request.get(), &encoded);
+  const qx::OpensslBytes owner(encoded);
+  return {encoded, encoded + size};
+}
+
+bool ask(const std::string& url, const std::vector<std::uint8_t>& request) {
+  constexpr qx::HttpLimits kLimits{.time = std::chrono::seconds(10), .bytes = 1U << 20U};
+  return qx::exchange({.url = url,
+                       .contentType = "application/timestamp-query",
+                       .accept = "application/timestamp-reply",
+                       .body = request},
+                      kLimits,
+                      qx::HttpSettings{})
+             .error() == 0;
+}
+
+void addSign(CadesWorld& world, const Branch& branch, const char* title, int digest) {
+  const std::string name = std::string("sign ") + title;
+  const auto prepare = [&world, &branch] { world.stampBy(branch); };
+  const std::string& signer = branch.signers.front();
+  const auto plain = [&signer] { return sign(signer, qx::bench::kPlain); };
+  const auto answer = [url = world.stampUrl(), request = timeStampRequest(digest)] {
+    return ask(url, request);
+  };
+  const auto ours = [&signer] { return sign(signer, qx::bench::kCades); };
+  add(name + ", beside 1 plain|ours", prepare, ours);
+  add(name + ", beside 1 plain|peer", prepare, plain);
+  add(name + ", 5 plain and 2 answers|ours", prepare, ours);
+  add(name + ", 5 plain and 2 answers|peer", prepare, [plain, answer] {
+    return times(kPlainSignatures, plain) && times(kAnswers, answer);
+  });
+  add(name + ", 2 answers alone|ours", prepare, ours);
+  add(name + ", 2 answers alone|peer", prepare, [answer] { return times(kAnswers, answer); });
+}
+
+std::string signedBy(const std::string& signer) {
+  SsfString out;
+  if (qx::bench::ssfSign(content(), signer, CadesWorld::kPin, false, out, qx::bench::kCades) != 0) {
+    throw std::runtime_error("no message to verify was made");
+  }
+  return out.text();
+}
+
+/// Messages are X Long signatures, each of another signer of a branch.
+class Messages {
+ public:
+  Messages(CadesWorld& world, const Branch& branch) {
+    world.stampBy(branch);
+    for (const std::string& signer : branch.signers) {
+      encoded_.push_back(signedBy(signer));
+    }
+  }
+
+  const std::string& first() const { return encoded_.front(); }
+
+  /// One that was not verified yet; nothing when there is none left.
+  std::string takeFresh() {
+    if (encoded_.size() == 1) {
+      return {};
+    }
+    std::string message = std::move(encoded_.back());
+    encoded_.pop_back();
+    return message;
+  }
+
+ private:
+  std::vector<std::string> encoded_;
+};
+
+bool verify(const std::string& message) {
+  SsfString out;
+  return qx::bench::ssfVerify(message, {}, out, qx::bench::kCades) == 0;
+}
+
+void addVerify(Messages& messages, const Branch& branch, const char* title) {
+  const auto bare =
+      std::make_shared<const BareSignatures>(messages.first(), branch.root.certificate());
+  const auto sixTimes = [bare] { return times(kBareRounds, [&bare] { return bare->verify(); }); };
+  const auto nothing = [] {};
+  const std::string name =
+      std::string("verify ") + title + ", 6 x " + std::to_string(bare->count()) + " bare";
+  add(name + ", first|ours", nothing, [&messages] {
+    return verify(messages.takeFresh());
+  })->Iterations(kFreshMessages);
+  add(name + ", first|peer", nothing, sixTimes);
+  add(name + ", again|ours", nothing, [&messages] { return verify(messages.first()); });
+  add(name + ", again|peer", nothing, sixTimes);
+}
+
+struct Work {
+  const char* title;
+  qx::lab::KeyKind kind;
+  Evidence evidence;
+  int digest;
+};
+
+constexpr Work kWorks[] = {
+    {.title = "GOST-2012-256, CRL",
+     .kind = qx::lab::KeyKind::Gost2012_256,
+     .evidence = Evidence::RevocationList,
+     .digest = NID_id_GostR3411_2012_256},
+    {.title = "GOST-2012-256, OCSP",
+     .kind = qx::lab::KeyKind::Gost2012_256,
+     .evidence = Evidence::OcspAnswers,
+     .digest = NID_id_GostR3411_2012_256},
+    {.title = "RSA-2048, CRL",
+     .kind = qx::lab::KeyKind::Rsa2048,
+     .evidence = Evidence::RevocationList,
+     .digest = NID_sha256},
+    {.title = "P-256, CRL",
+     .kind = qx::lab::KeyKind::EcP256,
+     .evidence = Evidence::RevocationList,
+     .digest = NID_sha256},
+};
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  benchmark::Initialize(&argc, argv);
+  CadesWorld world;
+  // What the benchmarks refer to stays where it is.
+  std::vector<std::unique_ptr<Branch>> branches;
+  std::vector<std::unique_ptr<Messages>> messages;
+  for (const Work& work : kWorks) {
+    branches.push_back(std::make_unique<Branch>(
+        world.addBranch(work.kind, work.evidence, 1 + kRuns * kFreshMessages)));
+    messages.push_back(std::make_unique<Messages>(world, *branches.back()));
+    addSign(world, *branches.back(), work.title, work.digest);
+    addVerify(*messages.back(), *branches.back(), work.title);
+  }
+  // What was written a moment ago is read again and again, until its dates tell that it is complete.
+  std::this_thread::sleep_for(std::chrono::seconds(3));
+  qx::bench::RatioReporter reporter;
+  benchmark::RunSpecifiedBenchmarks(&reporter);
+  return 0;
+}
