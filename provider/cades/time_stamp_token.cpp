@@ -73,8 +73,9 @@ Result<CertificatePtr> TimeStampToken::verifySignature(
     return fail(CRYPT_E_NO_SIGNER);
   }
   const SignerInfo& signer = data_.signers().front();
-  std::vector<CertificatePtr> candidates = certificates_;
-  candidates.insert(candidates.end(), others.begin(), others.end());
+  // What others have comes first: there it is one object for all stamps, which is decoded once.
+  std::vector<CertificatePtr> candidates(others.begin(), others.end());
+  candidates.insert(candidates.end(), certificates_.begin(), certificates_.end());
   Result<CertificatePtr> authority = findNamedSigner(signer, candidates);
   if (!authority) {
     return authority;
