@@ -107,12 +107,13 @@ void PathSearch::collect(std::span<const CertificatePtr> from,
                          bool stored,
                          std::vector<Candidate>& into) {
   for (const CertificatePtr& issuer : from.first(std::min(from.size(), kMaxCandidates))) {
-    X509* decoded = issuer->x509();
-    const int linked =
-        decoded == nullptr ? X509_V_ERR_UNSPECIFIED : X509_check_issued(decoded, last().x509());
+    // Asked first: to decode a certificate takes as long as to verify a signature.
     const bool known = std::ranges::any_of(
         into, [&](const Candidate& other) { return sameCertificate(*other.certificate, *issuer); });
-    if (known || (linked != X509_V_OK && linked != X509_V_ERR_KEYUSAGE_NO_CERTSIGN)) {
+    X509* decoded = known ? nullptr : issuer->x509();
+    const int linked =
+        decoded == nullptr ? X509_V_ERR_UNSPECIFIED : X509_check_issued(decoded, last().x509());
+    if (linked != X509_V_OK && linked != X509_V_ERR_KEYUSAGE_NO_CERTSIGN) {
       continue;
     }
     noteDates(*issuer);
