@@ -218,7 +218,7 @@ int main(int argc, char** argv) {
   std::vector<std::unique_ptr<Messages>> messages;
   for (const Work& work : kWorks) {
     branches.push_back(std::make_unique<Branch>(
-        world.addBranch(work.kind, work.evidence, 1 + kRuns * kFreshMessages)));
+        world.addBranch(work.kind, work.evidence, 1 + (kRuns * kFreshMessages))));
     messages.push_back(std::make_unique<Messages>(world, *branches.back()));
     addSign(world, *branches.back(), work.title, work.digest);
     addVerify(*messages.back(), *branches.back(), work.title);

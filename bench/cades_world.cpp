@@ -5,8 +5,10 @@
 namespace qx::bench {
 
 CadesWorld::CadesWorld() {
+  // NOLINTBEGIN(concurrency-mt-unsafe): the services' thread reads no environment
   setenv("QXPROVIDER_TSP_DEFAULT_URL", stampUrl().c_str(), 1);
   setenv("QXPROVIDER_REVOCATION_ONLINE", "yes", 1);
+  // NOLINTEND(concurrency-mt-unsafe)
 }
 
 Branch CadesWorld::addBranch(lab::KeyKind kind, Evidence evidence, int signers) {
