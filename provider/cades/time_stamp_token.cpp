@@ -1,5 +1,6 @@
 #include "provider/cades/time_stamp_token.h"
 
+#include <optional>
 #include <utility>
 
 #include "provider/cades/material.h"
@@ -21,10 +22,11 @@ Result<SignedData> readMessage(der::Bytes encoded) {
   if (const Result<void> end = reader.expectEnd(); !end) {
     return end.failure();
   }
-  if (info->type != oids::kSignedData || !info->content) {
+  const std::optional<der::Element> content = info->content;
+  if (info->type != oids::kSignedData || !content) {
     return fail(CRYPT_E_INVALID_MSG_TYPE);
   }
-  return SignedData::read(info->content->whole);
+  return SignedData::read(content->whole);
 }
 
 // The octets of the content: in place, or in one piece of their own when they came in several.

@@ -170,12 +170,14 @@ TEST(SystemSign, SignsContentThatLooksLikeAttributesWithAttributes) {
   EXPECT_EQ(ssfVerify(made.output, attributes).code, SSF_API_OK);
 }
 
-TEST(SystemSign, ReportsAFailedOpenWhileCadesMessagesCannotBeMade) {
+TEST(SystemSign, MakesNoCadesMessageWhenNoServerForTimeStampsIsKnown) {
   const SystemWorld world;
   const Person ivan = world.enrol("Ivan");
 
-  EXPECT_EQ(ssfSign(kContent, {{.id = ivan.thumbprint}}, {.format = "CADES"}).code,
-            SSF_API_NO_PROVIDER);
+  const SsfOutcome made = ssfSign(kContent, {{.id = ivan.thumbprint}}, {.format = "CADES"});
+
+  EXPECT_EQ(made.code, SSF_API_ENCODE_ERROR);
+  EXPECT_EQ(made.output, "");
 }
 
 }  // namespace

@@ -4,6 +4,7 @@
 
 #include "provider/store/folder_store.h"
 #include "provider/store/store_name.h"
+#include "provider/support/folders.h"
 #include "tools/qxprovider/certificate_text.h"
 #include "tools/qxprovider/commands.h"
 #include "tools/qxprovider/failure.h"
@@ -19,9 +20,10 @@ struct StoreArguments {
 
 void list(tools::Report& report, const StoreArguments& arguments) {
   report.facts()["location"] = locationName(arguments.location);
+  const std::string folder = require(rootFolder(arguments.location), "stores") + "/stores";
   // Looked up again for each store: a warning adds to the facts, too, and so moves what is in them.
   report.facts()["stores"] = nlohmann::ordered_json::array();
-  for (const std::string& name : require(storeNames(arguments.location), "stores")) {
+  for (const std::string& name : require(storeNames(arguments.location), folder)) {
     const auto store = snapshot(arguments.location, name);
     if (!store) {
       report.warn(name + ": is not readable as a store");
