@@ -198,7 +198,8 @@ TEST_F(ProviderKeyPlaces, APackageWithoutAKeyIsRefused) {
 
 TEST_F(ProviderKeyPlaces, APackageCutAnywhereIsRefused) {
   const std::string whole = readFile(packed());
-  for (std::size_t size : {std::size_t{1}, whole.size() / 3, whole.size() / 2, whole.size() - 1}) {
+  for (const std::size_t size :
+       {std::size_t{1}, whole.size() / 3, whole.size() / 2, whole.size() - 1}) {
     const std::string path = privateFile("cut.p12", whole.substr(0, size));
     const CommandResult result = import(path);
     EXPECT_EQ(result.exitCode, 2) << size;

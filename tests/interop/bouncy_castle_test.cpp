@@ -19,6 +19,8 @@ const std::string kContent = "Pay 100 roubles to the bearer.\r\nFor the eyes of 
 constexpr const char* kClassPath =
     "/usr/share/java/bcpkix.jar:/usr/share/java/bcprov.jar:/usr/share/java/bcutil.jar";
 
+constexpr const char* kProgram = QX_SOURCE_DIR "/tests/interop/BouncyCastle.java";
+
 /// What Bouncy Castle is asked for, and what it says.
 class BouncyCastle : public testing::Test {
  protected:
@@ -39,7 +41,7 @@ class BouncyCastle : public testing::Test {
                                       "-XX:TieredStopAtLevel=1",
                                       "-cp",
                                       kClassPath,
-                                      QX_SOURCE_DIR "/tests/interop/BouncyCastle.java",
+                                      kProgram,
                                       files_.write("tasks", tasks_)});
     EXPECT_EQ(result.exitCode, 0) << result.err;
     std::map<std::string, std::string> answers;

@@ -8,7 +8,6 @@ namespace qx::test {
 namespace {
 
 using lab::Authority;
-using lab::CertificateOptions;
 using lab::KeyKind;
 
 int nextNumber() {

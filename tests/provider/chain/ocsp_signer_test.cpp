@@ -11,7 +11,6 @@ namespace qx::test {
 namespace {
 
 using lab::Authority;
-using lab::Bytes;
 using lab::CertificateOptions;
 using lab::KeyKind;
 using lab::OcspResponder;
