@@ -140,7 +140,7 @@ TEST_F(TerminalQuestion, IsAskedThoughSomebodyHoldsTheFileOfAllTerminals) {
 }
 
 TEST_F(TerminalQuestion, IsNotAskedFromTheBackground) {
-  user_.start([this] {
+  user_.start([] {
     int told[2];
     if (pipe(told) != 0) {
       return std::string("no pipe");
