@@ -175,8 +175,8 @@ TEST(OpenToEncode, LeavesTheCallersOwnAttributesAsTheyStand) {
   Signer& one = signer(KeyKind::EcP256);
   const Octets time = fromHex("170D3230303130323033303430355A");
   const Octets other = fromHex("0C0141");
-  AttributeRecord signingTime("1.2.840.113549.1.9.5", {time});
-  AttributeRecord own("1.2.3.4", {other});
+  const AttributeRecord signingTime("1.2.840.113549.1.9.5", {time});
+  const AttributeRecord own("1.2.3.4", {other});
   std::vector<CRYPT_ATTRIBUTE> attributes = {signingTime.record, own.record};
   CMSG_SIGNER_ENCODE_INFO record = one.encodeInfo();
   record.cAuthAttr = 2;

@@ -81,14 +81,14 @@ TEST_F(StampCheck, FindsTheEarliest) {
 
 TEST_F(StampCheck, GivesTheClocksTheirAccuracy) {
   stamps.reserve(4);
-  const TimeStampToken& early = stamp(seconds(0), 1);
-  const TimeStampToken& late = stamp(seconds(60), 1);
-  const TimeStampToken& vague = stamp(seconds(60), 70);
-  EXPECT_TRUE(canFollow(early, early));
-  EXPECT_TRUE(canFollow(late, early));
-  EXPECT_FALSE(canFollow(early, late));
-  EXPECT_TRUE(canFollow(early, vague));
-  EXPECT_TRUE(canFollow(vague, early));
+  const TimeStampToken& noon = stamp(seconds(0), 1);
+  const TimeStampToken& minutePast = stamp(seconds(60), 1);
+  const TimeStampToken& roughly = stamp(seconds(60), 70);
+  EXPECT_TRUE(canFollow(noon, noon));
+  EXPECT_TRUE(canFollow(minutePast, noon));
+  EXPECT_FALSE(canFollow(noon, minutePast));
+  EXPECT_TRUE(canFollow(noon, roughly));
+  EXPECT_TRUE(canFollow(roughly, noon));
 }
 
 }  // namespace

@@ -36,6 +36,10 @@ struct Parts {
   CrlOptions middleCrl;
 };
 
+void addUnknownExtension(CertificateOptions& options) {
+  options.extensions.push_back({.name = "1.2.3.4", .value = "critical,DER:0500"});
+}
+
 /// A fault: how the parts are spoilt, whose it is, and what is said about it.
 struct Fault {
   const char* name;
@@ -67,17 +71,11 @@ const std::vector<Fault>& faults() {
        kMiddle,
        CERT_TRUST_IS_NOT_SIGNATURE_VALID},
       {"EndUnknownExtension",
-       [](Parts& parts) {
-         parts.options[kEnd].extensions.push_back(
-             {.name = "1.2.3.4", .value = "critical,DER:0500"});
-       },
+       [](Parts& parts) { addUnknownExtension(parts.options[kEnd]); },
        kEnd,
        kUnknownCriticalExtension},
       {"RootUnknownExtension",
-       [](Parts& parts) {
-         parts.options[kRoot].extensions.push_back(
-             {.name = "1.2.3.4", .value = "critical,DER:0500"});
-       },
+       [](Parts& parts) { addUnknownExtension(parts.options[kRoot]); },
        kRoot,
        kUnknownCriticalExtension},
       {"RootPathLength",

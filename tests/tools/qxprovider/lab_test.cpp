@@ -98,12 +98,7 @@ class LabWriterTest : public ::testing::Test {
     setenv("QXPROVIDER_MACHINE_DIR", "/nonexistent/machine", 1);
   }
 
-  ~LabWriterTest() override { umask(before_); }
-
-  LabWriterTest(const LabWriterTest&) = delete;
-  LabWriterTest& operator=(const LabWriterTest&) = delete;
-  LabWriterTest(LabWriterTest&&) = delete;
-  LabWriterTest& operator=(LabWriterTest&&) = delete;
+  void TearDown() override { umask(before_); }
 
   static mode_t modeOf(const std::string& path) {
     struct stat status{};
