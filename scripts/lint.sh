@@ -1,6 +1,6 @@
 #!/usr/bin/env bash
 # lint.sh [-p BUILD_FOLDER] [--quick | FILES...]: clang-format and clang-tidy as errors, over the given files or all.
-# --quick formats all files too, but lints the sources without the tests and without clang's analyzer: a third of the time.
+# --quick formats all files too, but lints the sources without the tests and without clang's analyzer.
 set -euo pipefail
 cd "$(dirname "$0")/.."
 build=build/clang
@@ -28,8 +28,6 @@ for file in "${files[@]}"; do
   esac
 done
 [ ${#sources[@]} -eq 0 ] && exit 0
-options=(-p "$build" --quiet)
+options=()
 [ $quick = yes ] && options+=('--checks=-clang-analyzer-*')
-# The number of warnings that clang-tidy did not show, a line a file, would bury those that it shows.
-printf '%s\0' "${sources[@]}" |
-  xargs -0 -n 1 -P "$(nproc)" clang-tidy-19 "${options[@]}" 2> >(grep -v ' warnings generated\.$' >&2)
+printf '%s\n' "${sources[@]}" | scripts/lint_together.py "$build" "${options[@]}"
