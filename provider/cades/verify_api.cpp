@@ -1,10 +1,9 @@
-#include <cstdlib>
 #include <memory>
-#include <new>
 
 #include "platform/cades.h"
 
 #include "provider/api.h"
+#include "provider/cades/caller_memory.h"
 #include "provider/cades/verify.h"
 #include "provider/store/certificate_context.h"
 #include "provider/support/trace.h"
@@ -13,22 +12,6 @@ namespace {
 
 using qx::fail;
 using qx::Result;
-
-// NOLINTBEGIN(cppcoreguidelines-no-malloc): records for callers come from malloc
-template <class Record>
-Record* allocate() {
-  void* memory = std::calloc(1, sizeof(Record));
-  if (memory == nullptr) {
-    throw std::bad_alloc();
-  }
-  return static_cast<Record*>(memory);
-}
-
-void release(void* memory) {
-  std::free(memory);
-}
-
-// NOLINTEND(cppcoreguidelines-no-malloc)
 
 struct FreeInfo {
   void operator()(CADES_VERIFICATION_INFO* info) const { CadesFreeVerificationInfo(info); }
@@ -40,13 +23,13 @@ LPFILETIME copyOf(const std::optional<FILETIME>& time) {
   if (!time) {
     return nullptr;
   }
-  auto* copy = allocate<FILETIME>();
+  auto* copy = qx::allocateForCaller<FILETIME>();
   *copy = *time;
   return copy;
 }
 
 InfoPtr infoOf(const qx::CadesVerification& verification) {
-  InfoPtr info(allocate<CADES_VERIFICATION_INFO>());
+  InfoPtr info(qx::allocateForCaller<CADES_VERIFICATION_INFO>());
   info->dwSize = sizeof *info;
   info->dwStatus = verification.finding.status;
   if (verification.signer != nullptr) {
@@ -100,9 +83,9 @@ BOOL CadesMsgVerifySignature(HCRYPTMSG hCryptMsg,
 BOOL CadesFreeVerificationInfo(CADES_VERIFICATION_INFO* pVerificationInfo) {
   if (pVerificationInfo != nullptr) {
     CertFreeCertificateContext(pVerificationInfo->pSignerCert);
-    release(pVerificationInfo->pSigningTime);
-    release(pVerificationInfo->pSignatureTimeStampTime);
-    release(pVerificationInfo);
+    qx::releaseForCaller(pVerificationInfo->pSigningTime);
+    qx::releaseForCaller(pVerificationInfo->pSignatureTimeStampTime);
+    qx::releaseForCaller(pVerificationInfo);
   }
   return TRUE;
 }
