@@ -1,28 +1,32 @@
 #include "provider/cades/material.h"
 
+#include <algorithm>
+#include <cstddef>
+#include <iterator>
+
 #include "provider/cades/oids.h"
 #include "provider/cades/values.h"
 
 namespace qx {
 
-std::vector<CertificatePtr> certificatesOf(const CertificateSet& set) {
-  std::vector<CertificatePtr> certificates;
+namespace {
+
+std::vector<der::Bytes> encodingsIn(const CertificateSet& set) {
+  std::vector<der::Bytes> encodings;
   for (std::size_t i = 0; i < set.size(); ++i) {
-    if (const auto certificate = CertificateData::parse(*set.at(i))) {
-      certificates.push_back(*certificate);
-    }
+    encodings.push_back(*set.at(i));
   }
-  return certificates;
+  return encodings;
+}
+
+}  // namespace
+
+std::vector<CertificatePtr> certificatesOf(const CertificateSet& set) {
+  return readable<CertificateData>(encodingsIn(set));
 }
 
 std::vector<CrlPtr> crlsOf(const CertificateSet& set) {
-  std::vector<CrlPtr> crls;
-  for (std::size_t i = 0; i < set.size(); ++i) {
-    if (const auto crl = CrlData::parse(*set.at(i))) {
-      crls.push_back(*crl);
-    }
-  }
-  return crls;
+  return readable<CrlData>(encodingsIn(set));
 }
 
 std::vector<CertificatePtr> carriedCertificates(const SignerInfo& signer) {
@@ -31,11 +35,8 @@ std::vector<CertificatePtr> carriedCertificates(const SignerInfo& signer) {
     if (attribute.oid != oids::kCertificateValues) {
       continue;
     }
-    const Result<std::vector<der::Bytes>> values = readCertificateValues(attribute);
-    for (const der::Bytes value : values ? *values : std::vector<der::Bytes>{}) {
-      if (const auto certificate = CertificateData::parse(value)) {
-        certificates.push_back(*certificate);
-      }
+    if (const Result<std::vector<der::Bytes>> values = readCertificateValues(attribute)) {
+      std::ranges::move(readable<CertificateData>(*values), std::back_inserter(certificates));
     }
   }
   return certificates;

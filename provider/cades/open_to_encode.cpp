@@ -7,35 +7,28 @@
 #include <vector>
 
 #include "provider/cades/bes_signer.h"
+#include "provider/cades/material.h"
 #include "provider/message/blob.h"
 #include "provider/message/limits.h"
+#include "provider/message/signer_request.h"
 
 namespace qx {
 namespace {
 
 // What cannot be read is none of the signers'; the encoder refuses it.
 std::vector<CertificatePtr> certificatesOf(const CMSG_SIGNED_ENCODE_INFO& info) {
-  std::vector<CertificatePtr> certificates;
+  std::vector<der::Bytes> encodings;
   for (DWORD i = 0; info.rgCertEncoded != nullptr && i < info.cCertEncoded; ++i) {
-    if (const auto certificate = CertificateData::parse(bytesOf(info.rgCertEncoded[i]))) {
-      certificates.push_back(*certificate);
-    }
+    encodings.push_back(bytesOf(info.rgCertEncoded[i]));
   }
-  return certificates;
+  return readable<CertificateData>(encodings);
 }
 
 Result<std::vector<BesSigner>> completeSigners(const CMSG_SIGNED_ENCODE_INFO& info) {
-  // The first record's own size tells the form, and so the step from one to the next.
-  const auto* next = reinterpret_cast<const BYTE*>(info.rgSigners);
-  const bool isLong =
-      info.cSigners > 0 && info.rgSigners->cbSize >= sizeof(CMSG_SIGNER_ENCODE_INFO_LONG);
-  const std::size_t step =
-      isLong ? sizeof(CMSG_SIGNER_ENCODE_INFO_LONG) : sizeof(CMSG_SIGNER_ENCODE_INFO);
   const std::vector<CertificatePtr> certificates = certificatesOf(info);
   std::vector<BesSigner> signers;
-  for (DWORD i = 0; i < info.cSigners; ++i, next += step) {
-    Result<BesSigner> signer =
-        BesSigner::make(*reinterpret_cast<const CMSG_SIGNER_ENCODE_INFO*>(next), certificates);
+  for (const CMSG_SIGNER_ENCODE_INFO* record : signerRecords(info)) {
+    Result<BesSigner> signer = BesSigner::make(*record, certificates);
     if (!signer) {
       return signer.failure();
     }

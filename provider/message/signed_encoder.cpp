@@ -55,15 +55,8 @@ Result<void> SignedEncoder::copySigners(const CMSG_SIGNED_ENCODE_INFO& info) {
   if (info.cSigners > kMaxSigners || (info.cSigners > 0 && info.rgSigners == nullptr)) {
     return fail(E_INVALIDARG);
   }
-  // The first record's own size tells the form, and so the step from one to the next.
-  const auto* next = reinterpret_cast<const BYTE*>(info.rgSigners);
-  const std::size_t step =
-      info.cSigners > 0 && info.rgSigners->cbSize >= sizeof(CMSG_SIGNER_ENCODE_INFO_LONG)
-          ? sizeof(CMSG_SIGNER_ENCODE_INFO_LONG)
-          : sizeof(CMSG_SIGNER_ENCODE_INFO);
-  for (DWORD i = 0; i < info.cSigners; ++i, next += step) {
-    Result<SignerRequest> request =
-        SignerRequest::copy(*reinterpret_cast<const CMSG_SIGNER_ENCODE_INFO*>(next));
+  for (const CMSG_SIGNER_ENCODE_INFO* record : signerRecords(info)) {
+    Result<SignerRequest> request = SignerRequest::copy(*record);
     if (!request) {
       return request.failure();
     }

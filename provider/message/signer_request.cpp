@@ -59,6 +59,21 @@ bool haveDistinctTypes(const CRYPT_ATTRIBUTE* records, DWORD count) {
 
 }  // namespace
 
+std::vector<const CMSG_SIGNER_ENCODE_INFO*> signerRecords(const CMSG_SIGNED_ENCODE_INFO& info) {
+  if (info.rgSigners == nullptr || info.cSigners == 0) {
+    return {};
+  }
+  const bool isLong = longForm(*info.rgSigners) != nullptr;
+  const std::size_t step =
+      isLong ? sizeof(CMSG_SIGNER_ENCODE_INFO_LONG) : sizeof(CMSG_SIGNER_ENCODE_INFO);
+  const auto* next = reinterpret_cast<const BYTE*>(info.rgSigners);
+  std::vector<const CMSG_SIGNER_ENCODE_INFO*> records;
+  for (DWORD i = 0; i < info.cSigners; ++i, next += step) {
+    records.push_back(reinterpret_cast<const CMSG_SIGNER_ENCODE_INFO*>(next));
+  }
+  return records;
+}
+
 Result<SignerRequest> SignerRequest::copy(const CMSG_SIGNER_ENCODE_INFO& info) {
   if (info.cbSize < sizeof(CMSG_SIGNER_ENCODE_INFO) || info.pCertInfo == nullptr) {
     return fail(E_INVALIDARG);

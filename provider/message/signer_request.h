@@ -17,6 +17,10 @@
 
 namespace qx {
 
+/// signerRecords are the caller's signers, each short or long. The first one's cbSize tells which form they
+/// all have, and so the step from one to the next. None when the caller gave no array.
+std::vector<const CMSG_SIGNER_ENCODE_INFO*> signerRecords(const CMSG_SIGNED_ENCODE_INFO& info);
+
 /// SignerRequest is a signer who is still to sign: a deep copy of the caller's record.
 class SignerRequest {
  public:
