@@ -10,7 +10,7 @@
 
 namespace qx {
 
-/// isNamed tells whether a message's identifier names this certificate.
+/// isNamedBy tells whether a message's identifier names this certificate.
 bool isNamedBy(const CertificateData& certificate, const SignerId& id);
 
 /// knownCertificate finds the certificate that a message names in these system stores, the user's
