@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "provider/openssl/encoded.h"
 #include "provider/openssl/random.h"
 
 namespace qx {
@@ -32,11 +33,7 @@ Result<OcspQuery> OcspQuery::about(const CertificateData& subject, const Certifi
 }
 
 std::vector<std::uint8_t> OcspQuery::der() const {
-  unsigned char* bytes = nullptr;
-  const int length = i2d_OCSP_REQUEST(request_.get(), &bytes);
-  const OpensslBytes owner(bytes);
-  return length <= 0 ? std::vector<std::uint8_t>()
-                     : std::vector<std::uint8_t>(bytes, bytes + length);
+  return encodedBy<OCSP_REQUEST>(i2d_OCSP_REQUEST, request_.get());
 }
 
 bool OcspQuery::isAnsweredBy(const OcspData& answer) const {

@@ -8,6 +8,7 @@
 #include "provider/chain/path_search.h"
 #include "provider/chain/weak_digest.h"
 #include "provider/hash/hash.h"
+#include "provider/openssl/encoded.h"
 #include "provider/openssl/library_context.h"
 #include "provider/openssl/owned.h"
 #include "provider/support/trace.h"
@@ -45,15 +46,8 @@ class ResponderName {
   const X509_NAME* name_ = nullptr;
 };
 
-CertificatePtr copyOf(X509* certificate) {
-  unsigned char* bytes = nullptr;
-  const int length = i2d_X509(certificate, &bytes);
-  const OpensslBytes owner(bytes);
-  if (length <= 0) {
-    return nullptr;
-  }
-  const Result<CertificatePtr> copy =
-      CertificateData::parse({bytes, static_cast<std::size_t>(length)});
+CertificatePtr copyOf(const X509* certificate) {
+  const Result<CertificatePtr> copy = CertificateData::parse(encodedBy(i2d_X509, certificate));
   return copy ? *copy : nullptr;
 }
 

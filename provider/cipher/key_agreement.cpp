@@ -6,6 +6,7 @@
 #include <openssl/x509.h>
 
 #include "provider/cipher/gost28147_wrap.h"
+#include "provider/openssl/encoded.h"
 
 namespace qx {
 namespace {
@@ -46,15 +47,6 @@ Result<EvpPkeyPtr> generateLike(const PublicKey& other) {
   return EvpPkeyPtr(made);
 }
 
-Result<std::vector<std::uint8_t>> encodeSpki(const EVP_PKEY* key) {
-  unsigned char* encoded = nullptr;
-  const int length = i2d_PUBKEY(key, &encoded);
-  const OpensslBytes owner(encoded);
-  return length > 0 ? Result<std::vector<std::uint8_t>>(
-                          std::vector<std::uint8_t>(encoded, encoded + length))
-                    : fail(NTE_FAIL);
-}
-
 bool fitTogether(const PrivateKey& own, const PublicKey& other) {
   return isGost(own.type()) && own.type() == other.type();
 }
@@ -85,12 +77,18 @@ Result<EphemeralAgreement> ephemeralVko(const PublicKey& other, der::Bytes ukm) 
     return fail(NTE_BAD_DATA);
   }
   const auto own = generateLike(other);
-  auto spki = own ? encodeSpki(own->get()) : own.failure();
-  auto key = spki ? agree(own->get(), other.evp(), ukm, kGostKeySize) : spki.failure();
+  if (!own) {
+    return own.failure();
+  }
+  std::vector<std::uint8_t> spki = encodedBy<EVP_PKEY>(i2d_PUBKEY, own->get());
+  if (spki.empty()) {
+    return fail(NTE_FAIL);
+  }
+  auto key = agree(own->get(), other.evp(), ukm, kGostKeySize);
   if (!key) {
     return key.failure();
   }
-  return EphemeralAgreement{.key = *std::move(key), .spki = *std::move(spki)};
+  return EphemeralAgreement{.key = *std::move(key), .spki = std::move(spki)};
 }
 
 }  // namespace qx

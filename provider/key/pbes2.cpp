@@ -10,6 +10,7 @@
 
 #include "provider/der/reader.h"
 #include "provider/der/values.h"
+#include "provider/openssl/encoded.h"
 #include "provider/openssl/library_context.h"
 #include "provider/openssl/random.h"
 
@@ -114,13 +115,8 @@ Result<std::vector<std::uint8_t>> encryptPkcs8(PKCS8_PRIV_KEY_INFO* key,
     return fail(NTE_FAIL);
   }
   [[maybe_unused]] const X509_ALGOR* takenOver = scheme.release();  // by `encrypted`
-  unsigned char* der = nullptr;
-  const int length = i2d_X509_SIG(encrypted.get(), &der);
-  if (length <= 0) {
-    return fail(NTE_FAIL);
-  }
-  const OpensslBytes owner(der);
-  return std::vector<std::uint8_t>(der, der + length);
+  std::vector<std::uint8_t> der = encodedBy<X509_SIG>(i2d_X509_SIG, encrypted.get());
+  return der.empty() ? Result<std::vector<std::uint8_t>>(fail(NTE_FAIL)) : std::move(der);
 }
 
 Result<Pkcs8Ptr> decryptPkcs8(std::span<const std::uint8_t> der, std::string_view pin) {

@@ -7,6 +7,7 @@
 #include <openssl/x509.h>
 
 #include "provider/key/public_key.h"
+#include "provider/openssl/encoded.h"
 #include "provider/openssl/engine.h"
 #include "provider/openssl/library_context.h"
 
@@ -15,16 +16,6 @@ namespace {
 
 /// A digest that every kind of key signs, for the proof that both halves belong together.
 constexpr HashAlgorithm kProofHash = HashAlgorithm::Sha256;
-
-Result<std::vector<std::uint8_t>> encodeSpki(EVP_PKEY* key) {
-  unsigned char* der = nullptr;
-  const int length = i2d_PUBKEY(key, &der);
-  if (length <= 0) {
-    return fail(NTE_BAD_KEY);
-  }
-  const OpensslBytes owner(der);
-  return std::vector<std::uint8_t>(der, der + length);
-}
 
 /// A key file may state a public key that is not its private key's.
 Result<void> proveTogether(const PrivateKey& key, const PublicKey& publicKey) {
@@ -75,17 +66,17 @@ Result<std::shared_ptr<const PrivateKey>> PrivateKey::fromEvp(EvpPkeyPtr key) {
   if (type == nullptr) {
     return fail(NTE_BAD_ALGID);
   }
-  auto spki = encodeSpki(key.get());
-  if (!spki) {
-    return spki.failure();
+  std::vector<std::uint8_t> spki = encodedBy<EVP_PKEY>(i2d_PUBKEY, key.get());
+  if (spki.empty()) {
+    return fail(NTE_BAD_KEY);
   }
-  const auto publicKey = PublicKey::parse(*spki);
+  const auto publicKey = PublicKey::parse(spki);
   if (!publicKey) {
     return publicKey.failure();
   }
   const std::shared_ptr<PrivateKey> result(new PrivateKey(std::move(key), *type));
   result->publicKeyBits_.assign(publicKey->bits().begin(), publicKey->bits().end());
-  result->spki_ = std::move(*spki);
+  result->spki_ = std::move(spki);
   if (const auto proof = proveTogether(*result, *publicKey); !proof) {
     return proof.failure();
   }
