@@ -3,8 +3,8 @@
 #include <openssl/x509v3.h>
 
 #include "provider/chain/crl_scope.h"
+#include "provider/chain/revoked_at.h"
 #include "provider/chain/weak_digest.h"
-#include "provider/openssl/owned.h"
 #include "provider/support/trace.h"
 
 namespace qx {
@@ -43,24 +43,14 @@ std::optional<UpdatePeriod> periodOf(const X509_CRL* crl) {
   return UpdatePeriod{.begin = *begin, .end = end.value_or(UpdatePeriod().end)};
 }
 
-// The key was no longer its owner's alone from the invalidity date on, which may lie before the
-// revocation (RFC 5280, 5.3.2). A date that cannot be read is taken for the earliest.
-bool isRevokedAt(const X509_REVOKED* entry, std::time_t time) {
-  constexpr std::time_t kEarliest = std::numeric_limits<std::time_t>::min();
-  if (secondsOf(X509_REVOKED_get0_revocationDate(entry)).value_or(kEarliest) <= time) {
-    return true;
-  }
-  int presence = -1;
-  const Asn1TimePtr invalid(static_cast<ASN1_TIME*>(
-      X509_REVOKED_get_ext_d2i(entry, NID_invalidity_date, &presence, nullptr)));
-  return presence != -1 && secondsOf(invalid.get()).value_or(kEarliest) <= time;
-}
-
 bool isRevokedIn(X509_CRL* crl, X509* subject, const RevocationMoment& moment) {
   X509_REVOKED* entry = nullptr;
   const int found = X509_CRL_get0_by_cert(crl, &entry, subject);
   return found != 0 && found != kRemovedFromCrl &&
-         (!moment.asOf || isRevokedAt(entry, *moment.asOf));
+         (!moment.asOf || isRevokedAt<const X509_REVOKED>(*moment.asOf,
+                                                          X509_REVOKED_get0_revocationDate(entry),
+                                                          entry,
+                                                          X509_REVOKED_get_ext_d2i));
 }
 
 }  // namespace

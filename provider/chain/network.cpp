@@ -31,4 +31,14 @@ Result<std::vector<std::uint8_t>> Network::ask(const HttpRequest& request, std::
   return body;
 }
 
+Result<std::vector<std::uint8_t>> Network::fetch(FileKind kind, const std::string& address) {
+  Result<std::vector<std::uint8_t>> body =
+      ask({.url = address,
+           .contentType = {},
+           .accept = kind == FileKind::Crl ? "application/pkix-crl" : "",
+           .body = {}},
+          fileLimit(kind));
+  return body ? derFromFile(kind, *std::move(body)) : body.failure();
+}
+
 }  // namespace qx

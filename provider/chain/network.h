@@ -5,10 +5,12 @@
 #include <cstddef>
 #include <cstdint>
 #include <functional>
+#include <string>
 #include <vector>
 
 #include "provider/http/client.h"
 #include "provider/result.h"
+#include "provider/store/file_content.h"
 
 namespace qx {
 
@@ -37,6 +39,10 @@ class Network {
   /// ask gives the body of the answer, of at most `bytes`. Errors: the client's; ERROR_TIMEOUT, and
   /// nothing is sent, when the budget is used up. A trace line tells of each failure.
   Result<std::vector<std::uint8_t>> ask(const HttpRequest& request, std::size_t bytes);
+
+  /// fetch gives the DER of a file, DER or PEM, that lies at an address and is no longer than such a
+  /// file of a store may be. Errors: as ask and derFromFile.
+  Result<std::vector<std::uint8_t>> fetch(FileKind kind, const std::string& address);
 
  private:
   Exchange exchange_;

@@ -7,15 +7,14 @@
 #include <openssl/ocsp.h>
 #include <openssl/x509v3.h>
 
+#include "provider/chain/revoked_at.h"
 #include "provider/hash/hash.h"
-#include "provider/openssl/owned.h"
 
 namespace qx {
 namespace {
 
 // Answers are about one certificate, or a few; who wants us to work for ever names more.
 constexpr int kMaxStatuses = 1000;
-constexpr std::time_t kEarliest = std::numeric_limits<std::time_t>::min();
 
 der::Bytes bytesOf(const ASN1_STRING* string) {
   return {ASN1_STRING_get0_data(string), static_cast<std::size_t>(ASN1_STRING_length(string))};
@@ -82,16 +81,6 @@ bool isUnderstood(OCSP_BASICRESP* answer, OCSP_SINGLERESP* status) {
   return OCSP_SINGLERESP_get_ext_by_critical(status, 1, -1) < 0;
 }
 
-bool isRevokedAt(OCSP_SINGLERESP* status, const ASN1_TIME* revoked, std::time_t time) {
-  if (secondsOf(revoked).value_or(kEarliest) <= time) {
-    return true;
-  }
-  int presence = -1;
-  const Asn1TimePtr invalid(static_cast<ASN1_TIME*>(
-      OCSP_SINGLERESP_get1_ext_d2i(status, NID_invalidity_date, &presence, nullptr)));
-  return presence != -1 && secondsOf(invalid.get()).value_or(kEarliest) <= time;
-}
-
 }  // namespace
 
 std::optional<Statement> readAnswer(const OcspPtr& answer,
@@ -118,7 +107,8 @@ std::optional<Statement> readAnswer(const OcspPtr& answer,
       .period = period,
       .reliable = period.holdsFor(moment, kResponderClockSkew) && isUnderstood(response, status),
       .revoked = kind == V_OCSP_CERTSTATUS_REVOKED &&
-                 (!moment.asOf || isRevokedAt(status, revokedAt, *moment.asOf)),
+                 (!moment.asOf ||
+                  isRevokedAt(*moment.asOf, revokedAt, status, OCSP_SINGLERESP_get1_ext_d2i)),
       .evidence = {.crl = nullptr, .ocsp = answer}};
 }
 

@@ -3,7 +3,6 @@
 #include "provider/chain/addresses.h"
 #include "provider/chain/ocsp_request.h"
 #include "provider/chain/revocation.h"
-#include "provider/store/file_content.h"
 #include "provider/support/trace.h"
 
 namespace qx {
@@ -66,11 +65,7 @@ RevocationData OnlineRevocation::askResponder(const std::string& address,
 RevocationData OnlineRevocation::fetchCrl(const std::string& address,
                                           const CertificateData& subject,
                                           const CertificateData& issuer) {
-  Result<std::vector<std::uint8_t>> body = network_->ask(
-      {.url = address, .contentType = {}, .accept = "application/pkix-crl", .body = {}},
-      fileLimit(FileKind::Crl));
-  const Result<std::vector<std::uint8_t>> der =
-      body ? derFromFile(FileKind::Crl, *std::move(body)) : body.failure();
+  const Result<std::vector<std::uint8_t>> der = network_->fetch(FileKind::Crl, address);
   const Result<CrlPtr> crl = der ? CrlData::parse(*der) : der.failure();
   if (!crl) {
     return {};

@@ -47,6 +47,11 @@ Result<std::string> folderOf(Location location) {
   return root ? Result<std::string>(*root + "/cache") : root.failure();
 }
 
+Result<Fd> openCache(Location location) {
+  const Result<std::string> path = folderOf(location);
+  return path ? openFolder(*path) : path.failure();
+}
+
 // A quarter leaves at once, so that not every file that comes costs a look at all of them.
 void makeRoom(int folder, std::size_t maxFiles) {
   const Result<std::vector<std::string>> names = namesIn(folder);
@@ -70,8 +75,7 @@ void makeRoom(int folder, std::size_t maxFiles) {
 }  // namespace
 
 OcspPtr RevocationCache::answerAbout(const CertificateData& certificate) const {
-  const Result<std::string> path = folderOf(location_);
-  const Result<Fd> folder = path ? openFolder(*path) : path.failure();
+  const Result<Fd> folder = openCache(location_);
   if (!folder) {
     return nullptr;
   }
@@ -91,8 +95,7 @@ void RevocationCache::keep(const std::string& address, const CrlData& crl) const
 }
 
 void RevocationCache::forget(const CertificateData& certificate) const {
-  const Result<std::string> path = folderOf(location_);
-  if (const Result<Fd> folder = path ? openFolder(*path) : path.failure()) {
+  if (const Result<Fd> folder = openCache(location_)) {
     static_cast<void>(removeFileIn(folder->get(), answerName(certificate).c_str()));
   }
 }
