@@ -84,9 +84,7 @@ Result<SecretBytes> wholeRequest(const HttpRequest& request,
 
 // Asks a proxy to hand on what comes (RFC 9110, 9.3.6).
 Result<void> openTunnel(Stream& proxy, const Url& url) {
-  const std::string host =
-      url.host.find(':') == std::string::npos ? url.host : "[" + url.host + "]";
-  const std::string server = host + ":" + std::to_string(url.port);
+  const std::string server = url.hostAndPort();
   const Result<void> sent =
       proxy.send(bytesOf("CONNECT " + server + " HTTP/1.1\r\nHost: " + server + "\r\n\r\n"));
   if (!sent) {

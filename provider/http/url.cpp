@@ -60,6 +60,11 @@ bool readAuthority(std::string_view text, Url& url) {
          (bracketed ? isIpv6(url.host) : isName(url.host));
 }
 
+std::string bracketed(const std::string& host) {
+  const bool isAddress = host.find(':') != std::string::npos;
+  return isAddress ? "[" + host + "]" : host;
+}
+
 bool isPrintable(std::string_view text) {
   return std::ranges::all_of(text, [](char c) { return c > ' ' && c <= '~'; });
 }
@@ -67,9 +72,12 @@ bool isPrintable(std::string_view text) {
 }  // namespace
 
 std::string Url::authority() const {
-  const bool isAddress = host.find(':') != std::string::npos;
   const bool usual = port == (secure ? kHttpsPort : kHttpPort);
-  return (isAddress ? "[" + host + "]" : host) + (usual ? "" : ":" + std::to_string(port));
+  return usual ? bracketed(host) : hostAndPort();
+}
+
+std::string Url::hostAndPort() const {
+  return bracketed(host) + ":" + std::to_string(port);
 }
 
 std::string Url::shown() const {

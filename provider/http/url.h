@@ -22,6 +22,9 @@ struct Url {
   /// The host as a URL and the field "Host" write it, with the port unless it is the scheme's own.
   std::string authority() const;
 
+  /// The same, with the port in any case.
+  std::string hostAndPort() const;
+
   /// For a trace: without the query, which may hold what is nobody else's business.
   std::string shown() const;
 
