@@ -9,27 +9,12 @@
 
 #include "provider/store/folder_store.h"
 #include "tests/provider/store/store_support.h"
-#include "tests/provider/support/scoped_environment.h"
+#include "tests/support/trace_to_file.h"
 
 namespace qx::test {
 namespace {
 
 namespace fs = std::filesystem;
-
-// Where the lines go is read once in a process, so it stands before the first test.
-class TraceToFile : public ::testing::Environment {
- public:
-  static const std::string& path() {
-    static const TempDir folder;
-    static const std::string file = folder.file("trace.log");
-    return file;
-  }
-
-  void SetUp() override {
-    static const ScopedEnvironment environment = {{"QXPROVIDER_TRACE_FILE", path()},
-                                                  {"QXPROVIDER_TRACE_LEVEL", "15"}};
-  }
-};
 
 // NOLINTNEXTLINE(cppcoreguidelines-owning-memory): the framework owns it
 const ::testing::Environment* const kEnvironment =

@@ -18,32 +18,17 @@
 
 #include "platform/errors.h"
 
-#include "tests/provider/support/scoped_environment.h"
 #include "tests/support/temp_dir.h"
+#include "tests/support/trace_to_file.h"
 
 namespace {
 
-using qx::test::ScopedEnvironment;
+using qx::test::TraceToFile;
 
-// The configuration is read once in a process, so it stands before the first test and this program
-// has no other tests.
-class TraceToFile : public testing::Environment {
- public:
-  static const std::string& path() {
-    static const qx::test::TempDir kFolder;
-    static const std::string kPath = kFolder.file("trace.log");
-    return kPath;
-  }
-
-  void SetUp() override {
-    static const ScopedEnvironment environment = {{"QXPROVIDER_CONF", "/nonexistent/provider.conf"},
-                                                  {"QXPROVIDER_TRACE_FILE", path()},
-                                                  {"QXPROVIDER_TRACE_LEVEL", "12"}};
-  }
-};
-
+// This program has no other tests: the level holds for the whole process.
 // NOLINTNEXTLINE(cppcoreguidelines-owning-memory): the framework owns it
-const testing::Environment* const kEnvironment = testing::AddGlobalTestEnvironment(new TraceToFile);
+const testing::Environment* const kEnvironment =
+    testing::AddGlobalTestEnvironment(new TraceToFile("12"));
 
 class Trace : public testing::Test {
  protected:
