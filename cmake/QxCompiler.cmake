@@ -59,6 +59,12 @@ else()
   target_link_options(qx_compiler INTERFACE -Wl,-z,relro,-z,now -Wl,--no-undefined)
 endif()
 
+# What the fuzzer steers by; each target of fuzz/ links the fuzzer itself.
+if(QX_FUZZ)
+  target_compile_options(qx_compiler INTERFACE -fsanitize=fuzzer-no-link)
+  target_link_options(qx_compiler INTERFACE -fsanitize=fuzzer-no-link)
+endif()
+
 if(QXSAPSSF_STATIC_RUNTIME)
   target_link_options(qx_compiler INTERFACE -static-libstdc++ -static-libgcc)
 endif()
