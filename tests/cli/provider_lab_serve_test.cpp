@@ -184,7 +184,7 @@ TEST_F(ProviderLabServe, FailsOnAPortThatIsTaken) {
   const ServedLab served(lab(""));
   const std::string port = served.url().substr(served.url().rfind(':') + 1);
   const CommandResult other = provider({"lab", "serve", lab(""), "--port", port});
-  EXPECT_NE(other.exitCode, 0);
+  EXPECT_EQ(other.exitCode, 2);
   EXPECT_THAT(other.err, HasSubstr("port " + port));
 }
 

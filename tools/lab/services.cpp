@@ -3,10 +3,11 @@
 #include <httplib.h>
 
 #include <algorithm>
-#include <stdexcept>
 #include <utility>
 
 #include <openssl/ocsp.h>
+
+#include "tools/common/error.h"
 
 namespace qx::lab {
 namespace {
@@ -66,7 +67,8 @@ Services::Services(std::uint16_t port) : server_(std::make_unique<httplib::Serve
   server_->set_keep_alive_max_count(1);
   port_ = port == 0 ? server_->bind_to_any_port(kHost) : port;
   if (port_ < 0 || (port != 0 && !server_->bind_to_port(kHost, port))) {
-    throw std::runtime_error("port " + std::to_string(port) + " of 127.0.0.1 cannot be had");
+    throw tools::ToolError(tools::ExitCode::Input,
+                           "port " + std::to_string(port) + " of 127.0.0.1 cannot be had");
   }
   thread_ = std::thread([this] { server_->listen_after_bind(); });
   // To stop a server that does not run yet does nothing.

@@ -46,8 +46,8 @@ struct Conduct {
 /// SIGPIPE from then on.
 class Services {
  public:
-  /// Listens as long as it lives; port 0 takes any that is free. Throws std::runtime_error when the
-  /// port cannot be had.
+  /// Listens as long as it lives; port 0 takes any that is free. Throws tools::ToolError (Input) when
+  /// the port cannot be had.
   explicit Services(std::uint16_t port = 0);
   ~Services();
   Services(const Services&) = delete;
