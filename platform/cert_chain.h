@@ -116,7 +116,14 @@ QX_PIN(CERT_CHAIN_PARA, RequestedUsage, 8);
 
 struct CERT_STRONG_SIGN_PARA;
 
-/** The long form of CERT_CHAIN_PARA. dwUrlRetrievalTimeout is in milliseconds. */
+/** The long form of CERT_CHAIN_PARA; a member is read when cbSize covers it.
+ *
+ * RequestedIssuancePolicy: certificate policies that the chain must be valid for, else its end has
+ * CERT_TRUST_IS_NOT_VALID_FOR_USAGE. dwUrlRetrievalTimeout: what the whole call may spend on fetching, in
+ * milliseconds; 0, or more than the provider allows: as the provider is configured.
+ * dwRevocationFreshnessTime, with fCheckRevocationFreshnessTime: how old in seconds what tells about
+ * revocation may be; anything older leaves the status unknown, or is replaced from the network. The other
+ * members are not looked at. */
 typedef struct CERT_CHAIN_PARA_LONG {
   DWORD cbSize;
   CERT_USAGE_MATCH RequestedUsage;

@@ -1,7 +1,9 @@
 #include "provider/api.h"
 
+#include <chrono>
 #include <ctime>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -44,16 +46,13 @@ qx::MayFetch mayFetch(DWORD flags) {
           .issuers = (flags & kNoIssuers) == 0};
 }
 
-Result<qx::RequestedUsage> usageOf(const CERT_CHAIN_PARA& para) {
+Result<qx::RequestedUsage> usageOf(const CERT_USAGE_MATCH& match) {
   qx::RequestedUsage usage;
-  if (para.cbSize < sizeof(CERT_CHAIN_PARA)) {
-    return usage;
-  }
-  const CTL_USAGE& list = para.RequestedUsage.Usage;
+  const CTL_USAGE& list = match.Usage;
   if (list.cUsageIdentifier != 0 && list.rgpszUsageIdentifier == nullptr) {
     return fail(E_INVALIDARG);
   }
-  usage.any = para.RequestedUsage.dwType == USAGE_MATCH_TYPE_OR;
+  usage.any = match.dwType == USAGE_MATCH_TYPE_OR;
   for (DWORD i = 0; i < list.cUsageIdentifier; ++i) {
     if (list.rgpszUsageIdentifier[i] == nullptr) {
       return fail(E_INVALIDARG);
@@ -62,6 +61,45 @@ Result<qx::RequestedUsage> usageOf(const CERT_CHAIN_PARA& para) {
   }
   return usage;
 }
+
+/// ChainParameters reads the caller's record in either form: a member counts when cbSize covers it.
+class ChainParameters {
+ public:
+  explicit ChainParameters(const CERT_CHAIN_PARA& para)
+      : record_(reinterpret_cast<const CERT_CHAIN_PARA_LONG&>(para)) {}
+
+  Result<qx::RequestedUsage> usage() const {
+    return covers(record_.RequestedUsage) ? usageOf(record_.RequestedUsage) : qx::RequestedUsage();
+  }
+
+  Result<qx::RequestedUsage> policies() const {
+    return covers(record_.RequestedIssuancePolicy) ? usageOf(record_.RequestedIssuancePolicy)
+                                                   : qx::RequestedUsage();
+  }
+
+  std::optional<std::chrono::milliseconds> fetchTime() const {
+    return covers(record_.dwUrlRetrievalTimeout) && record_.dwUrlRetrievalTimeout != 0
+               ? std::optional(std::chrono::milliseconds(record_.dwUrlRetrievalTimeout))
+               : std::nullopt;
+  }
+
+  std::optional<std::time_t> freshness() const {
+    return covers(record_.dwRevocationFreshnessTime) &&
+                   record_.fCheckRevocationFreshnessTime != FALSE
+               ? std::optional<std::time_t>(record_.dwRevocationFreshnessTime)
+               : std::nullopt;
+  }
+
+ private:
+  template <class Member>
+  bool covers(const Member& member) const {
+    const auto* const begin = reinterpret_cast<const char*>(&record_);
+    const auto* const end = reinterpret_cast<const char*>(&member + 1);
+    return record_.cbSize >= static_cast<std::size_t>(end - begin);
+  }
+
+  const CERT_CHAIN_PARA_LONG& record_;
+};
 
 Result<std::vector<qx::CertificatePtr>> materialOf(HCERTSTORE store) {
   if (store == nullptr) {
@@ -78,15 +116,16 @@ Result<qx::VerdictPtr> judge(HCERTCHAINENGINE engine,
                              const qx::CertificateContext& certificate,
                              const FILETIME* time,
                              HCERTSTORE additional,
-                             const CERT_CHAIN_PARA& para,
+                             const ChainParameters& parameters,
                              DWORD flags) {
   const Result<qx::Location> location = locationOf(engine);
   if (!location) {
     return location.failure();
   }
-  Result<qx::RequestedUsage> usage = usageOf(para);
-  if (!usage) {
-    return usage.failure();
+  Result<qx::RequestedUsage> usage = parameters.usage();
+  Result<qx::RequestedUsage> policies = parameters.policies();
+  if (!usage || !policies) {
+    return usage ? policies.failure() : usage.failure();
   }
   const Result<std::vector<qx::CertificatePtr>> material = materialOf(additional);
   if (!material) {
@@ -95,12 +134,19 @@ Result<qx::VerdictPtr> judge(HCERTCHAINENGINE engine,
   qx::ChainRequest request{.certificate = certificate.sharedData(),
                            .now = std::time(nullptr),
                            .certificates = *material,
+                           .freshness = parameters.freshness(),
                            .revocation = scopeOf(flags),
-                           .usage = *std::move(usage)};
+                           .usage = *std::move(usage),
+                           .policies = *std::move(policies)};
   if (time != nullptr) {
     request.time = qx::secondsOf(*time);
   }
-  return qx::evaluateOver(*location, std::move(request), mayFetch(flags));
+  std::optional<qx::Network> network;
+  if (const auto most = parameters.fetchTime()) {
+    network.emplace(*most);
+  }
+  return qx::evaluateOver(
+      *location, std::move(request), mayFetch(flags), network ? &*network : nullptr);
 }
 
 }  // namespace
@@ -122,8 +168,8 @@ BOOL CertGetCertificateChain(HCERTCHAINENGINE hChainEngine,
     if (certificate == nullptr || pChainPara == nullptr || pvReserved != nullptr) {
       return fail(E_INVALIDARG);
     }
-    const Result<qx::VerdictPtr> verdict =
-        judge(hChainEngine, *certificate, pTime, hAdditionalStore, *pChainPara, dwFlags);
+    const Result<qx::VerdictPtr> verdict = judge(
+        hChainEngine, *certificate, pTime, hAdditionalStore, ChainParameters(*pChainPara), dwFlags);
     if (!verdict) {
       return verdict.failure();
     }

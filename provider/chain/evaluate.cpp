@@ -33,7 +33,8 @@ Result<VerdictPtr> evaluateOver(Location location,
     network = &own.emplace();
   }
   OnlineRevocation revocation(RevocationCache(location),
-                              configured.online && may.revocation ? network : nullptr);
+                              configured.online && may.revocation ? network : nullptr,
+                              request.freshness);
   std::optional<OnlineIssuers> issuers;
   if (configured.online && configured.issuers && may.issuers) {
     request.issuers = &issuers.emplace(*network);

@@ -10,10 +10,12 @@ namespace qx {
 using std::chrono::milliseconds;
 using std::chrono::steady_clock;
 
-Network::Network()
+Network::Network() : Network(milliseconds::max()) {}
+
+Network::Network(milliseconds atMost)
     : Network([](const HttpRequest& request,
                  const HttpLimits& limits) { return exchange(request, limits); },
-              {.time = milliseconds(configuration().revocation.timeoutMs)}) {}
+              {.time = std::min(atMost, milliseconds(configuration().revocation.timeoutMs))}) {}
 
 Result<std::vector<std::uint8_t>> Network::ask(const HttpRequest& request, std::size_t bytes) {
   if (budget_.requests == 0 || budget_.time <= milliseconds::zero()) {

@@ -33,6 +33,9 @@ class Network {
   /// The configuration's time (revocation.timeout_ms), and the real HTTP client.
   Network();
 
+  /// The same with less time, if `atMost` is less than the configuration's.
+  explicit Network(std::chrono::milliseconds atMost);
+
   Network(Exchange exchange, NetworkBudget budget)
       : exchange_(std::move(exchange)), budget_(budget) {}
 

@@ -1,13 +1,14 @@
 #include "provider/chain/ocsp_status.h"
 
 #include <algorithm>
-#include <array>
 #include <string_view>
 
 #include <openssl/ocsp.h>
 #include <openssl/x509v3.h>
 
+#include "provider/chain/dotted.h"
 #include "provider/chain/revoked_at.h"
+#include "provider/chain/time_window.h"
 #include "provider/hash/hash.h"
 
 namespace qx {
@@ -21,10 +22,7 @@ der::Bytes bytesOf(const ASN1_STRING* string) {
 }
 
 const HashInfo* hashNamedBy(const ASN1_OBJECT* oid) {
-  constexpr int kMaxDotted = 128;
-  std::array<char, kMaxDotted> dotted{};
-  const int length = OBJ_obj2txt(dotted.data(), kMaxDotted, oid, /*no_name=*/1);
-  return length > 0 && length < kMaxDotted ? hashByOid(dotted.data()) : nullptr;
+  return hashByOid(dotted(oid));
 }
 
 bool isHashOf(const ASN1_OCTET_STRING* hash, HashAlgorithm algorithm, der::Bytes content) {
@@ -102,10 +100,10 @@ std::optional<Statement> readAnswer(const OcspPtr& answer,
   if (!isKnown || !begin || (nextUpdate != nullptr && !end)) {
     return std::nullopt;
   }
-  const UpdatePeriod period{.begin = *begin, .end = end.value_or(*begin + kResponderClockSkew)};
+  const UpdatePeriod period{.begin = *begin, .end = end.value_or(*begin + kClockSkew)};
   return Statement{
       .period = period,
-      .reliable = period.holdsFor(moment, kResponderClockSkew) && isUnderstood(response, status),
+      .reliable = period.holdsFor(moment, kClockSkew) && isUnderstood(response, status),
       .revoked = kind == V_OCSP_CERTSTATUS_REVOKED &&
                  (!moment.asOf ||
                   isRevokedAt(*moment.asOf, revokedAt, status, OCSP_SINGLERESP_get1_ext_d2i)),

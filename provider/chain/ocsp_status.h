@@ -7,13 +7,10 @@
 
 namespace qx {
 
-/// How far the clocks of responders may be ahead of ours, and how long an answer without an end is
-/// fresh, in seconds.
-inline constexpr std::time_t kResponderClockSkew = 300;
-
 /// readAnswer tells what an answer says about a certificate at a moment (RFC 6960, 4.2.1); nothing when
 /// it is not about it, or does not know it. An answer with a critical extension that is not understood,
-/// or out of its time, is not reliable. An answer without nextUpdate is about its own moment only.
+/// or out of its time, is not reliable. An answer without nextUpdate is about its own moment only, kClockSkew
+/// long.
 std::optional<Statement> readAnswer(const OcspPtr& answer,
                                     const CertificateData& subject,
                                     const CertificateData& issuer,

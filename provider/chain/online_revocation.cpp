@@ -14,13 +14,13 @@ bool isEmpty(const RevocationData& data) {
   return data.crls.empty() && data.ocsp.empty();
 }
 
-bool decides(const RevocationData& data,
-             const CertificateData& subject,
-             const CertificateData& issuer) {
-  return isStatusKnown(subject, issuer, data, std::time(nullptr));
-}
-
 }  // namespace
+
+bool OnlineRevocation::decides(const RevocationData& data,
+                               const CertificateData& subject,
+                               const CertificateData& issuer) const {
+  return isStatusKnown(subject, issuer, data, std::time(nullptr), freshness_);
+}
 
 RevocationData OnlineRevocation::cached(const CertificateData& subject,
                                         const CertificateData& issuer) const {
@@ -29,11 +29,12 @@ RevocationData OnlineRevocation::cached(const CertificateData& subject,
     return {};
   }
   RevocationData data{.crls = {}, .ocsp = {std::move(answer)}};
-  if (!decides(data, subject, issuer)) {
+  if (!isStatusKnown(subject, issuer, data, std::time(nullptr))) {
     cache_.forget(subject);
     return {};
   }
-  return data;
+  // What is too old for this caller may be fresh enough for the next.
+  return decides(data, subject, issuer) ? data : RevocationData();
 }
 
 RevocationData OnlineRevocation::askResponder(const std::string& address,

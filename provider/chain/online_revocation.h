@@ -1,6 +1,8 @@
 #ifndef QX_PROVIDER_CHAIN_ONLINE_REVOCATION_H_
 #define QX_PROVIDER_CHAIN_ONLINE_REVOCATION_H_
 
+#include <ctime>
+#include <optional>
 #include <string>
 
 #include "provider/chain/network.h"
@@ -15,7 +17,11 @@ namespace qx {
 class OnlineRevocation : public RevocationSource {
  public:
   /// `network` is borrowed; null: the cache alone, nothing is sent.
-  OnlineRevocation(RevocationCache cache, Network* network) : cache_(cache), network_(network) {}
+  /// `freshness`: as in ChainRequest.
+  OnlineRevocation(RevocationCache cache,
+                   Network* network,
+                   std::optional<std::time_t> freshness = std::nullopt)
+      : cache_(cache), network_(network), freshness_(freshness) {}
 
   RevocationData dataFor(const CertificateData& subject, const CertificateData& issuer) override;
 
@@ -29,9 +35,13 @@ class OnlineRevocation : public RevocationSource {
   RevocationData fetchCrl(const std::string& address,
                           const CertificateData& subject,
                           const CertificateData& issuer);
+  bool decides(const RevocationData& data,
+               const CertificateData& subject,
+               const CertificateData& issuer) const;
 
   RevocationCache cache_;
   Network* network_;
+  std::optional<std::time_t> freshness_;
 };
 
 }  // namespace qx

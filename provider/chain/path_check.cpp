@@ -6,6 +6,7 @@
 #include <openssl/x509_vfy.h>
 #include <openssl/x509v3.h>
 
+#include "provider/chain/dotted.h"
 #include "provider/chain/faults.h"
 #include "provider/openssl/library_context.h"
 #include "provider/openssl/owned.h"
@@ -126,6 +127,17 @@ bool markUnreadable(Check& check) {
   return any;
 }
 
+std::vector<std::string> validPolicies(const X509_STORE_CTX* context) {
+  const X509_POLICY_TREE* tree = X509_STORE_CTX_get0_policy_tree(context);
+  const STACK_OF(X509_POLICY_NODE)* nodes =
+      tree == nullptr ? nullptr : X509_policy_tree_get0_policies(tree);
+  std::vector<std::string> policies;
+  for (int i = 0; i < sk_X509_POLICY_NODE_num(nodes); ++i) {
+    policies.push_back(dotted(X509_policy_node_get0_policy(sk_X509_POLICY_NODE_value(nodes, i))));
+  }
+  return policies;
+}
+
 }  // namespace
 
 std::size_t countChecked(const Path& path, RevocationScope revocation) {
@@ -163,6 +175,7 @@ Result<PathFaults> checkPath(const Path& path, std::time_t now) {
   if (X509_verify_cert(context.get()) <= 0 && !unreadable) {
     return fail(E_OUTOFMEMORY);
   }
+  check.faults.policies = validPolicies(context.get());
   return check.faults;
 }
 

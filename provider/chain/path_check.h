@@ -3,6 +3,7 @@
 
 #include <ctime>
 #include <span>
+#include <string>
 #include <vector>
 
 #include "platform/cert_chain.h"
@@ -20,6 +21,8 @@ struct PathFaults {
   std::vector<DWORD> elements;
   /// Those of the chain alone.
   DWORD chain = 0;
+  /// What the chain is valid for (RFC 5280, 6.1.6), as its first authority names it: dotted OIDs.
+  std::vector<std::string> policies;
 };
 
 /// checkPath runs libcrypto's verifier over exactly this path and tells every fault that it finds.

@@ -46,6 +46,11 @@ void RevocationJudge::take(Statement statement,
       statement.period.begin > secondsOf(subject.info().NotAfter)) {
     statement.reliable = false;
   }
+  if (request_.freshness) {
+    const std::time_t stale = request_.now - *request_.freshness;
+    statement.reliable = statement.reliable && statement.period.begin >= stale;
+    window_.narrow(statement.period.begin + *request_.freshness + 1);
+  }
   if (statement.reliable || statement.revoked) {
     into.push_back(std::move(statement));
   }
@@ -139,9 +144,10 @@ RevocationStatus RevocationJudge::statusOf(const CertificateData& subject,
 bool isStatusKnown(const CertificateData& subject,
                    const CertificateData& issuer,
                    const RevocationData& data,
-                   std::time_t now) {
+                   std::time_t now,
+                   std::optional<std::time_t> freshness) {
   TimeWindow window(now);
-  const ChainRequest request{.now = now, .givenRevocationOnly = true};
+  const ChainRequest request{.now = now, .givenRevocationOnly = true, .freshness = freshness};
   const RevocationStatus status = RevocationJudge(request, window).statusOf(subject, &issuer, data);
   return (status.errors & kRevocationUnknown) == 0;
 }

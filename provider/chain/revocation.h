@@ -1,6 +1,7 @@
 #ifndef QX_PROVIDER_CHAIN_REVOCATION_H_
 #define QX_PROVIDER_CHAIN_REVOCATION_H_
 
+#include <optional>
 #include <span>
 #include <vector>
 
@@ -63,11 +64,13 @@ class RevocationJudge {
   std::size_t signatureChecks_ = 0;
 };
 
-/// isStatusKnown tells whether this data alone decides now about a certificate.
+/// isStatusKnown tells whether this data alone, no older than `freshness`, decides now about a
+/// certificate.
 bool isStatusKnown(const CertificateData& subject,
                    const CertificateData& issuer,
                    const RevocationData& data,
-                   std::time_t now);
+                   std::time_t now,
+                   std::optional<std::time_t> freshness = std::nullopt);
 
 }  // namespace qx
 

@@ -10,6 +10,9 @@
 
 namespace qx {
 
+/// How far the clocks of others may be ahead of ours, in seconds.
+inline constexpr std::time_t kClockSkew = 300;
+
 /// secondsOf gives a time of the published form in seconds since 1970, rounded down.
 inline std::time_t secondsOf(const FILETIME& time) {
   constexpr std::uint64_t kTicksASecond = 10'000'000;

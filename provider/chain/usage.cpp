@@ -1,26 +1,19 @@
 #include "provider/chain/usage.h"
 
 #include <algorithm>
-#include <array>
 #include <ranges>
 #include <string_view>
 
-#include <openssl/objects.h>
 #include <openssl/x509v3.h>
 
+#include "provider/chain/dotted.h"
 #include "provider/openssl/owned.h"
 
 namespace qx {
 namespace {
 
 constexpr std::string_view kAnyUsage = "2.5.29.37.0";
-constexpr int kMaxDottedLength = 256;
-
-std::string dotted(const ASN1_OBJECT* oid) {
-  std::array<char, kMaxDottedLength> text{};
-  const int length = OBJ_obj2txt(text.data(), kMaxDottedLength, oid, /*no_name=*/1);
-  return length > 0 && length < kMaxDottedLength ? std::string(text.data()) : std::string();
-}
+constexpr std::string_view kAnyPolicy = "2.5.29.32.0";
 
 std::vector<std::string> usagesIn(const EXTENDED_KEY_USAGE* extension) {
   std::vector<std::string> usages;
@@ -71,6 +64,15 @@ void markUsage(const RequestedUsage& requested, std::vector<ChainElement>& eleme
       left = std::move(allowed);
     }
   }
+}
+
+bool allowsPolicies(const RequestedUsage& requested, const std::vector<std::string>& valid) {
+  if (requested.oids.empty() || has(valid, kAnyPolicy)) {
+    return true;
+  }
+  const auto isValid = [&](const std::string& oid) { return has(valid, oid); };
+  return requested.any ? std::ranges::any_of(requested.oids, isValid)
+                       : std::ranges::all_of(requested.oids, isValid);
 }
 
 }  // namespace qx

@@ -12,6 +12,11 @@ namespace qx {
 /// allows every usage; an authority's extension holds for all below it.
 void markUsage(const RequestedUsage& requested, std::vector<ChainElement>& elements);
 
+/// allowsPolicies tells whether the policies that are requested, all of them or any one, are among those
+/// that a chain is valid for. None requested: every chain will do; anyPolicy (RFC 5280, 4.2.1.4) stands
+/// for every policy.
+bool allowsPolicies(const RequestedUsage& requested, const std::vector<std::string>& valid);
+
 }  // namespace qx
 
 #endif

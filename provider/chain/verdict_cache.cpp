@@ -38,6 +38,14 @@ class Digest {
     add(der::Bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()));
   }
 
+  void add(const RequestedUsage& usage) {
+    add(std::uint64_t{usage.any});
+    add(usage.oids.size());
+    for (const std::string& oid : usage.oids) {
+      add(oid);
+    }
+  }
+
   template <class Pointer>
   void addAll(std::span<const Pointer> objects) {
     add(objects.size());
@@ -76,11 +84,10 @@ VerdictCache::Key VerdictCache::keyOf(const ChainRequest& request) {
   digest.add(std::uint64_t{request.source != nullptr});
   digest.add(std::uint64_t{isOnline(request)});
   digest.add(std::uint64_t{request.issuers != nullptr});
-  digest.add(std::uint64_t{request.usage.any});
-  digest.add(request.usage.oids.size());
-  for (const std::string& oid : request.usage.oids) {
-    digest.add(oid);
-  }
+  digest.add(std::uint64_t{request.freshness.has_value()});
+  digest.add(static_cast<std::uint64_t>(request.freshness.value_or(0)));
+  digest.add(request.usage);
+  digest.add(request.policies);
   digest.addAll(request.certificates);
   digest.addAll(request.crls);
   digest.addAll(request.ocsp);

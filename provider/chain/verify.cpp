@@ -143,6 +143,9 @@ Result<ChainVerdict> Evaluation::judge(const Path& path) {
   }
   lookUpRevocation(path, verdict.elements);
   markUsage(request_.usage, verdict.elements);
+  if (!allowsPolicies(request_.policies, faults->policies)) {
+    verdict.elements.front().errors |= CERT_TRUST_IS_NOT_VALID_FOR_USAGE;
+  }
   verdict.errors |= errorsOfAll(verdict.elements);
   return verdict;
 }

@@ -48,8 +48,13 @@ struct ChainRequest {
   /// Revocation is judged as of `time`, with what is known now: by CRLs and answers that held at that
   /// time or were made after it. A revocation from after that time is no fault.
   bool revocationAsOfTime = false;
+  /// How old, in seconds, what speaks for a certificate may be at `now`; nothing: as old as its maker
+  /// lets it become.
+  std::optional<std::time_t> freshness;
   RevocationScope revocation = RevocationScope::None;
   RequestedUsage usage;
+  /// The certificate policies that a chain must be valid for.
+  RequestedUsage policies;
   /// Null: what is not at hand stays unknown.
   RevocationSource* source = nullptr;
   /// Null: chains are built from what is at hand.

@@ -17,8 +17,7 @@
 #include "platform/errors.h"
 
 #include "provider/store/folder_store.h"
-#include "tests/provider/chain/chain_world.h"
-#include "tests/support/provider_folder.h"
+#include "tests/provider/chain/listening_world.h"
 
 namespace qx::test {
 namespace {
@@ -254,17 +253,20 @@ TEST_F(GetCertificateChain, ReadsTheUsageThatIsAskedFor) {
 TEST_F(GetCertificateChain, AcceptsParametersOfAnySize) {
   std::string server = "1.3.6.1.5.5.7.3.1";
   std::array<LPSTR, 1> usages = {server.data()};
-  para.RequestedUsage.Usage = {.cUsageIdentifier = 1, .rgpszUsageIdentifier = usages.data()};
+  std::array<CERT_CHAIN_PARA_LONG, 2> longPara{};
+  longPara[0].RequestedUsage.Usage = {.cUsageIdentifier = 1, .rgpszUsageIdentifier = usages.data()};
   lab::CertificateOptions options = named("End");
   options.extendedKeyUsage = "clientAuth";
-  context = contextOf(middle.issue(sampleKey(), options).get());
+  const X509Ptr certificate = middle.issue(sampleKey(), options);
+  const auto errorsOfSize = [&](DWORD size) {
+    longPara[0].cbSize = size;
+    return errorsFor(certificate.get(), 0, reinterpret_cast<PCERT_CHAIN_PARA>(longPara.data()));
+  };
   for (const DWORD size : {0U, 4U, 31U}) {
-    para.cbSize = size;
-    EXPECT_EQ(errorsWith(0), CERT_TRUST_NO_ERROR) << "no usage is read from " << size << " bytes";
+    EXPECT_EQ(errorsOfSize(size), CERT_TRUST_NO_ERROR) << size << " bytes hold no usage";
   }
-  for (const DWORD size : {32U, 34U, 96U, 1000U}) {
-    para.cbSize = size;
-    EXPECT_EQ(errorsWith(0), CERT_TRUST_IS_NOT_VALID_FOR_USAGE) << size;
+  for (const DWORD size : {32U, 34U, 96U, 98U}) {
+    EXPECT_EQ(errorsOfSize(size), CERT_TRUST_IS_NOT_VALID_FOR_USAGE) << size;
   }
 }
 

@@ -50,17 +50,21 @@ class Listener {
 };
 
 /// errorsFor is what CertGetCertificateChain says about a certificate.
-inline DWORD errorsFor(const X509* certificate, DWORD flags) {
-  CERT_CHAIN_PARA para{};
-  para.cbSize = sizeof para;
+inline DWORD errorsFor(const X509* certificate, DWORD flags, PCERT_CHAIN_PARA para) {
   const PCCERT_CONTEXT context = CertificateContext::createFree(dataOf(certificate));
   PCCERT_CHAIN_CONTEXT chain = nullptr;
   EXPECT_TRUE(CertGetCertificateChain(
-      HCCE_CURRENT_USER, context, nullptr, nullptr, &para, flags, nullptr, &chain));
+      HCCE_CURRENT_USER, context, nullptr, nullptr, para, flags, nullptr, &chain));
   const DWORD errors = chain == nullptr ? ~DWORD{0} : chain->TrustStatus.dwErrorStatus;
   CertFreeCertificateChain(chain);
   CertFreeCertificateContext(context);
   return errors;
+}
+
+inline DWORD errorsFor(const X509* certificate, DWORD flags) {
+  CERT_CHAIN_PARA para{};
+  para.cbSize = sizeof para;
+  return errorsFor(certificate, flags, &para);
 }
 
 /// ListeningWorld is a trusted certificate and one of an unknown issuer, both with every address there

@@ -39,8 +39,7 @@ DWORD askLibcrypto(const Bytes& answer, X509* certificate, X509* issuer) {
   }
   const DWORD revoked = status == V_OCSP_CERTSTATUS_REVOKED ? kRevoked : kGood;
   return revoked |
-         (OCSP_check_validity(thisUpdate, nextUpdate, kResponderClockSkew, -1) == 1 ? kGood
-                                                                                    : kUnknown);
+         (OCSP_check_validity(thisUpdate, nextUpdate, kClockSkew, -1) == 1 ? kGood : kUnknown);
 }
 
 class OcspStatusTest : public OcspWorld {

@@ -159,6 +159,42 @@ TEST_F(OnlineProcess, GivesTheWholeCallOneTime) {
   EXPECT_EQ(services.count(kCrl), 0U) << "no time was left";
 }
 
+TEST_F(OnlineProcess, TakesNoMoreTimeThanTheCallerGives) {
+  offerOcsp();
+  services.setConduct(kOcsp, {.delay = milliseconds(150)});
+  CERT_CHAIN_PARA_LONG para{.cbSize = sizeof para, .dwUrlRetrievalTimeout = 20};
+  auto* const shortForm = reinterpret_cast<PCERT_CHAIN_PARA>(&para);
+  EXPECT_EQ(errorsFor(end.get(), kCheck, shortForm), kRevocationUnknown);
+  EXPECT_EQ(services.count(kOcsp), 1U);
+  EXPECT_EQ(services.count(kCrl), 0U) << "no time was left";
+  services.setConduct(kOcsp, {});
+  para.dwUrlRetrievalTimeout = 0;
+  EXPECT_EQ(errorsFor(end.get(), kCheck, shortForm), 0U);
+}
+
+TEST_F(OnlineProcess, TakesNoMoreTimeThanIsConfigured) {
+  offerCrl();
+  services.setConduct(kOcsp, {.stalls = true});
+  CERT_CHAIN_PARA_LONG para{.cbSize = sizeof para, .dwUrlRetrievalTimeout = 0xFFFF'FFFF};
+  EXPECT_EQ(errorsFor(end.get(), kCheck, reinterpret_cast<PCERT_CHAIN_PARA>(&para)),
+            kRevocationUnknown);
+  EXPECT_EQ(services.count(kCrl), 0U) << "no time was left";
+}
+
+TEST_F(OnlineProcess, AsksAgainWhenWhatItKeptIsTooOldForTheCaller) {
+  offerOcsp();
+  EXPECT_EQ(judge(), 0U);
+  CERT_CHAIN_PARA_LONG para{.cbSize = sizeof para,
+                            .fCheckRevocationFreshnessTime = TRUE,
+                            .dwRevocationFreshnessTime = 60};
+  EXPECT_EQ(errorsFor(end.get(), kCheck, reinterpret_cast<PCERT_CHAIN_PARA>(&para)),
+            kRevocationUnknown)
+      << "what the responder says is an hour old as well";
+  EXPECT_EQ(services.count(kOcsp), 2U);
+  EXPECT_EQ(judge(), 0U);
+  EXPECT_EQ(services.count(kOcsp), 2U) << "it is kept for those who do not mind";
+}
+
 TEST_F(OnlineProcess, KeepsTheEvidence) {
   offerOcsp();
   const Result<VerdictPtr> verdict = evaluateNow({.certificate = dataOf(end.get())});

@@ -122,6 +122,16 @@ TEST_F(VerdictCacheTest, KeepsACrlNoLongerThanItIsValid) {
   EXPECT_NE(judge(asked)->errors, kGood);
 }
 
+TEST_F(VerdictCacheTest, KeepsACrlNoLongerThanItIsFresh) {
+  trust = trusting({dataOf(root.crl({.thisUpdate = -std::chrono::seconds(30)}).get())});
+  ChainRequest asked = request(end);
+  asked.revocation = RevocationScope::EndCertificate;
+  asked.freshness = 50;
+  EXPECT_EQ(judge(asked)->errors, kGood);
+  asked.now = now + 40;
+  EXPECT_NE(judge(asked)->errors, kGood);
+}
+
 TEST_F(VerdictCacheTest, SeesACrlThatRevokesAtOnce) {
   ChainRequest asked = request(end);
   asked.revocation = RevocationScope::EndCertificate;
@@ -146,7 +156,7 @@ TEST_F(VerdictCacheTest, KeepsDifferentRequestsApart) {
   SilentSource offline(false);
   SilentSource online(true);
   NoIssuers issuers;
-  std::vector<ChainRequest> requests(14, request(end));
+  std::vector<ChainRequest> requests(18, request(end));
   requests[1].time = now;
   requests[2].time = now - 1;
   requests[3].revocation = RevocationScope::EndCertificate;
@@ -160,6 +170,10 @@ TEST_F(VerdictCacheTest, KeepsDifferentRequestsApart) {
   requests[11].source = &offline;
   requests[12].source = &online;
   requests[13].issuers = &issuers;
+  requests[14].freshness = 0;
+  requests[15].freshness = 1;
+  requests[16].policies.oids = {"1.2.3"};
+  requests[17].policies = {.any = true, .oids = {"1.2.3"}};
   std::vector<VerdictPtr> verdicts;
   verdicts.reserve(requests.size());
   for (const ChainRequest& asked : requests) {
