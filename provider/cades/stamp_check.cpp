@@ -16,7 +16,8 @@ Result<ProvedStamp> prove(const TimeStampToken& stamp,
                           const Stamped& covered,
                           std::span<const CertificatePtr> others) {
   const TimeStampInfo& info = stamp.info();
-  if (!std::ranges::equal(imprintOf(info.hash, covered).bytes(), info.imprint)) {
+  if (!std::ranges::equal(imprintOf(info.hash, covered).bytes(), info.imprint) ||
+      isFromTheFuture(info, std::time(nullptr))) {
     return fail(TRUST_E_TIME_STAMP);
   }
   Result<CertificatePtr> authority = stamp.verifySignature(others);

@@ -20,10 +20,10 @@ struct ProvedStamp {
 
 using ProvedStamps = std::vector<ProvedStamp>;
 
-/// proveStamps proves every one of the stamps: its imprint, its signature, and that its authority's
-/// certificate was valid when it says it was made. `others` are the authorities' certificates that the
-/// stamps do not hold themselves. Errors: TRUST_E_TIME_STAMP for another imprint, CERT_E_EXPIRED, else
-/// as verifySignature.
+/// proveStamps proves every one of the stamps: its imprint, its signature, that its authority's
+/// certificate was valid when it says it was made, and that this time has come. `others` are the authorities' certificates that the
+/// stamps do not hold themselves. Errors: TRUST_E_TIME_STAMP for another imprint or a time that has not
+/// come, CERT_E_EXPIRED, else as verifySignature.
 Result<ProvedStamps> proveStamps(const std::vector<TimeStampToken>& stamps,
                                  const Stamped& covered,
                                  std::span<const CertificatePtr> others);

@@ -1,11 +1,13 @@
 #include "provider/cades/time_stamp_info.h"
 
 #include "provider/cades/certificate_ref.h"
+#include "provider/chain/time_window.h"
 #include "provider/store/x509_fields.h"
 
 namespace qx {
 namespace {
 
+constexpr std::uint64_t kTicksASecond = 10'000'000;
 constexpr unsigned kAuthorityTag = 0;
 constexpr unsigned kExtensionsTag = 1;
 
@@ -42,7 +44,6 @@ std::uint64_t readPart(x509::Fields& parts, std::uint8_t identifier, std::uint64
 }
 
 std::uint64_t readAccuracy(x509::Fields& fields) {
-  constexpr std::uint64_t kTicksASecond = 10'000'000;
   constexpr std::uint64_t kMostSeconds = 0xFFFF'FFFF;
   constexpr std::uint64_t kMostParts = 999;
   if (!fields.nextIs(der::kSequence)) {
@@ -111,6 +112,11 @@ Result<TimeStampInfo> readTimeStampInfo(der::Bytes encoded) {
   readOptionalFields(fields, info);
   fields.end();
   return error == ERROR_SUCCESS ? Result<TimeStampInfo>(info) : fail(error);
+}
+
+bool isFromTheFuture(const TimeStampInfo& info, std::time_t now) {
+  const auto accuracy = static_cast<std::time_t>(info.accuracy / kTicksASecond);
+  return secondsOf(info.time) > now + kClockSkew + accuracy;
 }
 
 }  // namespace qx

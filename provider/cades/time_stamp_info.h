@@ -2,6 +2,7 @@
 #define QX_PROVIDER_CADES_TIME_STAMP_INFO_H_
 
 #include <cstdint>
+#include <ctime>
 #include <string>
 
 #include "platform/types.h"
@@ -27,6 +28,10 @@ struct TimeStampInfo {
 /// time that is not in UTC, or a critical extension; CRYPT_E_UNKNOWN_ALGO for an imprint by a hash that
 /// we do not know or that is broken.
 Result<TimeStampInfo> readTimeStampInfo(der::Bytes encoded);
+
+/// isFromTheFuture tells whether a stamp was made later than `now`, in seconds since 1970, for all that
+/// its accuracy and kClockSkew leave open.
+bool isFromTheFuture(const TimeStampInfo& info, std::time_t now);
 
 }  // namespace qx
 

@@ -15,13 +15,14 @@ namespace {
 // A stamp with a chain of certificates has some ten thousand bytes.
 constexpr std::size_t kMaxAnswer = std::size_t{1} << 20U;
 
-// Whether it stamps what was asked for, now and for us.
+// Whether it stamps what was asked for, for us, and at a time that has come.
 bool isAnswerTo(const TimeStampRequest& request,
                 HashAlgorithm algorithm,
                 der::Bytes imprint,
                 const TimeStampInfo& info) {
   return info.hash == algorithm && std::ranges::equal(info.imprint, imprint) &&
-         std::ranges::equal(info.nonce, request.nonce);
+         std::ranges::equal(info.nonce, request.nonce) &&
+         !isFromTheFuture(info, std::time(nullptr));
 }
 
 Result<void> checkAuthority(const TimeStampToken& token) {

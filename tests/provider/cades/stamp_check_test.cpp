@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include "provider/chain/time_window.h"
 #include "tests/provider/cades/verify_world.h"
 
 namespace qx::test {
@@ -67,6 +68,17 @@ TEST_F(StampCheck, HashesThePartsAsOne) {
 TEST_F(StampCheck, RefusesATimeOutsideTheAuthoritysDates) {
   stamp(-11 * 365 * lab::kDay);
   EXPECT_EQ(proveError(), CERT_E_EXPIRED);
+}
+
+TEST_F(StampCheck, RefusesATimeThatHasNotCome) {
+  stamp(seconds(kClockSkew - 60));
+  EXPECT_EQ(proveError(), ERROR_SUCCESS);
+  stamps.clear();
+  stamp(seconds(kClockSkew + 60), 300);
+  EXPECT_EQ(proveError(), ERROR_SUCCESS);
+  stamps.clear();
+  stamp(seconds(kClockSkew + 60));
+  EXPECT_EQ(proveError(), TRUST_E_TIME_STAMP);
 }
 
 TEST_F(StampCheck, FindsTheEarliest) {

@@ -5,6 +5,7 @@
 
 #include <gtest/gtest.h>
 
+#include "provider/chain/time_window.h"
 #include "provider/der/writer.h"
 #include "tests/provider/message/messages.h"
 
@@ -99,6 +100,29 @@ TEST(TimeStampInfo, HasTheTimeToTheFractionOfASecond) {
     return (std::uint64_t{read.dwHighDateTime} << 32U) | read.dwLowDateTime;
   };
   EXPECT_EQ(ticks("20260102030405.25Z") - ticks("20260102030405Z"), 2'500'000U);
+}
+
+TEST(TimeStampInfo, IsFromTheFutureBeyondItsAccuracyAndTheSkewOfClocks) {
+  Fields fields;
+  fields.time = primitive(der::kGeneralizedTime, "20260102030405Z").bytes();
+  fields.rest = der::sequence(der::integer(60)).bytes();
+  const Octets encoded = fields.encoded();
+  const Result<TimeStampInfo> info = readTimeStampInfo(encoded);
+  ASSERT_TRUE(info);
+  const std::time_t made = secondsOf(info->time);
+  EXPECT_FALSE(isFromTheFuture(*info, made));
+  EXPECT_FALSE(isFromTheFuture(*info, made - kClockSkew - 60));
+  EXPECT_TRUE(isFromTheFuture(*info, made - kClockSkew - 61));
+}
+
+TEST(TimeStampInfo, IsFromTheFutureWithoutOverflowWhateverItSays) {
+  Fields fields;
+  fields.time = primitive(der::kGeneralizedTime, "99991231235959.999Z").bytes();
+  const Octets latest = fields.encoded();
+  EXPECT_TRUE(isFromTheFuture(*readTimeStampInfo(latest), std::time(nullptr)));
+  fields.rest = der::sequence(der::integer(0xFFFF'FFFF)).bytes();
+  const Octets vaguest = fields.encoded();
+  EXPECT_TRUE(isFromTheFuture(*readTimeStampInfo(vaguest), std::time(nullptr)));
 }
 
 // Each of these could be read as more than one moment.

@@ -126,6 +126,13 @@ TEST_F(TimeStampServiceTest, RefusesAStampForAnotherRequest) {
   EXPECT_EQ(errorOfStamp(), TRUST_E_TIME_STAMP);
 }
 
+TEST_F(TimeStampServiceTest, RefusesAStampFromTheFuture) {
+  offer({.offset = std::chrono::minutes(4)});
+  EXPECT_EQ(errorOfStamp(), ERROR_SUCCESS);
+  offer({.offset = std::chrono::minutes(6)});
+  EXPECT_EQ(errorOfStamp(), TRUST_E_TIME_STAMP);
+}
+
 TEST_F(TimeStampServiceTest, RefusesAStampWithoutANonce) {
   const Bytes token = tsa_->token({.digest = NID_sha256, .hash = hash_});
   services_.offerFile(kPath, lab::timeStampResponse(lab::TimeStampStatus::Granted, token), "x/y");

@@ -405,6 +405,12 @@ TEST_F(VerifyChanges, ALastStampBeforeTheFirst) {
   expect(CADES_STATUS_CADES_C_STAMP, TRUST_E_TIME_STAMP);
 }
 
+TEST_F(VerifyChanges, ALastStampFromTheFuture) {
+  builder.sign().stamp().references().values();
+  builder.stampAllBy(world.lastAuthority(), {.offset = std::chrono::hours(1)});
+  expect(CADES_STATUS_CADES_C_STAMP, TRUST_E_TIME_STAMP);
+}
+
 TEST_F(VerifyChanges, ALastAuthorityThatHasExpired) {
   lastStampedBy(authority({.notAfter = kWhen + kDay}));
   expect(CADES_STATUS_CADES_C_STAMP, CERT_E_EXPIRED);

@@ -73,6 +73,12 @@ TEST_F(VerifyStamped, RefusesAStampOverSomethingElse) {
   EXPECT_EQ(statusOf(builder.message()), CADES_STATUS_SIGNATURE_STAMP);
 }
 
+TEST_F(VerifyStamped, RefusesAStampFromTheFuture) {
+  world.storeCrls();
+  builder.sign().stampBy(world.firstAuthority(), {.offset = std::chrono::hours(1)});
+  EXPECT_EQ(statusOf(builder.message()), CADES_STATUS_SIGNATURE_STAMP);
+}
+
 TEST_F(VerifyStamped, RefusesAnIssuerWhoIsNowhere) {
   world.storeCrls();
   builder.certificates.pop_back();
