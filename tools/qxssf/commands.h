@@ -16,7 +16,7 @@ struct Program {
   std::string library = "libqxsapssf.so.1";
 };
 
-// Each adds one command, which makes one SSF call.
+// Each adds one command, which makes one SSF call; explain makes none.
 void addDigest(Program& program);
 void addSign(Program& program);
 void addAddSign(Program& program);
@@ -27,6 +27,7 @@ void addEncode(Program& program);
 void addDecode(Program& program);
 void addVersion(Program& program);
 void addProperties(Program& program);
+void addExplain(Program& program);
 
 }  // namespace qx::ssf
 

@@ -13,5 +13,6 @@ int main(int argc, char** argv) {
   qx::ssf::addDecode(program);
   qx::ssf::addVersion(program);
   qx::ssf::addProperties(program);
+  qx::ssf::addExplain(program);
   return program.tool.run(argc, argv);
 }

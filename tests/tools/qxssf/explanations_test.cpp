@@ -1,0 +1,133 @@
+#include "tools/qxssf/explanations.h"
+
+#include <algorithm>
+#include <set>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "platform/errors.h"
+
+#include "qxsapssf/ssf.h"
+
+namespace qx::ssf {
+namespace {
+
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
+
+std::vector<std::string> namesOf(std::string_view word, std::string_view operation = "") {
+  std::vector<std::string> names;
+  for (const Reading& reading : readingsOf(word, operation)) {
+    names.emplace_back(reading.explanation->name);
+  }
+  return names;
+}
+
+std::string meaningOf(std::string_view word, std::string_view operation) {
+  const std::vector<Reading> readings = readingsOf(word, operation);
+  return readings.size() == 1 ? readings.front().explanation->meaning.english : "";
+}
+
+bool isCyrillic(std::string_view text) {
+  return std::ranges::any_of(text, [](unsigned char c) { return c == 0xD0 || c == 0xD1; });
+}
+
+void expectWhole(const Explanation& row) {
+  for (const Text& text : {row.meaning, row.causes, row.remedy}) {
+    EXPECT_FALSE(std::string_view(text.english).empty()) << row.name;
+    EXPECT_FALSE(std::string_view(text.russian).empty()) << row.name;
+    EXPECT_FALSE(isCyrillic(text.english)) << row.name << ": " << text.english;
+    const bool isTaken = std::string_view(text.russian).starts_with("`") ||
+                         std::string_view(text.russian) == text.english;
+    EXPECT_TRUE(isTaken || isCyrillic(text.russian)) << row.name << ": " << text.russian;
+  }
+}
+
+TEST(Explanations, SayEverythingInBothLanguages) {
+  for (const auto table : {returnCodes(), recordResults(), providerErrors()}) {
+    for (const Explanation& row : table) {
+      expectWhole(row);
+    }
+  }
+}
+
+TEST(Explanations, CoverEveryReturnCode) {
+  for (const SAPRETURN code : {0, 2, 3, 4, 5, 6, 7, 9, 10, 11, 12, 13, 14, 51, 52, 53, 54}) {
+    const auto table = returnCodes();
+    EXPECT_NE(std::ranges::find(table, static_cast<std::uint32_t>(code), &Explanation::code),
+              table.end())
+        << code;
+  }
+}
+
+TEST(Explanations, CoverEveryResultOfARecord) {
+  const auto table = recordResults();
+  for (std::uint32_t result = SSF_RESULT_INVALID_NAMESPACE; result <= SSF_RESULT_UNDEFINED;
+       ++result) {
+    EXPECT_NE(std::ranges::find(table, result, &Explanation::code), table.end()) << result;
+  }
+}
+
+TEST(Explanations, NameOnlyCommandsThatExist) {
+  const std::set<std::string> commands = {
+      "digest", "sign", "addsign", "verify", "envelope", "develope", "properties"};
+  for (const auto table : {returnCodes(), recordResults(), providerErrors()}) {
+    for (const Explanation& row : table) {
+      std::istringstream operations(row.operations);
+      for (std::string operation; operations >> operation;) {
+        EXPECT_TRUE(commands.contains(operation)) << row.name << ": " << operation;
+      }
+    }
+  }
+}
+
+TEST(Explanations, TellApartWhatANumberMeansInEachOperation) {
+  EXPECT_EQ(meaningOf("22", "verify"),
+            "The signature is right, but its certificate is not trusted or its revocation is not "
+            "known.");
+  EXPECT_EQ(meaningOf("22", "sign"), "The store has no certificate of this identity.");
+  EXPECT_EQ(meaningOf("22", "envelope"), "The identity is neither a name nor a thumbprint.");
+}
+
+TEST(Explanations, ShowAllReadingsOfANumberThatHasSeveral) {
+  EXPECT_THAT(namesOf("5"),
+              ElementsAre("SSF_API_SIGNER_ERROR", "SSF_API_SIGNER_ERROR", "ERROR_ACCESS_DENIED"));
+  EXPECT_THAT(namesOf("5", "verify"), ElementsAre("SSF_API_SIGNER_ERROR", "ERROR_ACCESS_DENIED"));
+}
+
+TEST(Explanations, ReadAnErrorAsTracesAndProgramsPrintIt) {
+  for (const char* word :
+       {"80090006", "0x80090006", "0X80090006", "-2146893818", "2148073478", "NTE_BAD_SIGNATURE"}) {
+    EXPECT_THAT(namesOf(word), ElementsAre("NTE_BAD_SIGNATURE")) << word;
+  }
+  EXPECT_THAT(namesOf("8009000f"), IsEmpty());
+}
+
+TEST(Explanations, TakeANameInAnyLetters) {
+  EXPECT_THAT(namesOf("ssf_api_invalid_pab"), ElementsAre("SSF_API_INVALID_PAB"));
+  EXPECT_THAT(namesOf("notCertificate"), IsEmpty());
+}
+
+TEST(Explanations, TakeNoNumberThatIsNone) {
+  for (const char* word : {"",
+                           "-",
+                           "0x",
+                           "0x1_0",
+                           "5 ",
+                           " 5",
+                           "+5",
+                           "4294967296",
+                           "0x100000005",
+                           "-2147483649",
+                           "5.0"}) {
+    EXPECT_THAT(namesOf(word), IsEmpty()) << word;
+  }
+}
+
+}  // namespace
+}  // namespace qx::ssf

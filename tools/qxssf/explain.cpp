@@ -1,0 +1,100 @@
+#include <cstdlib>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "tools/common/error.h"
+#include "tools/qxssf/commands.h"
+#include "tools/qxssf/explanations.h"
+
+namespace qx::ssf {
+namespace {
+
+using tools::ExitCode;
+using tools::ToolError;
+
+struct Arguments {
+  std::string word;
+  std::string operation;
+  std::string language;
+};
+
+// As gettext does: the first of these that is set decides.
+std::string languageOfTheUser() {
+  for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
+    const char* value = std::getenv(name);
+    if (value != nullptr && *value != '\0') {
+      return std::string(value).starts_with("ru") ? "ru" : "en";
+    }
+  }
+  return "en";
+}
+
+const char* in(const std::string& language, const Text& text) {
+  return language == "ru" ? text.russian : text.english;
+}
+
+void report(tools::Report& report, const std::string& language, const Reading& reading) {
+  const Explanation& row = *reading.explanation;
+  const std::string place = in(language, reading.place);
+  const std::string where = *row.operations == '\0' ? "" : std::string(", ") + row.operations;
+  report.line(std::string(row.name) + " (" + place + where + ")");
+  nlohmann::ordered_json entry = {
+      {"name", row.name}, {"code", row.code}, {"place", place}, {"operations", row.operations}};
+
+  struct Line {
+    Text label;
+    const char* key;
+    const Text& text;
+  };
+
+  const Line lines[] = {{{"means", "смысл"}, "meaning", row.meaning},
+                        {{"why", "причины"}, "causes", row.causes},
+                        {{"do", "что делать"}, "remedy", row.remedy}};
+  for (const Line& line : lines) {
+    report.line(std::string("  ") + in(language, line.label) + ": " + in(language, line.text));
+    entry[line.key] = in(language, line.text);
+  }
+  report.facts()["explanations"].push_back(std::move(entry));
+}
+
+void explain(Program& program, const Arguments& arguments) {
+  const std::vector<Reading> readings = readingsOf(arguments.word, arguments.operation);
+  if (readings.empty()) {
+    throw ToolError(ExitCode::Usage,
+                    arguments.word +
+                        " is no code of the library and none of the provider's that has an "
+                        "explanation; give a number, 0x with hexadecimal digits, or a name");
+  }
+  const std::string language =
+      arguments.language.empty() ? languageOfTheUser() : arguments.language;
+  for (const Reading& reading : readings) {
+    report(program.tool.report, language, reading);
+  }
+}
+
+}  // namespace
+
+void addExplain(Program& program) {
+  auto arguments = std::make_shared<Arguments>();
+  CLI::App& command = *program.tool.app.add_subcommand(
+      "explain", "Say what a code means, why it comes, and what to do");
+  command.add_option("CODE", arguments->word, "A number, 0x with hexadecimal digits, or a name")
+      ->required();
+  command.add_option("--operation", arguments->operation, "Where the code was met")
+      ->check(CLI::IsMember({"digest",
+                             "sign",
+                             "addsign",
+                             "verify",
+                             "envelope",
+                             "develope",
+                             "encode",
+                             "decode",
+                             "version",
+                             "properties"}));
+  command.add_option("--language", arguments->language, "en or ru; the user's otherwise")
+      ->check(CLI::IsMember({"en", "ru"}));
+  command.callback([&program, arguments] { explain(program, *arguments); });
+}
+
+}  // namespace qx::ssf
