@@ -1,3 +1,4 @@
+#include <filesystem>
 #include <memory>
 #include <string>
 #include <utility>
@@ -112,9 +113,44 @@ TEST_F(SsfCadesTool, SaysThatNoServerGaveAStampAndWritesNothing) {
   services_->setConduct("/second", {.status = 404});
   const CommandResult result = sign({"-s", "CN=Ivan"});
   EXPECT_EQ(result.exitCode, 6);
-  EXPECT_EQ(result.err, "qxssf: " + document_ + ": not signed: no time stamp could be had\n");
+  EXPECT_EQ(result.err,
+            "qxssf: " + document_ +
+                ": not signed: the time-stamp server gave no answer that can be used\n");
   EXPECT_FALSE(exists("message"));
   EXPECT_THAT(services_->requests(), ElementsAre("/default", "/first", "/second"));
+}
+
+// What the last one said is told: those before it may have said something else.
+TEST_F(SsfCadesTool, TellsWhyThereIsNoStamp) {
+  setEnvironment("QXPROVIDER_TSP_TIMEOUT_MS", "300");
+  setEnvironment("QX_SSF_ADD_TSP", "");
+  const auto reason = [&] {
+    const CommandResult result = sign({"-s", "CN=Ivan"});
+    EXPECT_EQ(result.exitCode, 6);
+    EXPECT_FALSE(exists("message"));
+    return result.err.substr(result.err.rfind(": ") + 2);
+  };
+  services_->setConduct("/default", {.stalls = true});
+  EXPECT_EQ(reason(), "the time-stamp server did not answer in time\n");
+  services_->setConduct("/default", {});
+  services_->offerTimeStamps("/default", authority_, {.wrongNonce = true});
+  EXPECT_EQ(reason(), "the time stamp is not what was asked for\n");
+  services_->offerFile("/default",
+                       lab::timeStampResponse(lab::TimeStampStatus::Rejection, {}),
+                       "application/timestamp-reply");
+  EXPECT_EQ(reason(), "the time-stamp server refused the request\n");
+  endServices();
+  EXPECT_EQ(reason(), "the time-stamp server cannot be reached\n");
+  setEnvironment("QXPROVIDER_TSP_DEFAULT_URL", "");
+  EXPECT_EQ(reason(), "no time-stamp server is configured\n");
+}
+
+TEST_F(SsfCadesTool, TellsThatTheSignersCertificateIsRevokedOrMayBe) {
+  revoke(ivan_);
+  EXPECT_THAT(sign({"-s", "CN=Ivan"}).err, HasSubstr("not signed: a certificate is revoked"));
+  std::filesystem::remove(world_.folder().path() + "/stores/Root/root.crl");
+  EXPECT_THAT(sign({"-s", "CN=Ivan"}).err,
+              HasSubstr("not signed: it cannot be found out whether a certificate is revoked"));
 }
 
 TEST_F(SsfCadesTool, TakesNoStampOfAnAuthorityThatNobodyTrusts) {

@@ -5,6 +5,7 @@
 #include "tools/qxssf/arguments.h"
 #include "tools/qxssf/codes.h"
 #include "tools/qxssf/commands.h"
+#include "tools/qxssf/enhancement.h"
 #include "tools/qxssf/library.h"
 #include "tools/qxssf/message_files.h"
 #include "tools/qxssf/signers.h"
@@ -12,7 +13,6 @@
 namespace qx::ssf {
 namespace {
 
-using tools::ExitCode;
 using tools::ToolError;
 
 struct AddSignArguments {
@@ -22,7 +22,8 @@ struct AddSignArguments {
   bool certificate = true;
 };
 
-void requireGood(SAPRETURN code,
+void requireGood(const Library& library,
+                 SAPRETURN code,
                  const AddSignArguments& arguments,
                  const MessageFiles& files,
                  const Records& records) {
@@ -34,7 +35,7 @@ void requireGood(SAPRETURN code,
   }
   const std::string start = files.message().name() + ": no signature added: ";
   if (code == SSF_API_ENCODE_ERROR && isCades(arguments.files)) {
-    throw ToolError(ExitCode::Service, start + "no time stamp could be had");
+    refuseEnhancement(library, start);
   }
   throw ToolError(meaningOf(code).exit, start + reasonOf(code, records, kSigner));
 }
@@ -71,7 +72,7 @@ void addSignature(Program& program, const AddSignArguments& arguments) {
   report.facts()["message"] = files.message().name();
   report.facts()["code"] = code;
   reportPeople(records, kSigner, report);
-  requireGood(code, arguments, files, records);
+  requireGood(library, code, arguments, files, records);
   deliver(report, arguments.files, message.bytes());
   report.line(files.message().name() + ": signature added, " +
               std::to_string(message.bytes().size()) + " bytes");

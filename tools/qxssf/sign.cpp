@@ -7,13 +7,13 @@
 #include "tools/qxssf/arguments.h"
 #include "tools/qxssf/codes.h"
 #include "tools/qxssf/commands.h"
+#include "tools/qxssf/enhancement.h"
 #include "tools/qxssf/library.h"
 #include "tools/qxssf/signers.h"
 
 namespace qx::ssf {
 namespace {
 
-using tools::ExitCode;
 using tools::ToolError;
 
 struct SignArguments {
@@ -23,12 +23,13 @@ struct SignArguments {
   bool certificates = true;
 };
 
-[[noreturn]] void refuse(const SignArguments& arguments,
+[[noreturn]] void refuse(const Library& library,
+                         const SignArguments& arguments,
                          SAPRETURN code,
                          const tools::Input& input,
                          const Records& records) {
   if (code == SSF_API_ENCODE_ERROR && isCades(arguments.files)) {
-    throw ToolError(ExitCode::Service, input.name() + ": not signed: no time stamp could be had");
+    refuseEnhancement(library, input.name() + ": not signed: ");
   }
   throw ToolError(meaningOf(code).exit,
                   input.name() + ": not signed: " + reasonOf(code, records, kSigner));
@@ -59,7 +60,7 @@ void sign(Program& program, const SignArguments& arguments) {
   report.facts()["code"] = code;
   reportPeople(records, kSigner, report);
   if (code != SSF_API_OK) {
-    refuse(arguments, code, input, records);
+    refuse(library, arguments, code, input, records);
   }
   deliver(report, arguments.files, message.bytes());
   report.line(input.name() + ": signed by " + counted(arguments.signers.size(), kSigner) + ", " +
