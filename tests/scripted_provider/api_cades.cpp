@@ -50,9 +50,31 @@ std::string describeSigned(const CMSG_SIGNED_ENCODE_INFO& info) {
   return text;
 }
 
+std::string certificatesOf(const CMSG_SIGNED_ENCODE_INFO& info) {
+  std::string text = "[";
+  for (const CERT_BLOB& blob : std::span(info.rgCertEncoded, info.cCertEncoded)) {
+    text += (text.size() == 1 ? "" : "; ") + textOf(blob);
+  }
+  return text + "]";
+}
+
 }  // namespace qx::scripted
 
 namespace {
+
+/// What stands in the members that nobody names, for the journal.
+template <class Member>
+std::string restOf(const Member& reserved) {
+  const std::span bytes(reinterpret_cast<const BYTE*>(&reserved), sizeof(reserved));
+  return std::ranges::count(bytes, 0) == sizeof(reserved) ? "zero" : hex(bytes);
+}
+
+/// The rest of a record of parameters and of the server's record on it.
+std::string restOfParameters(const CADES_SIGN_PARA* para) {
+  return "rest " + restOf(para->pReserved1) + " and " + restOf(para->pReserved2) +
+         (para->pTspService == nullptr ? ""
+                                       : ", of the server " + restOf(para->pTspService->pReserved));
+}
 
 std::string serverOf(const CADES_SIGN_PARA* para) {
   std::string text;
@@ -140,6 +162,8 @@ HCRYPTMSG CadesMsgOpenToEncode(DWORD dwMsgEncodingType,
             describeSigned(info).c_str(),
             pszInnerContentObjID == nullptr ? "NULL" : pszInnerContentObjID,
             pStreamInfo == nullptr ? "NULL" : "stream");
+  call.tell(
+      "%s, rest %s", certificatesOf(info).c_str(), restOf(pvMsgEncodeInfo->pReserved).c_str());
   if (call.fails()) {
     return nullptr;
   }
@@ -148,7 +172,7 @@ HCRYPTMSG CadesMsgOpenToEncode(DWORD dwMsgEncodingType,
   message->toy = signedToy(info);
   message->toy.isDetached = (dwFlags & CMSG_DETACHED_FLAG) != 0;
   MessageObject* raw = message.get();
-  return state().give(std::move(message), raw, "message");
+  return call.handsOut(state().give(std::move(message), raw, "message"));
 }
 
 BOOL CadesMsgEnhanceSignature(HCRYPTMSG hCryptMsg,
@@ -159,6 +183,7 @@ BOOL CadesMsgEnhanceSignature(HCRYPTMSG hCryptMsg,
             state().nameOf(hCryptMsg).c_str(),
             dwSignatureIndex,
             describe(pCadesSignPara).c_str());
+  call.tell("%s", restOfParameters(pCadesSignPara).c_str());
   return enhance(call, hCryptMsg, "signer " + std::to_string(dwSignatureIndex), pCadesSignPara);
 }
 
@@ -167,6 +192,7 @@ BOOL CadesMsgEnhanceSignatureAll(HCRYPTMSG hCryptMsg, CADES_SIGN_PARA* pCadesSig
   Call call("CadesMsgEnhanceSignatureAll(%s, %s)",
             state().nameOf(hCryptMsg).c_str(),
             describe(pCadesSignPara).c_str());
+  call.tell("%s", restOfParameters(pCadesSignPara).c_str());
   return enhance(call, hCryptMsg, "all", pCadesSignPara);
 }
 
@@ -177,6 +203,7 @@ BOOL CadesMsgAddEnhancedSignature(HCRYPTMSG hCryptMsg, CADES_ENHANCED_SIGN_PARA*
             pPara->dwSize,
             describeSigner(*pPara->pSignerInfo).c_str(),
             describe(pPara->pCadesSignPara).c_str());
+  call.tell("%s", restOfParameters(pPara->pCadesSignPara).c_str());
   const BOOL enhanced = enhance(call, hCryptMsg, "added signer", pPara->pCadesSignPara);
   if (enhanced != FALSE) {
     state()
@@ -200,6 +227,7 @@ BOOL CadesMsgIsType(HCRYPTMSG hCryptMsg,
     return FALSE;
   }
   *pbResult = signer->isCadesXLong && dwCadesType == CADES_TYPE_X_LONG_1 ? TRUE : FALSE;
+  call.tell("= %d", *pbResult);
   return TRUE;
 }
 
@@ -219,7 +247,7 @@ BOOL CadesMsgVerifySignature(HCRYPTMSG hCryptMsg,
   }
   const ToyCadesVerdict& verdict = signer->cades;
   if (verdict.hasRecord && !call.givesNothing()) {
-    *ppVerificationInfo = giveVerdict(verdict);
+    *ppVerificationInfo = call.handsOut(giveVerdict(verdict));
   }
   if (verdict.answer == FALSE) {
     return call.fail(verdict.lastError);
@@ -232,12 +260,13 @@ BOOL CadesMsgVerifySignature(HCRYPTMSG hCryptMsg,
 
 BOOL CadesFreeVerificationInfo(CADES_VERIFICATION_INFO* pVerificationInfo) {
   const AllocationsPause pause;
-  const Call call("CadesFreeVerificationInfo(%s)", state().nameOf(pVerificationInfo).c_str());
+  Call call("CadesFreeVerificationInfo(%s)", state().nameOf(pVerificationInfo).c_str());
+  const bool fails = call.fails();
   if (pVerificationInfo != nullptr) {
     state().takeBack(pVerificationInfo->pSignerCert, "CadesFreeVerificationInfo");
   }
   state().takeBack(pVerificationInfo, "CadesFreeVerificationInfo");
-  return TRUE;
+  return fails ? FALSE : TRUE;
 }
 
 BOOL CadesMsgGetCertificateValues(HCRYPTMSG hCryptMsg,
@@ -262,13 +291,14 @@ BOOL CadesMsgGetCertificateValues(HCRYPTMSG hCryptMsg,
   object->array = {static_cast<DWORD>(object->blobs.size()), object->blobs.data()};
   CADES_BLOB_ARRAY* array = &object->array;
   state().give(std::move(object), array, "blobs");
-  *ppValues = array;
+  *ppValues = call.handsOut(array);
   return TRUE;
 }
 
 BOOL CadesFreeBlobArray(CADES_BLOB_ARRAY* pBlobArray) {
   const AllocationsPause pause;
-  const Call call("CadesFreeBlobArray(%s)", state().nameOf(pBlobArray).c_str());
+  Call call("CadesFreeBlobArray(%s)", state().nameOf(pBlobArray).c_str());
+  const bool fails = call.fails();
   state().takeBack(pBlobArray, "CadesFreeBlobArray");
-  return TRUE;
+  return fails ? FALSE : TRUE;
 }

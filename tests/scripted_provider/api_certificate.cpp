@@ -28,6 +28,10 @@ bool matches(const ToyCertificate& certificate, DWORD findType, const void* para
   return std::ranges::equal(certificate.thumbprint, std::span(hash->pbData, hash->cbData));
 }
 
+std::string serialOf(const CERT_INFO& info) {
+  return hex(std::span(info.SerialNumber.pbData, info.SerialNumber.cbData));
+}
+
 /// Names in X.500 form, attributes separated by ", ".
 std::vector<std::string> splitName(const std::string& name) {
   std::vector<std::string> parts;
@@ -89,7 +93,7 @@ HCERTSTORE CertOpenStore(LPCSTR lpszStoreProvider,
       auto object = std::make_unique<StoreObject>();
       object->toy = store;
       StoreObject* raw = object.get();
-      return state().give(std::move(object), raw, "store");
+      return call.handsOut(state().give(std::move(object), raw, "store"));
     }
   }
   call.fail(ERROR_FILE_NOT_FOUND);
@@ -137,7 +141,7 @@ PCCERT_CONTEXT CertFindCertificateInStore(HCERTSTORE hCertStore,
   }
   for (; index < store->toy.certificates.size(); ++index) {
     if (matches(store->toy.certificates[index], dwFindType, pvFindPara)) {
-      return giveCertificate(store->toy.certificates[index], hCertStore, index);
+      return call.handsOut(giveCertificate(store->toy.certificates[index], hCertStore, index));
     }
   }
   call.fail(CRYPT_E_NOT_FOUND);
@@ -175,6 +179,7 @@ PCCERT_CONTEXT CertGetSubjectCertificateFromStore(HCERTSTORE hCertStore,
             state().nameOf(hCertStore).c_str(),
             dwCertEncodingType,
             pCertId == nullptr ? "NULL" : textOf(pCertId->Issuer).c_str());
+  call.tell("serial %s", pCertId == nullptr ? "NULL" : serialOf(*pCertId).c_str());
   auto* store = state().find<StoreObject>(hCertStore, "CertGetSubjectCertificateFromStore");
   if (call.fails()) {
     return nullptr;
@@ -184,7 +189,7 @@ PCCERT_CONTEXT CertGetSubjectCertificateFromStore(HCERTSTORE hCertStore,
     if (toy.issuer == textOf(pCertId->Issuer) &&
         std::ranges::equal(toy.serial,
                            std::span(pCertId->SerialNumber.pbData, pCertId->SerialNumber.cbData))) {
-      return giveCertificate(toy, hCertStore, i);
+      return call.handsOut(giveCertificate(toy, hCertStore, i));
     }
   }
   call.fail(CRYPT_E_NOT_FOUND);
@@ -205,12 +210,15 @@ PCCERT_CONTEXT CertCreateCertificateContext(DWORD dwCertEncodingType,
     call.fail(CRYPT_E_ASN1_BADTAG);
     return nullptr;
   }
-  return giveCertificate(*toy, nullptr, 0);
+  return call.handsOut(giveCertificate(*toy, nullptr, 0));
 }
 
 PCCERT_CONTEXT CertDuplicateCertificateContext(PCCERT_CONTEXT pCertContext) {
   const AllocationsPause pause;
-  const Call call("CertDuplicateCertificateContext(%s)", state().nameOf(pCertContext).c_str());
+  Call call("CertDuplicateCertificateContext(%s)", state().nameOf(pCertContext).c_str());
+  if (call.fails()) {
+    return nullptr;
+  }
   if (pCertContext != nullptr) {
     auto* object = certificateOf(pCertContext, "CertDuplicateCertificateContext");
     if (object != nullptr) {
@@ -222,38 +230,50 @@ PCCERT_CONTEXT CertDuplicateCertificateContext(PCCERT_CONTEXT pCertContext) {
 
 BOOL CertFreeCertificateContext(PCCERT_CONTEXT pCertContext) {
   const AllocationsPause pause;
-  const Call call("CertFreeCertificateContext(%s)", state().nameOf(pCertContext).c_str());
+  Call call("CertFreeCertificateContext(%s)", state().nameOf(pCertContext).c_str());
+  const bool fails = call.fails();
   state().takeBack(pCertContext, "CertFreeCertificateContext");
-  return TRUE;
+  return fails ? FALSE : TRUE;
 }
 
 BOOL CertCompareCertificate(DWORD dwCertEncodingType, PCERT_INFO pCertId1, PCERT_INFO pCertId2) {
   const AllocationsPause pause;
-  const Call call("CertCompareCertificate(0x%x, %s, %s)",
-                  dwCertEncodingType,
-                  textOf(pCertId1->Subject).c_str(),
-                  textOf(pCertId2->Issuer).c_str());
+  Call call("CertCompareCertificate(0x%x, %s, %s)",
+            dwCertEncodingType,
+            textOf(pCertId1->Subject).c_str(),
+            textOf(pCertId2->Issuer).c_str());
+  call.tell("serials %s and %s", serialOf(*pCertId1).c_str(), serialOf(*pCertId2).c_str());
+  if (call.fails()) {
+    return FALSE;
+  }
   return textOf(pCertId1->Issuer) == textOf(pCertId2->Issuer) &&
                  textOf(pCertId1->SerialNumber) == textOf(pCertId2->SerialNumber)
              ? TRUE
              : FALSE;
 }
 
-BOOL CertCompareCertificateName(DWORD /*dwCertEncodingType*/,
+BOOL CertCompareCertificateName(DWORD dwCertEncodingType,
                                 PCERT_NAME_BLOB pCertName1,
                                 PCERT_NAME_BLOB pCertName2) {
   const AllocationsPause pause;
-  const Call call("CertCompareCertificateName(%s, %s)",
-                  textOf(*pCertName1).c_str(),
-                  textOf(*pCertName2).c_str());
+  Call call("CertCompareCertificateName(%s, %s)",
+            textOf(*pCertName1).c_str(),
+            textOf(*pCertName2).c_str());
+  call.tell("0x%x", dwCertEncodingType);
+  if (call.fails()) {
+    return FALSE;
+  }
   return textOf(*pCertName1) == textOf(*pCertName2) ? TRUE : FALSE;
 }
 
 BOOL CertCompareIntegerBlob(PCRYPT_INTEGER_BLOB pInt1, PCRYPT_INTEGER_BLOB pInt2) {
   const AllocationsPause pause;
-  const Call call("CertCompareIntegerBlob(%s, %s)",
-                  hex(std::span(pInt1->pbData, pInt1->cbData)).c_str(),
-                  hex(std::span(pInt2->pbData, pInt2->cbData)).c_str());
+  Call call("CertCompareIntegerBlob(%s, %s)",
+            hex(std::span(pInt1->pbData, pInt1->cbData)).c_str(),
+            hex(std::span(pInt2->pbData, pInt2->cbData)).c_str());
+  if (call.fails()) {
+    return FALSE;
+  }
   return textOf(*pInt1) == textOf(*pInt2) ? TRUE : FALSE;
 }
 
@@ -274,9 +294,12 @@ DWORD CertNameToStrW(
   const auto needed = static_cast<DWORD>(text.size() + 1);
   state().lastError = ERROR_SUCCESS;
   if (psz == nullptr || csz == 0) {
+    call.tell("= %u", needed);
     return needed;
   }
   const DWORD written = std::min(needed, csz);
+  call.tell("room %u", csz);
+  call.tell("= %u", written);
   for (DWORD i = 0; i + 1 < written; ++i) {
     psz[i] = static_cast<unsigned char>(text[i]);
   }
@@ -286,7 +309,10 @@ DWORD CertNameToStrW(
 
 PCRYPT_ATTRIBUTE CertFindAttribute(LPCSTR pszObjId, DWORD cAttr, CRYPT_ATTRIBUTE rgAttr[]) {
   const AllocationsPause pause;
-  const Call call("CertFindAttribute(%s, %u)", pszObjId, cAttr);
+  Call call("CertFindAttribute(%s, %u)", pszObjId, cAttr);
+  if (call.fails()) {
+    return nullptr;
+  }
   for (DWORD i = 0; i < cAttr; ++i) {
     if (std::string_view(rgAttr[i].pszObjId) == pszObjId) {
       return &rgAttr[i];
@@ -354,7 +380,7 @@ BOOL CertGetCertificateChain(HCERTCHAINENGINE hChainEngine,
   object->context.TrustStatus.dwInfoStatus = CERT_TRUST_HAS_PREFERRED_ISSUER;
   const CERT_CHAIN_CONTEXT* context = &object->context;
   state().give(std::move(object), context, "chain");
-  *ppChainContext = context;
+  *ppChainContext = call.handsOut(context);
   return TRUE;
 }
 

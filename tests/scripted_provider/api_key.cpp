@@ -40,7 +40,7 @@ BOOL CryptAcquireContextA(
   }
   auto object = std::make_unique<KeyObject>();
   object->isBare = true;
-  *phProv = reinterpret_cast<HCRYPTPROV>(giveKey(std::move(object), "provider"));
+  *phProv = reinterpret_cast<HCRYPTPROV>(call.handsOut(giveKey(std::move(object), "provider")));
   return TRUE;
 }
 
@@ -82,7 +82,7 @@ BOOL CryptAcquireCertificatePrivateKey(PCCERT_CONTEXT pCert,
   } else if (pfCallerFreeProvOrNCryptKey != nullptr) {
     *pfCallerFreeProvOrNCryptKey = TRUE;
   }
-  *phCryptProvOrNCryptKey = reinterpret_cast<HCRYPTPROV>(key);
+  *phCryptProvOrNCryptKey = reinterpret_cast<HCRYPTPROV>(call.handsOut(key));
   *pdwKeySpec = certificate->toy.keySpec;
   state().lastError = ERROR_SUCCESS;
   return TRUE;

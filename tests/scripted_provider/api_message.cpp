@@ -293,6 +293,11 @@ HCRYPTMSG CryptMsgOpenToEncode(DWORD dwMsgEncodingType,
             describe(dwMsgType, pvMsgEncodeInfo).c_str(),
             pszInnerContentObjID == nullptr ? "NULL" : pszInnerContentObjID,
             pStreamInfo == nullptr ? "NULL" : "stream");
+  if (dwMsgType == CMSG_SIGNED) {
+    call.tell(
+        "%s",
+        certificatesOf(*static_cast<const CMSG_SIGNED_ENCODE_INFO*>(pvMsgEncodeInfo)).c_str());
+  }
   if (call.fails()) {
     return nullptr;
   }
@@ -301,7 +306,7 @@ HCRYPTMSG CryptMsgOpenToEncode(DWORD dwMsgEncodingType,
   message->toy = toyOf(dwMsgType, pvMsgEncodeInfo);
   message->toy.isDetached = (dwFlags & CMSG_DETACHED_FLAG) != 0;
   MessageObject* raw = message.get();
-  return state().give(std::move(message), raw, "message");
+  return call.handsOut(state().give(std::move(message), raw, "message"));
 }
 
 HCRYPTMSG CryptMsgOpenToDecode(DWORD dwMsgEncodingType,
@@ -324,12 +329,13 @@ HCRYPTMSG CryptMsgOpenToDecode(DWORD dwMsgEncodingType,
   auto message = std::make_unique<MessageObject>();
   message->expectsContent = (dwFlags & CMSG_DETACHED_FLAG) != 0;
   MessageObject* raw = message.get();
-  return state().give(std::move(message), raw, "message");
+  return call.handsOut(state().give(std::move(message), raw, "message"));
 }
 
 BOOL CryptMsgUpdate(HCRYPTMSG hCryptMsg, const BYTE* pbData, DWORD cbData, BOOL fFinal) {
   const AllocationsPause pause;
   Call call("CryptMsgUpdate(%s, %u bytes, %d)", state().nameOf(hCryptMsg).c_str(), cbData, fFinal);
+  call.tell("%s", shown(std::span(pbData, cbData)).c_str());
   auto* message = state().find<MessageObject>(hCryptMsg, "CryptMsgUpdate");
   if (call.fails() || message == nullptr) {
     return FALSE;
@@ -346,6 +352,7 @@ BOOL CryptMsgUpdate(HCRYPTMSG hCryptMsg, const BYTE* pbData, DWORD cbData, BOOL 
 BOOL CryptMsgGetParam(
     HCRYPTMSG hCryptMsg, DWORD dwParamType, DWORD dwIndex, void* pvData, DWORD* pcbData) {
   Call call("CryptMsgGetParam(%s, %u, %s)", nameOfParam(dwParamType), dwIndex, pass(pvData));
+  call.tell("%s", state().nameOf(hCryptMsg).c_str());
   const auto* message = state().find<MessageObject>(hCryptMsg, "CryptMsgGetParam");
   if (call.fails() || message == nullptr) {
     return FALSE;
@@ -361,6 +368,15 @@ BOOL CryptMsgControl(HCRYPTMSG hCryptMsg, DWORD dwFlags, DWORD dwCtrlType, void 
             dwFlags,
             nameOfControl(dwCtrlType),
             describeControl(dwCtrlType, pvCtrlPara).c_str());
+  if (dwCtrlType == CMSG_CTRL_VERIFY_SIGNATURE_EX) {
+    const auto* para = static_cast<const CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA*>(pvCtrlPara);
+    call.tell("cbSize %u, provider %zu, signer %u by type %u, %s",
+              para->cbSize,
+              static_cast<std::size_t>(para->hCryptProv),
+              para->dwSignerIndex,
+              para->dwSignerType,
+              state().nameOf(para->pvSigner).c_str());
+  }
   auto* message = state().find<MessageObject>(hCryptMsg, "CryptMsgControl");
   if (call.fails() || message == nullptr) {
     return FALSE;

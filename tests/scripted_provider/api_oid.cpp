@@ -76,7 +76,10 @@ BOOL CryptEnumOIDInfo(DWORD dwGroupId,
                       PFN_CRYPT_ENUM_OID_INFO pfnEnumOIDInfo) {
   std::vector<const CRYPT_OID_INFO*> infos;
   {
-    const Call call("CryptEnumOIDInfo(%u, %u)", dwGroupId, dwFlags);
+    Call call("CryptEnumOIDInfo(%u, %u)", dwGroupId, dwFlags);
+    if (call.fails()) {
+      return FALSE;
+    }
     for (const ToyOid& toy : provider().oids) {
       if (dwGroupId == 0 || toy.group == dwGroupId) {
         infos.push_back(infoOf(toy));
@@ -121,7 +124,10 @@ LPCSTR CertAlgIdToOID(DWORD dwAlgId) {
 
 DWORD CertOIDToAlgId(LPCSTR pszObjId) {
   const AllocationsPause pause;
-  const Call call("CertOIDToAlgId(%s)", pszObjId);
+  Call call("CertOIDToAlgId(%s)", pszObjId);
+  if (call.fails()) {
+    return 0;
+  }
   for (const ToyOid& toy : provider().oids) {
     if (toy.oid == pszObjId) {
       return toy.algId;

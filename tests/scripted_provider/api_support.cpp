@@ -123,6 +123,7 @@ int MultiByteToWideChar(UINT CodePage,
             static_cast<int>(text.size()),
             text.data(),
             cchWideChar == 0 ? "size" : "read");
+  call.tell("length %d, room %d", cbMultiByte, cchWideChar);
   return call.fails()
              ? 0
              : give(
@@ -145,6 +146,7 @@ int WideCharToMultiByte(UINT CodePage,
             dwFlags,
             length,
             cbMultiByte == 0 ? "size" : "read");
+  call.tell("length %d, room %d", cchWideChar, cbMultiByte);
   const std::string_view text(reinterpret_cast<const char*>(lpWideCharStr),
                               length * sizeof(wchar_t));
   return call.fails() ? 0
@@ -228,6 +230,7 @@ void qxsup_trace_unregister(QX_TRACE_CONTEXT** context) {
 int qxsup_trace_enabled(const QX_TRACE_CONTEXT* context, unsigned level) {
   const AllocationsPause pause;
   ++state().traceEnabledCalls;
+  state().traceLevel = level;
   return context == &state().context && level == 8 && provider().isTraceEnabledAnswer ? 1 : 0;
 }
 
@@ -243,6 +246,8 @@ void qxsup_trace_print(QX_TRACE_CONTEXT* /*context*/,
   char* text = nullptr;
   if (vasprintf(&text, format, arguments) >= 0) {
     state().journal.push_back("trace " + std::string(function) + ": " + text);
+    state().fullJournal.push_back("trace " + std::to_string(state().traceLevel) + " " + function +
+                                  ": " + text);
     state().trace.push_back(
         {.text = text, .format = format, .file = file, .line = line, .function = function});
     std::free(text);

@@ -18,8 +18,20 @@ Call::Call(const char* format, ...) {
   va_end(arguments);
 }
 
+void Call::tell(const char* format, ...) {
+  std::va_list arguments;
+  va_start(arguments, format);
+  char* text = nullptr;
+  if (vasprintf(&text, format, arguments) >= 0) {
+    details_ += details_.empty() ? text : std::string(", ") + text;
+    std::free(text);
+  }
+  va_end(arguments);
+}
+
 Call::~Call() {
   state().journal.push_back(text_ + outcome_);
+  state().fullJournal.push_back(text_ + (details_.empty() ? "" : " {" + details_ + "}") + outcome_);
 }
 
 bool Call::fails() {
@@ -75,6 +87,10 @@ BOOL Call::give(std::span<const BYTE> data, void* out, DWORD* size) {
   }
   const DWORD room = *size;
   *size = static_cast<DWORD>(actual);
+  if (out != nullptr) {
+    tell("room %u", room);
+  }
+  tell("= %u bytes", *size);
   if (out == nullptr) {
     return TRUE;
   }

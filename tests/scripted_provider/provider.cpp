@@ -142,6 +142,10 @@ const std::vector<std::string>& Provider::journal() const {
   return state_->journal;
 }
 
+const std::vector<std::string>& Provider::fullJournal() const {
+  return state_->fullJournal;
+}
+
 std::vector<std::string> Provider::calls(std::string_view beginning) const {
   std::vector<std::string> found;
   for (const std::string& line : state_->journal) {

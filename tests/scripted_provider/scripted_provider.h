@@ -191,6 +191,9 @@ class QX_SCRIPTED_API Provider {
   /// failed; a trace line is "trace Function: text". Reading the last error and asking whether tracing
   /// is on are counted only.
   const std::vector<std::string>& journal() const;
+  /// The same with everything that was given and handed out: "Function(arguments) {message#1, room 9, = 9
+  /// bytes}", and trace lines with their level: "trace 8 Function: text".
+  const std::vector<std::string>& fullJournal() const;
   /// The calls of the journal that begin so.
   std::vector<std::string> calls(std::string_view beginning) const;
   unsigned lastErrorReads() const;

@@ -257,6 +257,37 @@ TEST_F(ScriptedProvider, UnlocksAKeyWithItsPinOnly) {
   EXPECT_TRUE(CertCloseStore(store, 0));
 }
 
+TEST_F(ScriptedProvider, TellsInTheFullJournalWhatWasGivenAndHandedOut) {
+  ToyMessage toy;
+  toy.content = "text";
+  HCRYPTMSG message = decoded(provider().addMessage(toy));
+  EXPECT_EQ(contentOf(message), "text");
+  EXPECT_TRUE(CryptMsgClose(message));
+  EXPECT_THAT(
+      provider().fullJournal(),
+      ElementsAre("CryptMsgOpenToDecode(0x10001, 0x0, 0, 0, NULL, NULL) {= message#1}",
+                  "CryptMsgUpdate(message#1, 14 bytes, 1) {'signed(\"text\")'}",
+                  "CryptMsgGetParam(CMSG_CONTENT_PARAM, 0, size) {message#1, = 4 bytes}",
+                  "CryptMsgGetParam(CMSG_CONTENT_PARAM, 0, read) {message#1, room 4, = 4 bytes}",
+                  "CryptMsgClose(message#1)"));
+}
+
+TEST_F(ScriptedProvider, ShowsBytesThatAreNoTextAsHexadecimalDigits) {
+  HCRYPTMSG message = CryptMsgOpenToDecode(kMessageEncoding, 0, 0, 0, nullptr, nullptr);
+  EXPECT_FALSE(CryptMsgUpdate(message, reinterpret_cast<const BYTE*>("\x30\x80"), 2, TRUE));
+  EXPECT_TRUE(CryptMsgClose(message));
+  EXPECT_EQ(provider().fullJournal().at(1),
+            "CryptMsgUpdate(message#1, 2 bytes, 1) {3080} -> FAILED 8009310b");
+}
+
+TEST_F(ScriptedProvider, TellsTheLevelOfATraceLine) {
+  QX_TRACE_CONTEXT* context = nullptr;
+  qxsup_trace_register("a test", &context);
+  EXPECT_EQ(qxsup_trace_enabled(context, 8), 1);
+  qxsup_trace_print(context, "line\n", "", 12, "Function");
+  EXPECT_THAT(provider().fullJournal(), ElementsAre("trace 8 Function: line\n"));
+}
+
 TEST_F(ScriptedProvider, CapturesTraceLinesFormatted) {
   QX_TRACE_CONTEXT* context = nullptr;
   qxsup_trace_register("a test", &context);

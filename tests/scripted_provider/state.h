@@ -93,12 +93,14 @@ struct SizeRule {
 
 struct Provider::State {
   std::vector<std::string> journal;
+  std::vector<std::string> fullJournal;
   std::vector<TraceLine> trace;
   std::vector<std::string> registrations;
   std::vector<std::string> pins;
   unsigned traceEnabledCalls = 0;
   unsigned lastErrorReads = 0;
   DWORD lastError = 0;
+  unsigned traceLevel = 0;  // the level that was asked for last
 
   std::vector<Failure> failures;
   std::vector<SizeRule> sizes;
@@ -156,6 +158,16 @@ class Call {
   /// Whether the script lets the call fail; the last error is set then. Ask once.
   bool fails();
 
+  /// Adds what only the full journal tells.
+  __attribute__((format(printf, 2, 3))) void tell(const char* format, ...);
+
+  /// Adds the name of what the call hands out, and answers it.
+  template <class T>
+  T handsOut(T handle) {
+    tell("= %s", state().nameOf(handle).c_str());
+    return handle;
+  }
+
   /// A failure for the provider's own reasons. Answers FALSE.
   BOOL fail(DWORD lastError);
 
@@ -168,6 +180,7 @@ class Call {
  private:
   AllocationsPause pause_;
   std::string text_;
+  std::string details_;
   std::string outcome_;
 };
 
@@ -217,8 +230,12 @@ ToySigner signerOf(const CMSG_SIGNER_ENCODE_INFO& info);
 ToyMessage signedToy(const CMSG_SIGNED_ENCODE_INFO& info);
 std::string describeSigner(const CMSG_SIGNER_ENCODE_INFO& signer);
 std::string describeSigned(const CMSG_SIGNED_ENCODE_INFO& info);
+/// The certificates that they are to put in, as texts.
+std::string certificatesOf(const CMSG_SIGNED_ENCODE_INFO& info);
 
 std::string hex(std::span<const BYTE> bytes);
+/// Bytes for the journal: a text in quotes when it can be read, else hexadecimal digits.
+std::string shown(std::span<const BYTE> bytes);
 std::string textOf(const CRYPT_INTEGER_BLOB& blob);
 std::uint32_t checksum(std::string_view text);
 

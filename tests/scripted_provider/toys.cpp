@@ -1,3 +1,4 @@
+#include <algorithm>
 #include <cstring>
 #include <ctime>
 
@@ -13,6 +14,12 @@ std::string hex(std::span<const BYTE> bytes) {
     text += kDigits[byte & 15];
   }
   return text;
+}
+
+std::string shown(std::span<const BYTE> bytes) {
+  const bool isText =
+      std::ranges::all_of(bytes, [](BYTE byte) { return byte >= 0x20 && byte < 0x7F; });
+  return isText ? "'" + std::string(bytes.begin(), bytes.end()) + "'" : hex(bytes);
 }
 
 std::string textOf(const CRYPT_INTEGER_BLOB& blob) {

@@ -1,0 +1,33 @@
+#include "tests/journal/road.h"
+
+#include "tests/journal/journal.h"
+
+namespace qx::test {
+
+std::vector<NamedRoad> allRoads() {
+  std::vector<NamedRoad> all;
+  for (const auto& roads : {plainRoads(), signRoads()}) {
+    all.insert(all.end(), roads.begin(), roads.end());
+  }
+  return all;
+}
+
+std::unique_ptr<Road> prepared(const NamedRoad& road) {
+  provider().reset();
+  gConfig = Config();
+  return road.make();
+}
+
+std::vector<std::string> outcome(Road& road, SAPRETURN code) {
+  std::vector<std::string> lines = {"return " + std::to_string(code),
+                                    "output '" + visible(road.output().text()) + "'"};
+  for (const SigRcpSsfInformation* record : road.records()) {
+    lines.push_back(
+        "record " +
+        visible(idOf(*record) + " | " + profileOf(*record) + " | " + passwordOf(*record) + " | ") +
+        std::to_string(record->result));
+  }
+  return lines;
+}
+
+}  // namespace qx::test
