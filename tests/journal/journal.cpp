@@ -7,11 +7,13 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/qxsapssf/cp1251_text.h"
 #include "tests/scripted_provider/scripted_provider.h"
 
 namespace qx::test {
 namespace {
 
+using testing_support::utf8;
 using Lines = std::vector<std::string>;
 using Values = std::map<std::string, std::string>;
 
@@ -98,7 +100,8 @@ Lines expectedJournal(std::string_view name) {
 }
 
 std::string visible(std::string text) {
-  return replaced(replaced(std::move(text), "\n", "\\n"), std::string_view("\0", 1), "\\0");
+  text = replaced(replaced(utf8(text), "\n", "\\n"), "\r", "\\r");
+  return replaced(std::move(text), std::string_view("\0", 1), "\\0");
 }
 
 Lines journalSoFar() {

@@ -11,7 +11,7 @@
 //                                         (the bytes of that many wide characters)
 //   ~ CertFreeCertificateContext(...)     a release that may stand anywhere before the end
 //
-// A line feed in a line is written \n.
+// A line feed in a line is written \n. Texts in Windows-1251 stand here in UTF-8.
 
 #include <string>
 #include <string_view>
@@ -22,7 +22,7 @@ namespace qx::test {
 /// What stands in the file NAME.journal; fails the test when there is none.
 std::vector<std::string> expectedJournal(std::string_view name);
 
-/// A text with its line feeds written \n and its NULs \0.
+/// A text in Windows-1251 as UTF-8, with its line feeds written \n, returns \r and NULs \0.
 std::string visible(std::string text);
 
 /// What has happened since the provider was reset, line feeds written \n.

@@ -1,12 +1,19 @@
 #include "tests/journal/road.h"
 
+#include <cstdlib>
+
 #include "tests/journal/journal.h"
 
 namespace qx::test {
 
 std::vector<NamedRoad> allRoads() {
   std::vector<NamedRoad> all;
-  for (const auto& roads : {plainRoads(), signRoads()}) {
+  for (const auto& roads : {plainRoads(),
+                            signRoads(),
+                            addSignRoads(),
+                            verifyRoads(),
+                            envelopeRoads(),
+                            developeRoads()}) {
     all.insert(all.end(), roads.begin(), roads.end());
   }
   return all;
@@ -15,6 +22,7 @@ std::vector<NamedRoad> allRoads() {
 std::unique_ptr<Road> prepared(const NamedRoad& road) {
   provider().reset();
   gConfig = Config();
+  setenv("TZ", "QXT-1", 1);  // NOLINT(concurrency-mt-unsafe): no other thread
   return road.make();
 }
 
