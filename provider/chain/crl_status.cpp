@@ -4,6 +4,7 @@
 
 #include "provider/chain/crl_scope.h"
 #include "provider/chain/revoked_at.h"
+#include "provider/chain/signature_length.h"
 #include "provider/chain/weak_digest.h"
 #include "provider/support/trace.h"
 
@@ -75,7 +76,7 @@ std::optional<Statement> readCrl(const CrlPtr& crl,
 
 bool isSignedBy(const CrlData& crl, const CertificateData& issuer) {
   EVP_PKEY* key = X509_get0_pubkey(issuer.x509());
-  return key != nullptr && !hasWeakSignature(crl.crl()) &&
+  return key != nullptr && !hasWeakSignature(crl.crl()) && !hasSignatureOfWrongLength(crl.crl()) &&
          (X509_get_key_usage(issuer.x509()) & KU_CRL_SIGN) != 0 &&
          X509_CRL_verify(crl.crl(), key) == 1;
 }

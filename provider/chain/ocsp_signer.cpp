@@ -6,6 +6,7 @@
 #include <openssl/x509v3.h>
 
 #include "provider/chain/path_search.h"
+#include "provider/chain/signature_length.h"
 #include "provider/chain/weak_digest.h"
 #include "provider/hash/hash.h"
 #include "provider/openssl/encoded.h"
@@ -67,7 +68,7 @@ std::vector<CertificatePtr> carriedBy(const OCSP_BASICRESP* answer) {
 
 bool isSignedBy(const OCSP_BASICRESP* answer, const CertificateData& signer) {
   EVP_PKEY* key = X509_get0_pubkey(signer.x509());
-  if (key == nullptr || hasWeakSignature(answer)) {
+  if (key == nullptr || hasWeakSignature(answer) || hasSignatureOfWrongLength(answer)) {
     return false;
   }
   const EvpMdCtxPtr context(EVP_MD_CTX_new());
@@ -85,7 +86,8 @@ bool isSignedBy(const OCSP_BASICRESP* answer, const CertificateData& signer) {
 
 bool isCertifiedBy(const CertificateData& responder, const CertificateData& issuer) {
   return X509_check_issued(issuer.x509(), responder.x509()) == X509_V_OK &&
-         !hasWeakSignature(responder.x509()) && X509_get0_pubkey(issuer.x509()) != nullptr &&
+         !hasWeakSignature(responder.x509()) && !hasSignatureOfWrongLength(responder.x509()) &&
+         X509_get0_pubkey(issuer.x509()) != nullptr &&
          X509_verify(responder.x509(), X509_get0_pubkey(issuer.x509())) == 1;
 }
 

@@ -11,6 +11,7 @@
 #include "provider/chain/path_check.h"
 #include "provider/chain/path_search.h"
 #include "provider/chain/revocation.h"
+#include "provider/chain/signature_length.h"
 #include "provider/chain/usage.h"
 #include "provider/chain/weak_digest.h"
 #include "provider/openssl/errors.h"
@@ -113,6 +114,9 @@ ChainElement Evaluation::elementAt(const Path& path, std::size_t i) const {
   // A root is trusted for standing in the store, not for its signature.
   if (!(isLast && path.trusted) && hasWeakSignature(certificate->x509())) {
     element.errors |= CERT_TRUST_IS_NOT_SIGNATURE_VALID | CERT_TRUST_HAS_WEAK_SIGNATURE;
+  }
+  if (!(isLast && path.trusted) && hasSignatureOfWrongLength(certificate->x509())) {
+    element.errors |= CERT_TRUST_IS_NOT_SIGNATURE_VALID;
   }
   if (isLast && path.cyclic) {
     element.errors |= CERT_TRUST_IS_CYCLIC;

@@ -8,6 +8,7 @@
 
 #include "provider/chain/faults.h"
 #include "tests/provider/chain/chain_world.h"
+#include "tests/support/der_tree.h"
 
 namespace qx::test {
 namespace {
@@ -77,6 +78,18 @@ TEST_P(Tampering, ByCuttingIsAlwaysSeen) {
     const lab::Bytes cut(whole.begin(), whole.begin() + static_cast<std::ptrdiff_t>(length));
     EXPECT_EQ(judge(cut, crl), std::nullopt) << length;
   }
+}
+
+// The GOST engine does not look behind a signature.
+TEST_P(Tampering, ByAnOctetBehindASignatureIsAlwaysSeen) {
+  const auto lengthened = [](const lab::Bytes& encoded) {
+    DerNode tree = derTree({encoded.begin(), encoded.end()});
+    tree.children.back().content.push_back('\0');
+    const std::string changed = tree.encoded();
+    return lab::Bytes(changed.begin(), changed.end());
+  };
+  EXPECT_NE(judge(lengthened(lab::toDer(end.get())), crl), CERT_TRUST_NO_ERROR);
+  EXPECT_NE(judge(lab::toDer(end.get()), lengthened(crl)), CERT_TRUST_NO_ERROR);
 }
 
 INSTANTIATE_TEST_SUITE_P(All,
