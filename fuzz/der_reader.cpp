@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <array>
 #include <ctime>
-#include <memory>
 #include <vector>
 
 #include <openssl/asn1.h>
@@ -12,6 +11,7 @@
 
 #include "fuzz/input.h"
 #include "provider/der/values.h"
+#include "provider/openssl/owned.h"
 
 namespace {
 
@@ -19,18 +19,10 @@ using qx::der::Bytes;
 using qx::der::Element;
 using qx::fuzz::expect;
 
-template <class T, auto kFree>
-struct Freed {
-  void operator()(T* object) const { kFree(object); }
-};
-
-template <class T, auto kFree>
-using Owned = std::unique_ptr<T, Freed<T, kFree>>;
-
 template <class T, auto kDecode, auto kFree>
-Owned<T, kFree> decoded(Bytes whole) {
+qx::OpensslOwner<T, kFree> decoded(Bytes whole) {
   const unsigned char* at = whole.data();
-  Owned<T, kFree> object(kDecode(nullptr, &at, static_cast<long>(whole.size())));
+  qx::OpensslOwner<T, kFree> object(kDecode(nullptr, &at, static_cast<long>(whole.size())));
   if (object && at != whole.data() + whole.size()) {
     object.reset();
   }
@@ -73,10 +65,10 @@ void compareOid(const Element& element) {
   const auto theirs = decoded<ASN1_OBJECT, d2i_ASN1_OBJECT, ASN1_OBJECT_free>(element.whole);
   const auto ours = qx::der::readOid(element);
   std::array<char, 2048> text{};
-  if (theirs && ours) {
-    const int length = OBJ_obj2txt(text.data(), text.size(), theirs.get(), 1);
-    expect(length >= static_cast<int>(text.size()) || *ours == text.data(),
-           "one object identifier");
+  const int length = theirs ? OBJ_obj2txt(text.data(), text.size(), theirs.get(), 1) : -1;
+  // libcrypto writes out no identifier of more than 586 octets.
+  if (ours && length >= 0 && length < static_cast<int>(text.size())) {
+    expect(*ours == text.data(), "one object identifier");
   }
 }
 
@@ -131,24 +123,26 @@ void compareAlgorithm(const Element& element) {
   }
 }
 
+struct Comparison {
+  std::uint8_t identifier;
+  void (*compare)(const Element&);
+};
+
+constexpr Comparison kComparisons[] = {
+    {qx::der::kInteger, compareInteger},
+    {qx::der::kOid, compareOid},
+    {qx::der::kBitString, compareBits},
+    {qx::der::kOctetString, compareOctets},
+    {qx::der::kOctetString | qx::der::kConstructed, compareOctets},
+    {qx::der::kUtcTime, compareTime},
+    {qx::der::kGeneralizedTime, compareTime},
+    {qx::der::kSequence, compareAlgorithm},
+};
+
 void compareValue(const Element& element) {
-  switch (element.identifier) {
-    case qx::der::kInteger:
-      return compareInteger(element);
-    case qx::der::kOid:
-      return compareOid(element);
-    case qx::der::kBitString:
-      return compareBits(element);
-    case qx::der::kOctetString:
-    case qx::der::kOctetString | qx::der::kConstructed:
-      return compareOctets(element);
-    case qx::der::kUtcTime:
-    case qx::der::kGeneralizedTime:
-      return compareTime(element);
-    case qx::der::kSequence:
-      return compareAlgorithm(element);
-    default:
-      return;
+  const auto* found = std::ranges::find(kComparisons, element.identifier, &Comparison::identifier);
+  if (found != std::end(kComparisons)) {
+    found->compare(element);
   }
 }
 

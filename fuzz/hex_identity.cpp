@@ -13,7 +13,7 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   constexpr DWORD kUntouched = 0xABCDEF;
   DWORD counted = kUntouched;
   qx::readFromHexString(text.c_str(), length, nullptr, counted);
-  std::vector<BYTE> bytes(size / 2 + 1, 0x55);
+  std::vector<BYTE> bytes((size / 2) + 1, 0x55);
   DWORD read = kUntouched;
   qx::readFromHexString(text.c_str(), length, bytes.data(), read);
   qx::fuzz::expect(counted == read, "what is counted is what is read");

@@ -42,11 +42,12 @@ int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   qx::fuzz::expect(head->status >= 200 && head->status <= 999, "a final status");
   const auto from = qx::parseUrl("https://server.example:8443/path");
   if (const auto next = qx::redirectedUrl(*from, head->location)) {
-    qx::fuzz::expect(next->host == from->host && next->secure, "no redirect leaves the host or TLS");
+    qx::fuzz::expect(next->host == from->host && next->secure,
+                     "no redirect leaves the host or TLS");
   }
   if (const auto body = reader.readBody(*head, kBodyLimit)) {
     qx::fuzz::expect(body->size() <= kBodyLimit, "no body above its limit");
-    qx::fuzz::expect(head->chunked || !head->length || body->size() == *head->length,
+    qx::fuzz::expect(head->chunked || !head->length || head->length == body->size(),
                      "the body is as long as the head says");
   }
   return 0;

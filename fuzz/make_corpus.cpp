@@ -93,8 +93,8 @@ class Maker {
                           const std::string& format = "PKCS7",
                           bool detached = false) {
     return good(qx::test::ssfSign(kDocument,
-                        {{.id = "CN=" + name, .profile = {}, .password = {}}},
-                        {.format = format, .detached = detached}));
+                                  {{.id = "CN=" + name, .profile = {}, .password = {}}},
+                                  {.format = format, .detached = detached}));
   }
 
   void makeSigned() const {
@@ -115,7 +115,8 @@ class Maker {
     both("enhanced-detached", 1, sign("Ec", "CADES", true), kDocument);
     both("two-signers",
          3,
-         good(qx::test::ssfAddSign(sign("Gost"), {}, {.id = "CN=Ec", .profile = {}, .password = {}})));
+         good(qx::test::ssfAddSign(
+             sign("Gost"), {}, {.id = "CN=Ec", .profile = {}, .password = {}})));
     both("digested", 0, good(qx::test::ssfDigest(kDocument, "GOST3411", false)));
   }
 
