@@ -10,15 +10,6 @@ namespace {
 
 using lab::KeyKind;
 
-unsigned hexDigit(char c) {
-  const std::string_view digits = "0123456789abcdef";
-  const std::size_t value = digits.find(static_cast<char>(c | 0x20));
-  if (value == std::string_view::npos) {
-    throw std::runtime_error("no hexadecimal digit");
-  }
-  return static_cast<unsigned>(value);
-}
-
 template <class T>
 T valueOf(Result<T> result) {
   if (!result) {
@@ -79,17 +70,6 @@ SignatureAlgorithm plainAlgorithm(const PrivateKey& key) {
 
 std::vector<std::uint8_t> someDigest(HashAlgorithm hash, std::uint8_t fill) {
   return std::vector<std::uint8_t>(hashInfo(hash).length, fill);
-}
-
-std::vector<std::uint8_t> fromHex(std::string_view text) {
-  std::string digits(text);
-  std::erase(digits, ' ');
-  std::vector<std::uint8_t> bytes;
-  for (std::size_t i = 0; i + 1 < digits.size(); i += 2) {
-    bytes.push_back(
-        static_cast<std::uint8_t>((hexDigit(digits[i]) * 16) + hexDigit(digits[i + 1])));
-  }
-  return bytes;
 }
 
 std::vector<std::uint8_t> reversedHex(std::string_view text) {

@@ -11,6 +11,7 @@
 
 #include "provider/key/private_key.h"
 #include "provider/key/public_key.h"
+#include "tests/provider/der/hex.h"
 #include "tools/lab/pki.h"
 
 namespace qx::test {
@@ -36,9 +37,6 @@ SignatureAlgorithm plainAlgorithm(const PrivateKey& key);
 
 /// Bytes that look like a digest of the hash: its length, filled with `fill`.
 std::vector<std::uint8_t> someDigest(HashAlgorithm hash, std::uint8_t fill = 0x5A);
-
-/// fromHex reads hexadecimal digits; spaces are left out.
-std::vector<std::uint8_t> fromHex(std::string_view text);
 
 /// As fromHex, in the opposite order.
 std::vector<std::uint8_t> reversedHex(std::string_view text);
