@@ -1,6 +1,5 @@
 #include "tests/provider/http/scripted_server.h"
 
-#include <arpa/inet.h>
 #include <pthread.h>
 #include <sys/socket.h>
 
@@ -11,30 +10,12 @@
 #include <stdexcept>
 #include <system_error>
 
+#include "tests/provider/http/loopback.h"
+
 namespace qx::test {
 namespace {
 
 constexpr std::size_t kPieceSize = 4096;
-
-Fd listenOnLoopback() {
-  Fd fd(socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0));
-  sockaddr_in address{};
-  address.sin_family = AF_INET;
-  address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-  if (!fd || bind(fd.get(), reinterpret_cast<sockaddr*>(&address), sizeof address) != 0) {
-    throw std::system_error(errno, std::generic_category(), "loopback");
-  }
-  return fd;
-}
-
-std::uint16_t portOf(const Fd& fd) {
-  sockaddr_in address{};
-  socklen_t size = sizeof address;
-  if (getsockname(fd.get(), reinterpret_cast<sockaddr*>(&address), &size) != 0) {
-    throw std::system_error(errno, std::generic_category(), "loopback");
-  }
-  return ntohs(address.sin_port);
-}
 
 // The server's side of a connection: plain or TLS, with calls that wait.
 class Peer {
@@ -114,7 +95,7 @@ ScriptedAnswer okAnswer(const std::string& body) {
 }
 
 ScriptedServer::ScriptedServer(Answers answers, const ServerIdentity& identity)
-    : answers_(std::move(answers)), listener_(listenOnLoopback()), port_(portOf(listener_)) {
+    : answers_(std::move(answers)), listener_(bindToLoopback()), port_(portOf(listener_)) {
   if (identity.key != nullptr) {
     tls_.reset(SSL_CTX_new(TLS_server_method()));
     SSL_CTX_use_certificate(tls_.get(), identity.certificate);
@@ -177,7 +158,7 @@ void ScriptedServer::serve(int connection, const ScriptedAnswer& answer) {
 
 // The kernel gives a port that was just given back last of all.
 std::uint16_t unusedPort() {
-  return portOf(listenOnLoopback());
+  return portOf(bindToLoopback());
 }
 
 }  // namespace qx::test
