@@ -105,13 +105,14 @@ Certificate findRecipient(const Store& addressBook, SigRcpSsfInformation& recipi
   }
   CertificateWalk walk(addressBook, identity, recipient, kName);
   PCCERT_CONTEXT found = walk.next();
-  if (found == nullptr) {
+  Certificate kept(found == nullptr ? nullptr : CertDuplicateCertificateContext(found));
+  if (!kept) {
     QX_TRACE(kName, "Certificate not found\n");
     recipient.result = SSF_RESULT_NOCERTIFICATE;
     return {};
   }
   recipient.result = SSF_RESULT_OK;
-  return Certificate(CertDuplicateCertificateContext(found));
+  return kept;
 }
 
 /// Every recipient is searched, so that every record gets its result.

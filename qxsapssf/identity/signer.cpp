@@ -1,5 +1,6 @@
 #include "qxsapssf/identity/signer.h"
 
+#include <new>
 #include <string_view>
 #include <utility>
 
@@ -110,6 +111,9 @@ Certificate searchKeyStore(Store store,
   Certificate found = findCertificate(store, identity, owner, trace, slot);
   if (found && certificates != nullptr) {
     Certificate duplicate(CertDuplicateCertificateContext(found.get()));
+    if (!duplicate) {
+      throw std::bad_alloc();  // a reference is missing for want of memory only
+    }
     certificates->push_back(std::move(duplicate));
   }
   store.close();
