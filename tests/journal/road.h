@@ -34,7 +34,7 @@ class Road {
 enum class OnFailure {
   Nothing,          // NULL and 0
   Untouched,        // length 0
-  ContentMayStay,   // untouched and 0, or the content, once it was read
+  ContentMayStay,   // length 0, or the content, once it was read
   LengthUntouched,  // nothing was written at all
 };
 

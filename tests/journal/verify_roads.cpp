@@ -8,10 +8,7 @@ namespace qx::test {
 namespace {
 
 struct VerifyRoad : Road {
-  SAPRETURN run() override {
-    call.signedData = provider().addMessage(toy);
-    return call.run();
-  }
+  SAPRETURN run() override { return call.run(); }
 
   Output& output() override { return call.output; }
 
@@ -29,6 +26,7 @@ NamedRoad road(const char* name, void (*change)(VerifyRoad&)) {
   return {"SsfVerify", name, OnFailure::ContentMayStay, [change] {
             auto made = std::make_unique<VerifyRoad>();
             change(*made);
+            made->call.signedData = provider().addMessage(made->toy);
             return made;
           }};
 }

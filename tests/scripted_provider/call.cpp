@@ -37,6 +37,7 @@ Call::~Call() {
 bool Call::fails() {
   Provider::State& s = state();
   ++s.failableCalls;
+  s.failable.push_back(text_);
   if (s.failAny == s.failableCalls) {
     ++s.failuresSeen;
     fail(s.failAnyError);

@@ -134,6 +134,10 @@ unsigned Provider::failableCalls() const {
   return state_->failableCalls;
 }
 
+const std::vector<std::string>& Provider::failable() const {
+  return state_->failable;
+}
+
 unsigned Provider::failuresSeen() const {
   return state_->failuresSeen;
 }

@@ -183,6 +183,8 @@ class QX_SCRIPTED_API Provider {
   void claimSize(std::string_view call, DWORD size);
   /// How many calls that can fail there were since reset().
   unsigned failableCalls() const;
+  /// The same calls as they stand in the journal, without what came of them.
+  const std::vector<std::string>& failable() const;
   /// How many of the failures that a test asked for have happened.
   unsigned failuresSeen() const;
 

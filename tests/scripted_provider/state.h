@@ -108,6 +108,7 @@ struct Provider::State {
   unsigned failAny = 0;
   DWORD failAnyError = 0;
   unsigned failableCalls = 0;
+  std::vector<std::string> failable;
   unsigned failuresSeen = 0;
 
   std::map<const void*, std::unique_ptr<Object>> live;
