@@ -44,9 +44,7 @@ auto readSole(const Attribute& attribute, const ReadFields& readFields)
     return value.failure();
   }
   DWORD error = ERROR_SUCCESS;
-  x509::Fields whole(*value, error);
-  x509::Fields fields = whole.sequence();
-  whole.end();
+  x509::Fields fields = x509::Fields::outermost(*value, error);
   auto read = readFields(fields);
   fields.end();
   if (error != ERROR_SUCCESS) {

@@ -100,15 +100,12 @@ OcspRef readOcspRef(x509::Fields fields) {
 // The references of one kind, if there are any.
 template <class Ref>
 std::vector<Ref> readList(x509::Fields& fields, std::uint8_t tag, Ref (*readRef)(x509::Fields)) {
-  const std::optional<der::Element> tagged = fields.optional(tag);
-  if (!tagged) {
+  std::optional<x509::Fields> outer = fields.optionalSequence(tag);
+  if (!outer) {
     return {};
   }
-  x509::Fields outer = fields.inside(*tagged);
-  x509::Fields inside = outer.sequence();
-  outer.end();
-  x509::Fields list = inside.sequence();
-  inside.end();
+  x509::Fields list = outer->sequence();
+  outer->end();
   return readEach(list, [&](const der::Element& ref) { return readRef(list.inside(ref)); });
 }
 

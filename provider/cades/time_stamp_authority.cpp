@@ -17,9 +17,8 @@ constexpr const char* kExtendedKeyUsage = "2.5.29.37";
 // More than one would let the authority's key be used for something else, too.
 bool isOneTimeStampingUsage(const CERT_EXTENSION& extension) {
   DWORD error = ERROR_SUCCESS;
-  x509::Fields outside({extension.Value.pbData, extension.Value.cbData}, error);
-  x509::Fields usages = outside.sequence();
-  outside.end();
+  x509::Fields usages =
+      x509::Fields::outermost({extension.Value.pbData, extension.Value.cbData}, error);
   const std::string usage = usages.value(der::readOid(usages.next(der::kOid)));
   usages.end();
   return error == ERROR_SUCCESS && usage == oids::kTimeStamping;

@@ -99,9 +99,7 @@ void readOptionalFields(x509::Fields& fields, TimeStampInfo& info) {
 Result<TimeStampInfo> readTimeStampInfo(der::Bytes encoded) {
   DWORD error = ERROR_SUCCESS;
   TimeStampInfo info;
-  x509::Fields outside(encoded, error);
-  x509::Fields fields = outside.sequence();
-  outside.end();
+  x509::Fields fields = x509::Fields::outermost(encoded, error);
   if (fields.value(der::readUnsigned(fields.next(der::kInteger))) != 1) {
     fields.failWith(CRYPT_E_ASN1_CORRUPT);
   }

@@ -73,9 +73,7 @@ Result<TimeStampRequest> makeTimeStampRequest(HashAlgorithm algorithm, der::Byte
 
 Result<der::Bytes> readTimeStampResponse(der::Bytes response) {
   DWORD error = ERROR_SUCCESS;
-  x509::Fields outside(response, error);
-  x509::Fields fields = outside.sequence();
-  outside.end();
+  x509::Fields fields = x509::Fields::outermost(response, error);
   const bool granted = readGranted(fields.sequence());
   const std::optional<der::Element> token = fields.optional(der::kSequence);
   fields.end();

@@ -40,14 +40,8 @@ std::vector<der::Bytes> readList(x509::Fields& list) {
 }
 
 std::vector<der::Bytes> readTagged(x509::Fields& fields, std::uint8_t tag) {
-  const std::optional<der::Element> tagged = fields.optional(tag);
-  if (!tagged) {
-    return {};
-  }
-  x509::Fields outer = fields.inside(*tagged);
-  x509::Fields list = outer.sequence();
-  outer.end();
-  return readList(list);
+  std::optional<x509::Fields> list = fields.optionalSequence(tag);
+  return list ? readList(*list) : std::vector<der::Bytes>();
 }
 
 }  // namespace

@@ -35,6 +35,13 @@ void append(std::vector<T>& all, std::span<const T> more) {
   all.insert(all.end(), more.begin(), more.end());
 }
 
+template <class Pointer>
+void appendIfAny(std::vector<Pointer>& all, const Pointer& one) {
+  if (one != nullptr) {
+    all.push_back(one);
+  }
+}
+
 // The steps of a verification, in their order.
 class Verification {
  public:
@@ -208,12 +215,8 @@ Finding Verification::chainAtStamp() const {
   std::vector<CrlPtr> crls = crls_;
   std::vector<OcspPtr> ocsp;
   for (const ChainElement& element : (*today)->elements) {
-    if (element.evidence.crl != nullptr) {
-      crls.push_back(element.evidence.crl);
-    }
-    if (element.evidence.ocsp != nullptr) {
-      ocsp.push_back(element.evidence.ocsp);
-    }
+    appendIfAny(crls, element.evidence.crl);
+    appendIfAny(ocsp, element.evidence.ocsp);
   }
   question.crls = crls;
   question.ocsp = ocsp;

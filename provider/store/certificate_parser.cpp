@@ -81,9 +81,7 @@ void readTbs(Fields fields, ParsedCertificate& certificate) {
 Result<ParsedCertificate> parseCertificate(der::Bytes certificate) {
   DWORD error = ERROR_SUCCESS;
   ParsedCertificate parsed;
-  Fields whole(certificate, error);
-  Fields fields = whole.sequence();
-  whole.end();
+  Fields fields = Fields::outermost(certificate, error);
   const Element tbs = fields.next(der::kSequence);
   parsed.tbs = tbs.whole;
   readTbs(fields.inside(tbs), parsed);

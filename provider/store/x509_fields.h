@@ -31,6 +31,21 @@ class Fields {
 
   Fields inside(const der::Element& element) const { return {element.content, *error_}; }
 
+  /// The fields of the SEQUENCE under an explicit tag, which holds nothing else; nothing when the tag is
+  /// left out.
+  std::optional<Fields> optionalSequence(std::uint8_t tag) {
+    const std::optional<der::Element> tagged = optional(tag);
+    return tagged ? std::optional(outermost(tagged->content, *error_)) : std::nullopt;
+  }
+
+  /// The fields of the SEQUENCE that these bytes are, with nothing behind it.
+  static Fields outermost(der::Bytes encoded, DWORD& error) {
+    Fields whole(encoded, error);
+    const Fields fields = whole.sequence();
+    whole.end();
+    return fields;
+  }
+
   bool nextIs(std::uint8_t identifier) const { return !failed() && reader_.peek() == identifier; }
 
   bool more() const { return !failed() && !reader_.atEnd(); }
