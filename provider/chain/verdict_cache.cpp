@@ -1,7 +1,6 @@
 #include "provider/chain/verdict_cache.h"
 
-#include <algorithm>
-#include <mutex>
+#include <optional>
 #include <string>
 #include <utility>
 
@@ -73,7 +72,7 @@ bool mayBeAnsweredLater(const ChainRequest& request, DWORD errors) {
 
 }  // namespace
 
-VerdictCache::Key VerdictCache::keyOf(const ChainRequest& request) {
+HashValue VerdictCache::keyOf(const ChainRequest& request) {
   Digest digest;
   digest.add(request.certificate->der());
   digest.add(std::uint64_t{request.time.has_value()});
@@ -91,10 +90,7 @@ VerdictCache::Key VerdictCache::keyOf(const ChainRequest& request) {
   digest.addAll(request.certificates);
   digest.addAll(request.crls);
   digest.addAll(request.ocsp);
-  const HashValue value = digest.finish();
-  Key key{};
-  std::ranges::copy(value.bytes(), key.begin());
-  return key;
+  return digest.finish();
 }
 
 bool VerdictCache::Entry::holdsFor(const TrustSource& other, std::time_t now) const {
@@ -103,32 +99,14 @@ bool VerdictCache::Entry::holdsFor(const TrustSource& other, std::time_t now) co
          verdict->window.contains(now);
 }
 
-VerdictPtr VerdictCache::find(const Key& key, const TrustSource& trust, std::time_t now) {
-  const std::scoped_lock lock(mutex_);
-  const auto found = entries_.find(key);
-  return found != entries_.end() && found->second.holdsFor(trust, now) ? found->second.verdict
-                                                                       : nullptr;
-}
-
-void VerdictCache::keep(const Key& key, Entry entry) {
-  // What leaves the cache ends outside of the lock: `entry` carries the one that is replaced.
-  std::map<Key, Entry>::node_type oldest;
-  const std::scoped_lock lock(mutex_);
-  const auto [place, isNew] = entries_.try_emplace(key);
-  std::swap(place->second, entry);
-  if (!isNew) {
-    return;
-  }
-  oldestFirst_.push_back(key);
-  if (entries_.size() > capacity_) {
-    oldest = entries_.extract(oldestFirst_.front());
-    oldestFirst_.pop_front();
-  }
+VerdictPtr VerdictCache::find(const HashValue& key, const TrustSource& trust, std::time_t now) {
+  const std::optional<Entry> entry = entries_.find(key);
+  return entry && entry->holdsFor(trust, now) ? entry->verdict : nullptr;
 }
 
 Result<VerdictPtr> VerdictCache::evaluate(ChainRequest request,
                                           const std::shared_ptr<const TrustSource>& trust) {
-  const Key key = keyOf(request);
+  const HashValue key = keyOf(request);
   if (VerdictPtr known = find(key, *trust, request.now); known != nullptr) {
     return known;
   }
@@ -139,14 +117,9 @@ Result<VerdictPtr> VerdictCache::evaluate(ChainRequest request,
   }
   auto fresh = std::make_shared<const ChainVerdict>(*std::move(verdict));
   if (!mayBeAnsweredLater(request, fresh->errors)) {
-    keep(key, {.trust = trust, .made = request.now, .verdict = fresh});
+    entries_.keep(key, {.trust = trust, .made = request.now, .verdict = fresh});
   }
   return VerdictPtr(fresh);
-}
-
-std::size_t VerdictCache::size() {
-  const std::scoped_lock lock(mutex_);
-  return entries_.size();
 }
 
 // Never destroyed: what libcrypto made of the certificates could outlive libcrypto's own end.

@@ -1,16 +1,13 @@
 #ifndef QX_PROVIDER_CHAIN_VERDICT_CACHE_H_
 #define QX_PROVIDER_CHAIN_VERDICT_CACHE_H_
 
-#include <array>
 #include <cstddef>
-#include <cstdint>
-#include <deque>
-#include <map>
 #include <memory>
 
 #include "provider/chain/trust_source.h"
 #include "provider/chain/verify.h"
-#include "provider/support/fork.h"
+#include "provider/hash/hash.h"
+#include "provider/support/kept_lately.h"
 
 namespace qx {
 
@@ -26,18 +23,16 @@ class VerdictCache {
   static constexpr std::time_t kLifetime = 60;
 
   /// `capacity` is the number of verdicts; the oldest makes room for the next.
-  explicit VerdictCache(std::size_t capacity) : capacity_(capacity) {}
+  explicit VerdictCache(std::size_t capacity) : entries_(capacity) {}
 
   /// evaluate gives what qx::evaluate would give for the request over `trust` (the request's own trust
   /// is not read). The clock is the request's.
   Result<VerdictPtr> evaluate(ChainRequest request,
                               const std::shared_ptr<const TrustSource>& trust);
 
-  std::size_t size();
+  std::size_t size() { return entries_.size(); }
 
  private:
-  using Key = std::array<std::uint8_t, 32>;
-
   struct Entry {
     std::shared_ptr<const TrustSource> trust;
     std::time_t made = 0;
@@ -46,14 +41,10 @@ class VerdictCache {
     bool holdsFor(const TrustSource& other, std::time_t now) const;
   };
 
-  static Key keyOf(const ChainRequest& request);
-  VerdictPtr find(const Key& key, const TrustSource& trust, std::time_t now);
-  void keep(const Key& key, Entry entry);
+  static HashValue keyOf(const ChainRequest& request);
+  VerdictPtr find(const HashValue& key, const TrustSource& trust, std::time_t now);
 
-  const std::size_t capacity_;
-  ForkSafeMutex mutex_;
-  std::map<Key, Entry> entries_;
-  std::deque<Key> oldestFirst_;
+  KeptLately<HashValue, Entry> entries_;
 };
 
 /// processVerdicts is the cache that everybody in this process shares.

@@ -2,6 +2,7 @@
 #define QX_PROVIDER_HASH_HASH_H_
 
 #include <array>
+#include <compare>
 #include <cstddef>
 #include <cstdint>
 #include <memory>
@@ -54,6 +55,9 @@ class HashValue {
   der::Bytes bytes() const { return {octets_.data(), length_}; }
 
   std::size_t size() const { return length_; }
+
+  /// An order, for containers that need one.
+  auto operator<=>(const HashValue& other) const = default;
 
  private:
   std::array<std::uint8_t, kMaxHashLength> octets_{};

@@ -1,0 +1,59 @@
+#ifndef QX_PROVIDER_SUPPORT_KEPT_LATELY_H_
+#define QX_PROVIDER_SUPPORT_KEPT_LATELY_H_
+
+#include <cstddef>
+#include <deque>
+#include <map>
+#include <mutex>
+#include <optional>
+#include <utility>
+
+#include "provider/support/fork.h"
+
+namespace qx {
+
+/// KeptLately remembers values by their keys: as many as it may, then the oldest makes room for the next.
+/// Safe from several threads and over fork. Values are copied in and out: shared pointers, or small.
+template <class Key, class Value>
+class KeptLately {
+ public:
+  explicit KeptLately(std::size_t capacity) : capacity_(capacity) {}
+
+  std::optional<Value> find(const Key& key) {
+    const std::scoped_lock lock(mutex_);
+    const auto found = entries_.find(key);
+    return found == entries_.end() ? std::nullopt : std::optional(found->second);
+  }
+
+  /// keep puts a value in the place of the one with this key, or in a new one.
+  void keep(const Key& key, Value value) {
+    // What leaves ends outside of the lock: `value` carries the one that is replaced.
+    typename std::map<Key, Value>::node_type oldest;
+    const std::scoped_lock lock(mutex_);
+    const auto [place, isNew] = entries_.try_emplace(key);
+    std::swap(place->second, value);
+    if (!isNew) {
+      return;
+    }
+    oldestFirst_.push_back(key);
+    if (entries_.size() > capacity_) {
+      oldest = entries_.extract(oldestFirst_.front());
+      oldestFirst_.pop_front();
+    }
+  }
+
+  std::size_t size() {
+    const std::scoped_lock lock(mutex_);
+    return entries_.size();
+  }
+
+ private:
+  const std::size_t capacity_;
+  ForkSafeMutex mutex_;
+  std::map<Key, Value> entries_;
+  std::deque<Key> oldestFirst_;
+};
+
+}  // namespace qx
+
+#endif
