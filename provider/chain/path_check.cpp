@@ -8,6 +8,7 @@
 
 #include "provider/chain/dotted.h"
 #include "provider/chain/faults.h"
+#include "provider/chain/proved_signatures.h"
 #include "provider/openssl/library_context.h"
 #include "provider/openssl/owned.h"
 
@@ -22,6 +23,8 @@ constexpr unsigned long kFlags =
 struct Check {
   const Path* path = nullptr;
   PathFaults faults;
+  std::size_t recorded = 0;  // faults that count
+  X509_STORE_CTX_verify_fn verifySignatures = nullptr;
 };
 
 Check& checkOf(X509_STORE_CTX* context) {
@@ -43,6 +46,7 @@ std::size_t placeOf(const FaultMeaning& meaning, std::size_t depth, std::size_t 
 
 void record(Check& check, int error, std::size_t depth) {
   const FaultMeaning& meaning = meaningOf(error);
+  check.recorded += meaning.bits == 0 ? 0U : 1U;
   if (meaning.place == FaultPlace::Chain) {
     check.faults.chain |= meaning.bits;
     return;
@@ -70,6 +74,58 @@ int isIssuedBy(X509_STORE_CTX* context, X509* subject, X509* issuer) {
         return lower->x509() == subject && upper->x509() == issuer;
       });
   return next == path.end() ? 0 : 1;
+}
+
+template <class Function>
+bool allLinks(const std::vector<CertificatePtr>& path, const Function& function) {
+  for (std::size_t i = 0; i < path.size(); ++i) {
+    const CertificateData& issuer = *path[std::min(i + 1, path.size() - 1)];
+    if (!function(path[i]->der(), issuer)) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// Whether libcrypto goes the whole way to a trusted root that signed itself.
+bool isWholePath(X509_STORE_CTX* context, const Path& path) {
+  const STACK_OF(X509)* chain = X509_STORE_CTX_get0_chain(context);
+  const auto length = static_cast<std::size_t>(std::max(0, sk_X509_num(chain)));
+  if (!path.trusted || length != path.certificates.size()) {
+    return false;
+  }
+  for (std::size_t i = 0; i < length; ++i) {
+    if (sk_X509_value(chain, static_cast<int>(i)) != path.certificates[i]->x509()) {
+      return false;
+    }
+  }
+  return true;
+}
+
+// In this step libcrypto verifies the signatures, whether each key may sign, and the dates, which are
+// compared elsewhere (faults.cpp): nothing of it is open where each certificate was found good under its
+// issuer's before.
+int verifyUnprovedSignatures(X509_STORE_CTX* context) {
+  Check& check = checkOf(context);
+  if (!isWholePath(context, *check.path)) {
+    return check.verifySignatures(context);
+  }
+  ProvedSignatures& proved = processProvedSignatures();
+  const std::vector<CertificatePtr>& path = check.path->certificates;
+  if (allLinks(path, [&proved](der::Bytes subject, const CertificateData& issuer) {
+        return proved.isProved(SignedKind::Certificate, subject, issuer);
+      })) {
+    return 1;
+  }
+  const std::size_t before = check.recorded;
+  const int result = check.verifySignatures(context);
+  if (result == 1 && check.recorded == before) {
+    allLinks(path, [&proved](der::Bytes subject, const CertificateData& issuer) {
+      proved.note(SignedKind::Certificate, subject, issuer);
+      return true;
+    });
+  }
+  return result;
 }
 
 X509_STORE* makeRules() {
@@ -171,6 +227,8 @@ Result<PathFaults> checkPath(const Path& path, std::time_t now) {
     return fail(E_OUTOFMEMORY);
   }
   X509_STORE_CTX_set0_trusted_stack(context.get(), trusted.get());
+  check.verifySignatures = X509_STORE_CTX_get_verify(context.get());
+  X509_STORE_CTX_set_verify(context.get(), verifyUnprovedSignatures);
   const bool unreadable = markUnreadable(check);
   if (X509_verify_cert(context.get()) <= 0 && !unreadable) {
     return fail(E_OUTOFMEMORY);

@@ -8,6 +8,7 @@
 #include "provider/chain/faults.h"
 #include "provider/chain/ocsp_signer.h"
 #include "provider/chain/ocsp_status.h"
+#include "provider/chain/proved_signatures.h"
 
 namespace qx {
 namespace {
@@ -20,6 +21,11 @@ constexpr std::size_t kMaxSignatureChecks = 256;
 template <class Pointer>
 std::span<const Pointer> limited(std::span<const Pointer> objects) {
   return objects.first(std::min(objects.size(), kMaxObjects));
+}
+
+bool isProvedBy(const CrlData& crl, const CertificateData& issuer) {
+  return processProvedSignatures().prove(
+      SignedKind::Crl, crl.der(), issuer, [&] { return isSignedBy(crl, issuer); });
 }
 
 bool weighsMore(const Statement& left, const Statement& right) {
@@ -94,7 +100,7 @@ bool RevocationJudge::isGenuine(const Statement& statement, const CertificateDat
     return false;
   }
   if (statement.evidence.crl != nullptr) {
-    return isSignedBy(*statement.evidence.crl, issuer);
+    return isProvedBy(*statement.evidence.crl, issuer);
   }
   const OcspData& answer = *statement.evidence.ocsp;
   return isSignedFor(answer,
@@ -111,7 +117,7 @@ bool RevocationJudge::isRevokedByCrl(const CertificateData& responder,
   const std::vector<Statement> statements = crlStatements(responder, {});
   return std::ranges::any_of(statements, [&](const Statement& statement) {
     return statement.revoked && ++signatureChecks_ <= kMaxSignatureChecks &&
-           isSignedBy(*statement.evidence.crl, issuer);
+           isProvedBy(*statement.evidence.crl, issuer);
   });
 }
 
