@@ -1,6 +1,5 @@
 #include "provider/cades/certificate_ref.h"
 
-#include <algorithm>
 #include <utility>
 
 #include "provider/der/values.h"
@@ -33,13 +32,9 @@ const HashInfo* trustedHash(std::string_view oid) {
   return hash != nullptr && hash->oid == oid && hash->signs ? hash : nullptr;
 }
 
-bool HashRef::matches(der::Bytes bytes) const {
-  return hash != nullptr && std::ranges::equal(hashOf(hash->algorithm, bytes).bytes(), value);
-}
-
 bool CertificateRef::matches(const CertificateData& certificate) const {
   const bool isNamed = !issuerSerial || namesCertificate(*issuerSerial, certificate.info());
-  return isNamed && hash.matches(certificate.der());
+  return isNamed && hash.matches(certificate);
 }
 
 HashRef readOtherHash(x509::Fields& fields) {
@@ -54,8 +49,7 @@ HashRef readOtherHash(x509::Fields& fields) {
   return {.hash = hash, .value = value};
 }
 
-der::Encoding otherHash(HashAlgorithm hash, der::Bytes bytes) {
-  const HashValue value = hashOf(hash, bytes);
+der::Encoding otherHash(HashAlgorithm hash, const HashValue& value) {
   der::Encoding octets = der::Encoding::owned(der::octetString(value.bytes()).bytes());
   if (hash == HashAlgorithm::Sha1) {
     return octets;

@@ -1,6 +1,7 @@
 #ifndef QX_PROVIDER_CADES_CERTIFICATE_REF_H_
 #define QX_PROVIDER_CADES_CERTIFICATE_REF_H_
 
+#include <algorithm>
 #include <optional>
 #include <string_view>
 
@@ -14,13 +15,17 @@ namespace qx {
 /// trustedHash finds the hash algorithm with this OID; null when we do not know it or it is broken.
 const HashInfo* trustedHash(std::string_view oid);
 
-/// HashRef names bytes by their hash, itself over the bytes it was read from.
+/// HashRef names an object by its hash, itself over the bytes it was read from.
 struct HashRef {
   const HashInfo* hash = nullptr;  ///< of trustedHash; null: nothing matches
   der::Bytes value;
 
-  /// Whether the bytes have this hash; never so under an unknown algorithm.
-  bool matches(der::Bytes bytes) const;
+  /// Whether the object (CertificateData, CrlData, OcspData) has this hash; never so under an unknown
+  /// algorithm.
+  template <class Object>
+  bool matches(const Object& object) const {
+    return hash != nullptr && std::ranges::equal(object.hash(hash->algorithm).bytes(), value);
+  }
 };
 
 /// CertificateRef names a certificate by its hash and, when it says more, by issuer and serial number:
@@ -41,8 +46,8 @@ struct CertificateRef {
 /// readOtherHash reads OtherHash (RFC 5126, 6.2.1): the value alone for SHA-1, else with its algorithm.
 HashRef readOtherHash(x509::Fields& fields);
 
-/// otherHash makes the OtherHash of bytes.
-der::Encoding otherHash(HashAlgorithm hash, der::Bytes bytes);
+/// otherHash makes the OtherHash of something with this hash.
+der::Encoding otherHash(HashAlgorithm hash, const HashValue& value);
 
 /// readIssuerSerial reads an optional IssuerSerial.
 std::optional<CertificateRef::IssuerSerial> readIssuerSerial(x509::Fields& fields);

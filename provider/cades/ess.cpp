@@ -37,7 +37,7 @@ std::string_view signingCertificateType(HashAlgorithm hash) {
 
 std::vector<std::uint8_t> signingCertificateValue(HashAlgorithm hash,
                                                   const CertificateData& certificate) {
-  const HashValue value = hashOf(hash, certificate.der());
+  const HashValue value = certificate.hash(hash);
   der::Encoding certId = der::sequence(
       hashAlgorithm(hash), der::octetString(value.bytes()), issuerSerial(certificate));
   return der::sequence(der::wrap(der::kSequence, std::move(certId))).bytes();

@@ -9,6 +9,7 @@
 #include "provider/der/reader.h"
 #include "provider/message/certificate_set.h"
 #include "provider/message/signer_info.h"
+#include "provider/store/shared_objects.h"
 
 namespace qx {
 
@@ -20,7 +21,7 @@ template <class Object>
 std::vector<std::shared_ptr<const Object>> readable(std::span<const der::Bytes> encodings) {
   std::vector<std::shared_ptr<const Object>> objects;
   for (const der::Bytes encoding : encodings) {
-    if (auto object = Object::parse(encoding)) {
+    if (auto object = parseShared<Object>(encoding)) {
       objects.push_back(*std::move(object));
     }
   }

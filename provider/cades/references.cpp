@@ -38,13 +38,13 @@ der::Encoding crlIdentifier(const CrlData& crl) {
 }
 
 der::Encoding crlRef(HashAlgorithm hash, const CrlData& crl) {
-  return der::sequence(otherHash(hash, crl.der()), crlIdentifier(crl));
+  return der::sequence(otherHash(hash, crl.hash(hash)), crlIdentifier(crl));
 }
 
 der::Encoding ocspRef(HashAlgorithm hash, const OcspData& answer) {
   der::Encoding identifier = der::sequence(der::Encoding::borrowed(answer.responderId()),
                                            der::Encoding::borrowed(answer.producedAtDer()));
-  return der::sequence(std::move(identifier), otherHash(hash, answer.basic()));
+  return der::sequence(std::move(identifier), otherHash(hash, answer.hash(hash)));
 }
 
 der::Encoding revocationRef(HashAlgorithm hash, const RevocationEvidence& evidence) {
@@ -124,19 +124,20 @@ bool CrlRef::matches(const CrlData& crl) const {
   const bool isNamed = !identifier || (std::ranges::equal(identifier->issuer, crl.issuer()) &&
                                        std::chrono::sys_seconds(std::chrono::seconds(
                                            secondsOf(identifier->issued))) == issuedAt(crl));
-  return isNamed && hash.matches(crl.der());
+  return isNamed && hash.matches(crl);
 }
 
 bool OcspRef::matches(const OcspData& answer) const {
   return std::ranges::equal(responder, answer.responderId()) &&
-         secondsOf(producedAt) == answer.producedAt() && (!hash || hash->matches(answer.basic()));
+         secondsOf(producedAt) == answer.producedAt() && (!hash || hash->matches(answer));
 }
 
 std::vector<std::uint8_t> encodeCertificateRefs(HashAlgorithm hash,
                                                 std::span<const CertificatePtr> certificates) {
   der::Encoding refs;
   for (const CertificatePtr& certificate : certificates) {
-    refs.append(der::sequence(otherHash(hash, certificate->der()), issuerSerial(*certificate)));
+    refs.append(
+        der::sequence(otherHash(hash, certificate->hash(hash)), issuerSerial(*certificate)));
   }
   return encodeSequence(oids::kCertificateRefs, std::move(refs));
 }

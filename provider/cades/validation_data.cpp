@@ -74,7 +74,7 @@ template <class Data>
 Result<void> parseAll(const std::vector<der::Bytes>& encoded,
                       std::vector<std::shared_ptr<const Data>>& parsed) {
   for (const der::Bytes bytes : encoded) {
-    const auto data = Data::parse(bytes);
+    const auto data = parseShared<Data>(bytes);
     if (!data) {
       return data.failure();
     }

@@ -99,4 +99,12 @@ OCSP_BASICRESP* OcspData::response() const {
   return fresh;
 }
 
+// Never destroyed: what libcrypto made of the answers could outlive libcrypto's own end.
+template <>
+Result<OcspPtr> parseShared(der::Bytes der) {
+  constexpr std::size_t kMaxSize = 16 * 1024;
+  static auto& answers = *new SharedObjects<OcspData>({.objects = 200, .bytes = kMaxSize});
+  return answers.parse(der);
+}
+
 }  // namespace qx

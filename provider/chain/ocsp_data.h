@@ -11,7 +11,9 @@
 #include <openssl/ocsp.h>
 
 #include "provider/der/tag.h"
+#include "provider/hash/kept_hash.h"
 #include "provider/result.h"
+#include "provider/store/shared_objects.h"
 
 namespace qx {
 
@@ -32,6 +34,9 @@ class OcspData {
 
   /// The whole BasicOCSPResponse.
   der::Bytes basic() const { return basic_; }
+
+  /// The hash of basic(); that by one algorithm is kept.
+  HashValue hash(HashAlgorithm algorithm) const { return hash_.of(algorithm, basic_); }
 
   /// When it was signed, in seconds since 1970, and the GeneralizedTime that says so, as it stands.
   std::time_t producedAt() const { return producedAt_; }
@@ -59,9 +64,14 @@ class OcspData {
   std::time_t producedAt_ = 0;
   std::array<std::uint8_t, 20> sha1_{};
   mutable std::atomic<OCSP_BASICRESP*> response_ = nullptr;
+  KeptHash hash_;
 };
 
 using OcspPtr = std::shared_ptr<const OcspData>;
+
+/// 200 answers of at most 16 KB.
+template <>
+Result<OcspPtr> parseShared(der::Bytes der);
 
 }  // namespace qx
 

@@ -13,6 +13,7 @@
 #include "platform/cert.h"
 
 #include "provider/der/tag.h"
+#include "provider/hash/kept_hash.h"
 #include "provider/result.h"
 
 namespace qx {
@@ -55,6 +56,9 @@ class CertificateData {
 
   const Thumbprint& sha1() const { return sha1_; }
 
+  /// The hash of the whole certificate; that by one algorithm is kept.
+  HashValue hash(HashAlgorithm algorithm) const { return hash_.of(algorithm, der_); }
+
   /// The value of the extension with this dotted OID, or nothing.
   const CERT_EXTENSION* extension(const char* oid) const;
 
@@ -81,6 +85,7 @@ class CertificateData {
   std::string texts_;
   std::vector<std::uint8_t> serial_;
   mutable std::atomic<X509*> x509_ = nullptr;
+  KeptHash hash_;
 };
 
 }  // namespace qx

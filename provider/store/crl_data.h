@@ -12,6 +12,7 @@
 #include "platform/types.h"
 
 #include "provider/der/tag.h"
+#include "provider/hash/kept_hash.h"
 #include "provider/result.h"
 
 namespace qx {
@@ -31,6 +32,9 @@ class CrlData {
 
   /// The whole CRL.
   der::Bytes der() const { return der_; }
+
+  /// The hash of the whole CRL; that by one algorithm is kept.
+  HashValue hash(HashAlgorithm algorithm) const { return hash_.of(algorithm, der_); }
 
   /// The name of its issuer, a whole DER Name.
   der::Bytes issuer() const { return issuer_; }
@@ -57,6 +61,7 @@ class CrlData {
   std::array<std::uint8_t, 20> subject_{};
   std::uint64_t thisUpdate_ = 0;
   mutable std::atomic<X509_CRL*> crl_ = nullptr;
+  KeptHash hash_;
 };
 
 }  // namespace qx
