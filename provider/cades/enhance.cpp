@@ -8,12 +8,10 @@
 #include "provider/cades/imprint.h"
 #include "provider/cades/judged_chain.h"
 #include "provider/cades/material.h"
-#include "provider/cades/named_signer.h"
 #include "provider/cades/oids.h"
 #include "provider/cades/references.h"
 #include "provider/cades/signature_kind.h"
 #include "provider/cades/signer_certificate.h"
-#include "provider/cades/time_stamp_token.h"
 #include "provider/cades/values.h"
 
 namespace qx {
@@ -49,7 +47,7 @@ class Enhancement {
     if (!chain) {
       return chain.failure();
     }
-    const Result<Octets> stamp = stampOver(stampedBySignatureStamp(signer));
+    const Result<TimeStamp> stamp = stampOver(stampedBySignatureStamp(signer));
     if (!stamp) {
       return stamp.failure();
     }
@@ -57,7 +55,7 @@ class Enhancement {
     if (!authority) {
       return authority.failure();
     }
-    const Result<SignerInfo> complete = withReferences(signer, *stamp, *chain);
+    const Result<SignerInfo> complete = withReferences(signer, stamp->token, *chain);
     return complete ? withValues(*complete, *chain, *authority) : complete.failure();
   }
 
@@ -69,23 +67,18 @@ class Enhancement {
                        .network = network_});
   }
 
-  // The service has proved the stamp; here it only has to be known who made it.
-  Result<JudgedChain> judgeAuthority(der::Bytes stamp) {
-    const Result<TimeStampToken> token = TimeStampToken::read(stamp);
-    if (!token) {
-      return token.failure();
+  // The service has judged already. What it did not know, the message may hold.
+  Result<JudgedChain> judgeAuthority(const TimeStamp& stamp) {
+    if (stamp.verdict != nullptr) {
+      if (Result<JudgedChain> judged = judgedChain(*stamp.verdict)) {
+        return judged;
+      }
     }
-    const Result<const SignerInfo*> signer = token->signedData().signer(0);
-    if (!signer) {
-      return signer.failure();
-    }
-    certificates_.insert(
-        certificates_.end(), token->certificates().begin(), token->certificates().end());
-    Result<CertificatePtr> authority = findNamedSigner(**signer, certificates_);
-    return authority ? judge(*std::move(authority)) : authority.failure();
+    certificates_.insert(certificates_.end(), stamp.certificates.begin(), stamp.certificates.end());
+    return judge(stamp.authority);
   }
 
-  Result<Octets> stampOver(const Stamped& stamped) {
+  Result<TimeStamp> stampOver(const Stamped& stamped) {
     return service_->stamp(hash_, imprintOf(hash_, stamped).bytes());
   }
 
@@ -107,7 +100,7 @@ class Enhancement {
     if (!stamped) {
       return stamped.failure();
     }
-    const Result<Octets> stamp = stampOver(*stamped);
+    const Result<TimeStamp> stamp = stampOver(*stamped);
     if (!stamp) {
       return stamp.failure();
     }
@@ -118,7 +111,7 @@ class Enhancement {
     evidence.insert(evidence.end(), authority.evidence.begin(), authority.evidence.end());
     const Octets certificateValues = encodeCertificateValues(certificates);
     const Octets revocationValues = encodeRevocationValues(evidence);
-    const Octets stampAttribute = *encodeAttribute(oids::kCadesCTimeStamp, {*stamp});
+    const Octets stampAttribute = *encodeAttribute(oids::kCadesCTimeStamp, {stamp->token});
     return signer.withAdded({certificateValues, revocationValues, stampAttribute});
   }
 

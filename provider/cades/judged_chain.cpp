@@ -4,16 +4,12 @@
 
 namespace qx {
 
-Result<JudgedChain> judgeChain(const ChainQuestion& question) {
-  const Result<VerdictPtr> verdict = evaluateNow(question);
-  if (!verdict) {
-    return verdict.failure();
-  }
-  if (const Result<void> trusted = trustError((*verdict)->errors); !trusted) {
+Result<JudgedChain> judgedChain(const ChainVerdict& verdict) {
+  if (const Result<void> trusted = trustError(verdict.errors); !trusted) {
     return trusted.failure();
   }
   JudgedChain chain;
-  for (const ChainElement& element : (*verdict)->elements) {
+  for (const ChainElement& element : verdict.elements) {
     chain.certificates.push_back(element.certificate);
     chain.evidence.push_back(element.evidence);
   }
@@ -24,6 +20,11 @@ Result<JudgedChain> judgeChain(const ChainQuestion& question) {
     }
   }
   return chain;
+}
+
+Result<JudgedChain> judgeChain(const ChainQuestion& question) {
+  const Result<VerdictPtr> verdict = evaluateNow(question);
+  return verdict ? judgedChain(**verdict) : verdict.failure();
 }
 
 }  // namespace qx

@@ -15,8 +15,11 @@ struct JudgedChain {
   std::vector<RevocationEvidence> evidence;
 };
 
-/// judgeChain builds the chain of a certificate. Errors: those of trustError for a chain with any fault;
+/// judgedChain is the chain of a verdict. Errors: those of trustError for a chain with any fault;
 /// CRYPT_E_NO_REVOCATION_CHECK when there is no evidence for a certificate.
+Result<JudgedChain> judgedChain(const ChainVerdict& verdict);
+
+/// judgeChain builds the chain of a certificate. Errors: those of evaluateNow and of judgedChain.
 Result<JudgedChain> judgeChain(const ChainQuestion& question);
 
 }  // namespace qx

@@ -1,6 +1,7 @@
 #include "provider/cades/time_stamp_authority.h"
 
 #include <string>
+#include <utility>
 
 #include "provider/cades/oids.h"
 #include "provider/chain/faults.h"
@@ -44,19 +45,20 @@ bool isTimeStampAuthority(const CertificateData& certificate) {
          (usage == nullptr || isForSignatures(*usage));
 }
 
-Result<void> trustAuthority(const ChainQuestion& question) {
+Result<VerdictPtr> trustAuthority(const ChainQuestion& question) {
   if (!isTimeStampAuthority(*question.certificate)) {
     return fail(CERT_E_WRONG_USAGE);
   }
-  const Result<VerdictPtr> verdict = evaluateNow(question);
+  Result<VerdictPtr> verdict = evaluateNow(question);
   if (!verdict) {
-    return verdict.failure();
+    return verdict;
   }
   const DWORD errors = (*verdict)->errors;
   if ((errors & kRevocationUnknown) != 0) {
     QX_TRACE("whether the time-stamp authority is revoked is not known");
   }
-  return trustError(errors & ~kRevocationUnknown);
+  const Result<void> trusted = trustError(errors & ~kRevocationUnknown);
+  return trusted ? std::move(verdict) : trusted.failure();
 }
 
 Result<void> trustAuthorityAsOf(const ChainQuestion& question, std::time_t time) {

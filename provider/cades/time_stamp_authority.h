@@ -14,9 +14,9 @@ namespace qx {
 bool isTimeStampAuthority(const CertificateData& certificate);
 
 /// trustAuthority tells whether the certificate that is asked about may make time stamps and is trusted
-/// now. That nothing is known about its revocation is tolerated, with a trace line. Errors:
-/// CERT_E_WRONG_USAGE; those of trustError.
-Result<void> trustAuthority(const ChainQuestion& question);
+/// now, and gives the verdict on it. That nothing is known about its revocation is tolerated, with a trace
+/// line. Errors: CERT_E_WRONG_USAGE; those of trustError.
+Result<VerdictPtr> trustAuthority(const ChainQuestion& question);
 
 /// trustAuthorityAsOf tells the same of a past time, in seconds since 1970, by the revocation data that
 /// is given with the question. There, what is not known about revocation is a fault.

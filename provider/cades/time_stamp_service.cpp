@@ -25,15 +25,23 @@ bool isAnswerTo(const TimeStampRequest& request,
          !isFromTheFuture(info, std::time(nullptr));
 }
 
-Result<void> checkAuthority(const TimeStampToken& token) {
+// The token with what its check brought to light.
+Result<TimeStamp> withTrustedAuthority(const TimeStampToken& token) {
   Result<CertificatePtr> authority = token.verifySignature();
   if (!authority) {
     return authority.failure();
   }
   ChainQuestion question;
-  question.certificate = *std::move(authority);
+  question.certificate = *authority;
   question.certificates = token.certificates();
-  return trustAuthority(question);
+  Result<VerdictPtr> verdict = trustAuthority(question);
+  if (!verdict) {
+    return verdict.failure();
+  }
+  return TimeStamp{.token = {token.encoded().begin(), token.encoded().end()},
+                   .authority = *std::move(authority),
+                   .certificates = token.certificates(),
+                   .verdict = *std::move(verdict)};
 }
 
 class HttpTimeStampService final : public TimeStampService {
@@ -48,7 +56,7 @@ class HttpTimeStampService final : public TimeStampService {
                      .certificateFile = configuration.tsp.certificateFile,
                      .keyFile = configuration.tsp.keyFile} {}
 
-  Result<std::vector<std::uint8_t>> stamp(HashAlgorithm algorithm, der::Bytes imprint) override {
+  Result<TimeStamp> stamp(HashAlgorithm algorithm, der::Bytes imprint) override {
     Result<TimeStampRequest> request = makeTimeStampRequest(algorithm, imprint);
     if (!request) {
       return request.failure();
@@ -61,9 +69,9 @@ class HttpTimeStampService final : public TimeStampService {
     if (!token) {
       return token.failure();
     }
-    const Result<void> good = check(*request, algorithm, imprint, *token);
-    QX_TRACE("a time stamp of %zu bytes: %08x", token->size(), good.error());
-    return good ? Result(std::vector<std::uint8_t>(token->begin(), token->end())) : good.failure();
+    Result<TimeStamp> stamp = check(*request, algorithm, imprint, *token);
+    QX_TRACE("a time stamp of %zu bytes: %08x", token->size(), stamp.error());
+    return stamp;
   }
 
  private:
@@ -77,15 +85,15 @@ class HttpTimeStampService final : public TimeStampService {
                     settings_);
   }
 
-  static Result<void> check(const TimeStampRequest& request,
-                            HashAlgorithm algorithm,
-                            der::Bytes imprint,
-                            der::Bytes encoded) {
+  static Result<TimeStamp> check(const TimeStampRequest& request,
+                                 HashAlgorithm algorithm,
+                                 der::Bytes imprint,
+                                 der::Bytes encoded) {
     const Result<TimeStampToken> token = TimeStampToken::read(encoded);
     if (!token) {
       return token.failure();
     }
-    return isAnswerTo(request, algorithm, imprint, token->info()) ? checkAuthority(*token)
+    return isAnswerTo(request, algorithm, imprint, token->info()) ? withTrustedAuthority(*token)
                                                                   : fail(TRUST_E_TIME_STAMP);
   }
 

@@ -6,12 +6,24 @@
 #include <string>
 #include <vector>
 
+#include "provider/chain/verdict_cache.h"
 #include "provider/der/tag.h"
 #include "provider/hash/hash.h"
 #include "provider/result.h"
 #include "provider/support/config.h"
 
 namespace qx {
+
+/// TimeStamp is one that was made for us, by whom, and what was found out about him.
+struct TimeStamp {
+  /// The TimeStampToken (RFC 3161).
+  std::vector<std::uint8_t> token;
+  CertificatePtr authority;
+  /// Those in the token.
+  std::vector<CertificatePtr> certificates;
+  /// On the authority, at this moment; null when nobody asked.
+  VerdictPtr verdict;
+};
 
 /// TimeStampService is somebody who makes time stamps.
 class TimeStampService {
@@ -23,8 +35,8 @@ class TimeStampService {
   TimeStampService(TimeStampService&&) = delete;
   TimeStampService& operator=(TimeStampService&&) = delete;
 
-  /// stamp gives a TimeStampToken (RFC 3161) over a hash, whose signature and authority are good.
-  virtual Result<std::vector<std::uint8_t>> stamp(HashAlgorithm algorithm, der::Bytes imprint) = 0;
+  /// stamp gives a time stamp over a hash, whose signature and authority are good.
+  virtual Result<TimeStamp> stamp(HashAlgorithm algorithm, der::Bytes imprint) = 0;
 };
 
 /// timeStampServiceAt is the service behind a URL; an empty one stands for the configuration's

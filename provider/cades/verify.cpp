@@ -171,7 +171,11 @@ Result<void> Verification::trust(const ProvedStamp& stamp, std::optional<std::ti
                                .crls = crls,
                                .ocsp = data_.ocsp,
                                .online = !data_.isLong};
-  return time ? trustAuthorityAsOf(question, *time) : trustAuthority(question);
+  if (time) {
+    return trustAuthorityAsOf(question, *time);
+  }
+  const Result<VerdictPtr> now = trustAuthority(question);
+  return now ? Result<void>{} : now.failure();
 }
 
 // A stamp is vouched for by the one over it; for the latest nothing does, so it has to hold now.

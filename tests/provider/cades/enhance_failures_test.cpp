@@ -106,22 +106,6 @@ TEST_F(EnhanceFailure, AServiceThatFails) {
   EXPECT_EQ(errorIn(world, second, 2), ERROR_TIMEOUT);
 }
 
-/// GarbageService answers with bytes that are no time stamp.
-class GarbageService final : public TimeStampService {
- public:
-  Result<Octets> stamp(HashAlgorithm /*algorithm*/, der::Bytes /*imprint*/) override {
-    return fromHex("3000");
-  }
-};
-
-TEST_F(EnhanceFailure, AStampThatIsNone) {
-  EnhanceWorld& world = sharedWorld();
-  const MessageHandle message = decode(signBes({&world.signer()}, kContent));
-  GarbageService service;
-  EXPECT_FALSE(enhance(dataOf(message), 0, service));
-  EXPECT_FALSE(dataOf(message).isChanged());
-}
-
 TEST_F(EnhanceFailure, ASignerWhoIsNotThere) {
   EnhanceWorld& world = sharedWorld();
   const MessageHandle message = decode(signBes({&world.signer()}, kContent));

@@ -1,8 +1,11 @@
 #include "tests/provider/cades/enhance_world.h"
 
 #include <filesystem>
+#include <utility>
 
 #include <openssl/objects.h>
+
+#include "provider/cades/time_stamp_token.h"
 
 namespace qx::test {
 namespace {
@@ -17,14 +20,29 @@ int nextNumber() {
 
 }  // namespace
 
-Result<Octets> LabTimeStamps::stamp(HashAlgorithm algorithm, der::Bytes imprint) {
+Result<TimeStamp> timeStampOf(Octets token) {
+  const Result<TimeStampToken> read = TimeStampToken::read(token);
+  const Result<CertificatePtr> authority = read ? read->verifySignature() : read.failure();
+  if (!authority) {
+    return authority.failure();
+  }
+  TimeStamp stamp{.token = {},
+                  .authority = *authority,
+                  .certificates = read->certificates(),
+                  .verdict = nullptr};
+  stamp.token = std::move(token);
+  return stamp;
+}
+
+Result<TimeStamp> LabTimeStamps::stamp(HashAlgorithm algorithm, der::Bytes imprint) {
   imprints_.emplace_back(imprint.begin(), imprint.end());
   algorithms_.push_back(algorithm);
   if (imprints_.size() > failure_.first) {
     return fail(failure_.second);
   }
   const std::string oid(hashInfo(algorithm).oid);
-  return authority_->token({.digest = OBJ_txt2nid(oid.c_str()), .hash = imprints_.back()});
+  return timeStampOf(
+      authority_->token({.digest = OBJ_txt2nid(oid.c_str()), .hash = imprints_.back()}));
 }
 
 EnhanceWorld::EnhanceWorld(const EnhanceOptions& options)

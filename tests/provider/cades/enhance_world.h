@@ -16,12 +16,15 @@
 
 namespace qx::test {
 
+/// timeStampOf is a token with who made it, when it is one.
+Result<TimeStamp> timeStampOf(Octets token);
+
 /// LabTimeStamps is a service that stamps with an authority of the lab, and remembers what it was asked.
 class LabTimeStamps final : public TimeStampService {
  public:
   explicit LabTimeStamps(const lab::TimeStampAuthority& authority) : authority_(&authority) {}
 
-  Result<Octets> stamp(HashAlgorithm algorithm, der::Bytes imprint) override;
+  Result<TimeStamp> stamp(HashAlgorithm algorithm, der::Bytes imprint) override;
 
   /// failFrom lets every request from this one on, counted from 0, fail with the error.
   void failFrom(std::size_t request, DWORD error) { failure_ = {request, error}; }

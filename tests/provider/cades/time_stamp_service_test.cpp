@@ -54,7 +54,7 @@ class TimeStampServiceTest : public ::testing::Test {
     offer({});
   }
 
-  Result<Bytes> stampAt(const std::string& url) const {
+  Result<TimeStamp> stampAt(const std::string& url) const {
     const Result<std::unique_ptr<TimeStampService>> service =
         timeStampServiceAt(url, configuration_);
     return service ? (*service)->stamp(HashAlgorithm::Sha256, hash_) : service.failure();
@@ -72,16 +72,22 @@ class TimeStampServiceTest : public ::testing::Test {
 };
 
 TEST_F(TimeStampServiceTest, GivesATokenOverTheHash) {
-  const Result<Bytes> stamp = stampAt(services_.url(kPath));
+  const Result<TimeStamp> stamp = stampAt(services_.url(kPath));
   ASSERT_TRUE(stamp) << stamp.error();
-  const Result<TimeStampToken> token = TimeStampToken::read(*stamp);
+  const Result<TimeStampToken> token = TimeStampToken::read(stamp->token);
   ASSERT_TRUE(token);
   EXPECT_EQ(Bytes(token->info().imprint.begin(), token->info().imprint.end()), hash_);
+  const Result<CertificatePtr> authority = token->verifySignature();
+  ASSERT_TRUE(authority);
+  EXPECT_TRUE(sameCertificate(*stamp->authority, **authority));
+  ASSERT_NE(stamp->verdict, nullptr);
+  EXPECT_EQ(stamp->verdict->errors, 0U);
+  EXPECT_TRUE(sameCertificate(*stamp->verdict->elements.front().certificate, **authority));
   EXPECT_EQ(services_.count(kPath), 1U);
 }
 
 TEST_F(TimeStampServiceTest, GivesWhatTheOpensslCommandAccepts) {
-  const Result<Bytes> stamp = stampAt(services_.url(kPath));
+  const Result<TimeStamp> stamp = stampAt(services_.url(kPath));
   ASSERT_TRUE(stamp);
   const TempDir files;
   const CommandResult judged =
@@ -90,7 +96,7 @@ TEST_F(TimeStampServiceTest, GivesWhatTheOpensslCommandAccepts) {
            "-verify",
            "-token_in",
            "-in",
-           files.write("token", std::string(stamp->begin(), stamp->end())),
+           files.write("token", std::string(stamp->token.begin(), stamp->token.end())),
            "-digest",
            "5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a",
            "-CAfile",
@@ -119,6 +125,12 @@ TEST_F(TimeStampServiceTest, RefusesAHashOfAnotherLengthWithoutAsking) {
 TEST_F(TimeStampServiceTest, RefusesAStampOverAnotherHash) {
   offer({.wrongImprint = true});
   EXPECT_EQ(errorOfStamp(), TRUST_E_TIME_STAMP);
+}
+
+TEST_F(TimeStampServiceTest, RefusesWhatIsNoStamp) {
+  services_.offerFile(
+      kPath, lab::timeStampResponse(lab::TimeStampStatus::Granted, {0x30, 0x00}), "x/y");
+  EXPECT_FALSE(stampAt(services_.url(kPath)));
 }
 
 TEST_F(TimeStampServiceTest, RefusesAStampForAnotherRequest) {
@@ -239,7 +251,7 @@ TEST_P(TimeStampServiceKinds, StampHashesOfAllKinds) {
   const Result<std::unique_ptr<TimeStampService>> service =
       timeStampServiceAt(services_.url(kPath), configuration_);
   ASSERT_TRUE(service);
-  const Result<Bytes> stamp =
+  const Result<TimeStamp> stamp =
       (*service)->stamp(GetParam().algorithm, Bytes(hashInfo(GetParam().algorithm).length, 0x5A));
   EXPECT_TRUE(stamp) << stamp.error();
 }
