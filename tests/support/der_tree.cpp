@@ -1,5 +1,6 @@
 #include "tests/support/der_tree.h"
 
+#include <algorithm>
 #include <stdexcept>
 
 #include "provider/der/reader.h"
@@ -8,57 +9,102 @@
 namespace qx::test {
 namespace {
 
-std::vector<DerNode> nodesOf(der::Bytes bytes) {
-  std::vector<DerNode> nodes;
-  der::Reader reader(bytes);
-  while (!reader.atEnd()) {
-    const Result<der::Element> element = reader.next();
-    if (!element || element->indefinite) {
-      throw std::runtime_error("not an element with definite lengths");
-    }
-    DerNode node{.identifier = element->identifier, .content = {}, .children = {}};
-    if (element->constructed()) {
-      node.children = nodesOf(element->content);
-    } else {
-      node.content.assign(element->content.begin(), element->content.end());
-    }
-    nodes.push_back(std::move(node));
-  }
-  return nodes;
+std::string wrapped(std::uint8_t identifier, const std::string& content) {
+  const std::vector<std::uint8_t> bytes =
+      der::wrap(identifier, der::Encoding::owned({content.begin(), content.end()})).bytes();
+  return {bytes.begin(), bytes.end()};
 }
 
 }  // namespace
 
-bool DerNode::constructed() const {
+bool DerElement::constructed() const {
   return (identifier & der::kConstructed) != 0;
 }
 
-std::string DerNode::encoded() const {
-  std::string inside = content;
-  for (const DerNode& child : children) {
-    inside += child.encoded();
+DerTree::DerTree(const std::string& encoded) {
+  std::vector<der::Reader> open = {der::Reader(
+      der::Bytes(reinterpret_cast<const std::uint8_t*>(encoded.data()), encoded.size()))};
+  while (!open.empty()) {
+    if (open.back().atEnd()) {
+      open.pop_back();
+      continue;
+    }
+    const Result<der::Element> element = open.back().next();
+    const std::size_t depth = open.size() - 1;
+    if (!element || element->indefinite || (depth == 0 && !elements_.empty())) {
+      throw std::runtime_error("not one element with definite lengths");
+    }
+    elements_.push_back({element->identifier, depth, {}});
+    if (element->constructed()) {
+      open.emplace_back(element->content);
+    } else {
+      elements_.back().content.assign(element->content.begin(), element->content.end());
+    }
   }
-  const std::vector<std::uint8_t> bytes =
-      der::wrap(identifier, der::Encoding::owned({inside.begin(), inside.end()})).bytes();
-  return {bytes.begin(), bytes.end()};
+  if (elements_.empty()) {
+    throw std::runtime_error("no element");
+  }
 }
 
-std::vector<DerNode*> DerNode::all() {
-  std::vector<DerNode*> nodes = {this};
-  for (DerNode& child : children) {
-    const std::vector<DerNode*> below = child.all();
-    nodes.insert(nodes.end(), below.begin(), below.end());
+std::size_t DerTree::endOf(std::size_t i) const {
+  std::size_t end = i + 1;
+  while (end < elements_.size() && elements_[end].depth > elements_[i].depth) {
+    ++end;
   }
-  return nodes;
+  return end;
 }
 
-DerNode derTree(const std::string& encoded) {
-  std::vector<DerNode> nodes =
-      nodesOf({reinterpret_cast<const std::uint8_t*>(encoded.data()), encoded.size()});
-  if (nodes.size() != 1) {
-    throw std::runtime_error("not one element");
+std::vector<std::size_t> DerTree::childrenOf(std::size_t i) const {
+  std::vector<std::size_t> children;
+  for (std::size_t child = i + 1; child < endOf(i); child = endOf(child)) {
+    children.push_back(child);
   }
-  return std::move(nodes.front());
+  return children;
+}
+
+void DerTree::remove(std::size_t i) {
+  const auto first = elements_.begin();
+  elements_.erase(first + static_cast<std::ptrdiff_t>(i),
+                  first + static_cast<std::ptrdiff_t>(endOf(i)));
+}
+
+void DerTree::insert(std::size_t at,
+                     std::size_t depth,
+                     const DerTree& other,
+                     std::size_t otherElement) {
+  const auto first = other.elements_.begin();
+  std::vector<DerElement> copies(first + static_cast<std::ptrdiff_t>(otherElement),
+                                 first + static_cast<std::ptrdiff_t>(other.endOf(otherElement)));
+  const std::size_t top = copies.front().depth;
+  for (DerElement& copy : copies) {
+    copy.depth += depth - top;
+  }
+  elements_.insert(
+      elements_.begin() + static_cast<std::ptrdiff_t>(at), copies.begin(), copies.end());
+}
+
+void DerTree::replace(std::size_t i, const DerTree& other, std::size_t otherElement) {
+  const std::size_t depth = elements_.at(i).depth;
+  remove(i);
+  insert(i, depth, other, otherElement);
+}
+
+void DerTree::append(std::size_t parent, const DerTree& other, std::size_t otherElement) {
+  insert(endOf(parent), elements_.at(parent).depth + 1, other, otherElement);
+}
+
+// From the back, so that what is in an element is there when the element itself comes.
+std::string DerTree::encoded() const {
+  std::vector<std::string> byDepth(1);
+  for (auto element = elements_.rbegin(); element != elements_.rend(); ++element) {
+    byDepth.resize(std::max(byDepth.size(), element->depth + 2));
+    std::string& inside = byDepth[element->depth + 1];
+    std::string& behind = byDepth[element->depth];
+    behind.insert(0,
+                  wrapped(element->identifier, element->constructed() ? inside : element->content));
+    inside.clear();
+  }
+  return byDepth.front();
 }
 
 }  // namespace qx::test

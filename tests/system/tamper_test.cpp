@@ -75,16 +75,20 @@ class SystemTamper : public testing::TestWithParam<Form> {
     return true;
   }
 
-  /// The first message with its element number `i` (parents first) changed.
-  template <class Change>
-  std::string changedAt(std::size_t i, const Change& change) const {
-    DerNode tree = derTree(messages_[0]);
-    change(*tree.all()[i]);
-    return tree.encoded();
+  static std::size_t lastOf(const DerTree& tree, std::size_t parent) {
+    return tree.childrenOf(parent).back();
   }
 
-  static DerNode& signerInfo(DerNode& message) {
-    return message.children.at(1).children.at(0).children.back().children.at(0);
+  static std::size_t signedData(const DerTree& message) {
+    return lastOf(message, lastOf(message, 0));
+  }
+
+  static std::size_t certificates(const DerTree& message) {
+    return message.childrenOf(signedData(message)).at(3);
+  }
+
+  static std::size_t signerInfo(const DerTree& message) {
+    return lastOf(message, lastOf(message, signedData(message)));
   }
 
   static constexpr const char* kNames[] = {"Ivan", "Anna"};
@@ -126,65 +130,69 @@ TEST_P(SystemTamper, ACutMessageIsRefused) {
 // Behind the last child of what is constructed, and behind the octets of what is not; the lengths around
 // it are right again.
 TEST_P(SystemTamper, JunkBehindAnElementNeverPassesForSomethingElse) {
-  const std::size_t count = derTree(messages_[0]).all().size();
-  for (std::size_t i = 0; i < count; ++i) {
-    isGood(changedAt(i,
-                     [](DerNode& node) {
-                       node.constructed() ? node.children.push_back(
-                                                {.identifier = 5, .content = {}, .children = {}})
-                                          : node.content.push_back('\0');
-                     }),
-           0);
+  const DerTree good(messages_[0]);
+  const DerTree junk(std::string("\x05\x00", 2));
+  for (std::size_t i = 0; i < good.size(); ++i) {
+    DerTree changed = good;
+    if (good[i].constructed()) {
+      changed.append(i, junk, 0);
+    } else {
+      changed[i].content.push_back('\0');
+    }
+    isGood(changed.encoded(), 0);
   }
 }
 
 TEST_P(SystemTamper, AnElementThatStandsTwiceOrIsMissingNeverPassesForSomethingElse) {
-  DerNode tree = derTree(messages_[0]);
-  const std::vector<DerNode*> all = tree.all();
-  for (std::size_t i = 0; i < all.size(); ++i) {
-    if (all[i]->children.empty()) {
+  const DerTree good(messages_[0]);
+  for (std::size_t i = 0; i < good.size(); ++i) {
+    const std::vector<std::size_t> children = good.childrenOf(i);
+    if (children.empty()) {
       continue;
     }
-    isGood(changedAt(
-               i, [](DerNode& node) { node.children.push_back(DerNode(node.children.front())); }),
-           0);
-    isGood(changedAt(i, [](DerNode& node) { node.children.pop_back(); }), 0);
+    DerTree longer = good;
+    longer.append(i, good, children.front());
+    isGood(longer.encoded(), 0);
+    DerTree shorter = good;
+    shorter.remove(children.back());
+    isGood(shorter.encoded(), 0);
   }
 }
 
 // Each element of one message in the place of the other's: contents, digests, attributes, identifiers,
-// certificates, signatures, time stamps, alone or with all that is below them.
+// certificates, signatures, time stamps, alone or with all that is in them.
 TEST_P(SystemTamper, AnElementOfTheOtherMessageNeverPassesForSomethingElse) {
-  DerNode other = derTree(messages_[1]);
-  const std::vector<DerNode*> theirs = other.all();
-  const std::size_t count = derTree(messages_[0]).all().size();
-  ASSERT_EQ(theirs.size(), count) << "both messages have one shape";
-  for (std::size_t i = 1; i < count; ++i) {
-    const std::string changed = changedAt(i, [&](DerNode& node) { node = DerNode(*theirs[i]); });
-    isGood(changed, 0);
-    isGood(changed, 1);
+  const DerTree ours(messages_[0]);
+  const DerTree theirs(messages_[1]);
+  ASSERT_EQ(theirs.size(), ours.size()) << "both messages have one shape";
+  for (std::size_t i = 1; i < ours.size(); ++i) {
+    DerTree changed = ours;
+    changed.replace(i, theirs, i);
+    isGood(changed.encoded(), 0);
+    isGood(changed.encoded(), 1);
   }
 }
 
 // Every mixture of the two signers' fields, in a message that holds one document and both certificates.
 TEST_P(SystemTamper, AMixtureOfTwoSignersNeverPassesForSomethingElse) {
-  DerNode other = derTree(messages_[1]);
-  const DerNode& theirs = signerInfo(other);
-  const std::size_t mixtures = std::size_t{1} << theirs.children.size();
-  for (std::size_t mixture = 0; mixture < mixtures; ++mixture) {
-    DerNode tree = derTree(messages_[0]);
-    DerNode& ours = signerInfo(tree);
-    ASSERT_EQ(ours.children.size(), theirs.children.size());
-    for (std::size_t i = 0; i < theirs.children.size(); ++i) {
+  DerTree both(messages_[0]);
+  const DerTree other(messages_[1]);
+  for (const std::size_t certificate : other.childrenOf(certificates(other))) {
+    both.append(certificates(both), other, certificate);
+  }
+  const std::vector<std::size_t> ours = both.childrenOf(signerInfo(both));
+  const std::vector<std::size_t> theirs = other.childrenOf(signerInfo(other));
+  ASSERT_EQ(ours.size(), theirs.size());
+  for (std::size_t mixture = 0; mixture < std::size_t{1} << ours.size(); ++mixture) {
+    DerTree changed = both;
+    // From the back: the numbers in front of a change stay.
+    for (std::size_t i = ours.size(); i-- > 0;) {
       if ((mixture >> i & 1U) != 0) {
-        ours.children[i] = theirs.children[i];
+        changed.replace(ours[i], other, theirs[i]);
       }
     }
-    for (const DerNode& certificate : other.children[1].children[0].children[3].children) {
-      tree.children[1].children[0].children[3].children.push_back(certificate);
-    }
-    isGood(tree.encoded(), 0);
-    isGood(tree.encoded(), 1);
+    isGood(changed.encoded(), 0);
+    isGood(changed.encoded(), 1);
   }
 }
 

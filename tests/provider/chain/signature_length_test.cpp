@@ -14,8 +14,8 @@ using lab::KeyKind;
 
 // What was signed, and what signed it, with an octet more behind the signature.
 lab::Bytes lengthened(const lab::Bytes& encoded) {
-  DerNode tree = derTree({encoded.begin(), encoded.end()});
-  tree.children.at(2).content.push_back('\0');
+  DerTree tree({encoded.begin(), encoded.end()});
+  tree[tree.childrenOf(0).at(2)].content.push_back('\0');
   const std::string changed = tree.encoded();
   return {changed.begin(), changed.end()};
 }

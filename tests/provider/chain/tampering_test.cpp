@@ -83,8 +83,8 @@ TEST_P(Tampering, ByCuttingIsAlwaysSeen) {
 // The GOST engine does not look behind a signature.
 TEST_P(Tampering, ByAnOctetBehindASignatureIsAlwaysSeen) {
   const auto lengthened = [](const lab::Bytes& encoded) {
-    DerNode tree = derTree({encoded.begin(), encoded.end()});
-    tree.children.back().content.push_back('\0');
+    DerTree tree({encoded.begin(), encoded.end()});
+    tree[tree.childrenOf(0).back()].content.push_back('\0');
     const std::string changed = tree.encoded();
     return lab::Bytes(changed.begin(), changed.end());
   };
