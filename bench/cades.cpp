@@ -1,7 +1,6 @@
 #include <chrono>
 #include <functional>
 #include <memory>
-#include <stdexcept>
 #include <string>
 #include <thread>
 #include <utility>
@@ -13,6 +12,7 @@
 #include "bench/bare_signatures.h"
 #include "bench/cades_world.h"
 #include "bench/ratio_reporter.h"
+#include "bench/signed_elsewhere.h"
 #include "bench/ssf_side.h"
 #include "provider/http/client.h"
 
@@ -128,22 +128,13 @@ void addSign(CadesWorld& world, const Branch& branch, const char* title, int dig
   add(name + ", 2 answers alone|peer", prepare, [answer] { return times(kAnswers, answer); });
 }
 
-std::string signedBy(const std::string& signer) {
-  SsfString out;
-  if (qx::bench::ssfSign(content(), signer, CadesWorld::kPin, false, out, qx::bench::kCades) != 0) {
-    throw std::runtime_error("no message to verify was made");
-  }
-  return out.text();
-}
-
 /// Messages are X Long signatures, each of another signer of a branch.
 class Messages {
  public:
   Messages(CadesWorld& world, const Branch& branch) {
     world.stampBy(branch);
-    for (const std::string& signer : branch.signers) {
-      encoded_.push_back(signedBy(signer));
-    }
+    encoded_ =
+        qx::bench::signedElsewhere(content(), branch.signers, CadesWorld::kPin, qx::bench::kCades);
   }
 
   const std::string& first() const { return encoded_.front(); }

@@ -20,8 +20,10 @@ Branch CadesWorld::addBranch(lab::KeyKind kind, Evidence evidence, int signers) 
   auto stamps = std::make_shared<const lab::TimeStampAuthority>(
       lab::TimeStampAuthority::issuedBy(root, kind, {.ocspUrl = ocspUrl}));
   Branch branch{.kind = kind, .root = std::move(root), .stamps = std::move(stamps), .signers = {}};
+  const EvpPkeyPtr key = lab::generateKey(kind);
+  folder_.addKey(key.get(), kPin);
   for (int i = 0; i < signers; ++i) {
-    branch.signers.push_back(addSigner(branch, ocspUrl, i));
+    branch.signers.push_back(addSigner(branch, key.get(), ocspUrl, i));
   }
   return branch;
 }
@@ -44,18 +46,17 @@ std::string CadesWorld::addEvidence(const lab::Authority& root,
 }
 
 std::string CadesWorld::addSigner(const Branch& branch,
+                                  EVP_PKEY* key,
                                   const std::string& ocspUrl,
                                   int number) const {
-  const EvpPkeyPtr key = lab::generateKey(branch.kind);
   const X509Ptr certificate =
-      branch.root.issue(key.get(),
+      branch.root.issue(key,
                         {.subject = {{.type = "C", .value = "RU"},
                                      {.type = "O", .value = "Bench"},
                                      {.type = "CN", .value = "Signer " + std::to_string(number)}},
                          .keyUsage = "digitalSignature,nonRepudiation",
                          .ocspUrl = ocspUrl});
   folder_.addCertificate("My", certificate.get());
-  folder_.addKey(key.get(), kPin);
   return lab::thumbprint(certificate.get());
 }
 
