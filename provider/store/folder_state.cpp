@@ -16,12 +16,6 @@ using std::chrono::system_clock;
 constexpr seconds kFileCheckInterval{5};
 constexpr seconds kUntrustedAge{2};
 
-DatedStamp dated(const FileStamp& stamp, system_clock::time_point now) {
-  const system_clock::time_point changed{
-      std::chrono::duration_cast<system_clock::duration>(std::chrono::nanoseconds(stamp.changed))};
-  return {.stamp = stamp, .trusted = changed + kUntrustedAge <= now};
-}
-
 // FolderReader makes one FolderState.
 class FolderReader {
  public:
@@ -167,6 +161,12 @@ std::shared_ptr<const StoreSnapshot> FolderReader::makeSnapshot() const {
 }
 
 }  // namespace
+
+DatedStamp dated(const FileStamp& stamp, system_clock::time_point now) {
+  const system_clock::time_point changed{
+      std::chrono::duration_cast<system_clock::duration>(std::chrono::nanoseconds(stamp.changed))};
+  return {.stamp = stamp, .trusted = changed + kUntrustedAge <= now};
+}
 
 Moment Moment::now() {
   return {.wall = system_clock::now(), .steady = steady_clock::now()};

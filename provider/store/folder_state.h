@@ -31,6 +31,9 @@ struct DatedStamp {
   bool stillHolds(const FileStamp& now) const { return trusted && stamp == now; }
 };
 
+/// dated makes the stamp that was taken at this moment one of those that are trusted, if it is old enough.
+DatedStamp dated(const FileStamp& stamp, std::chrono::system_clock::time_point now);
+
 /// One file of a store's folder. Neither certificate nor CRL: it could not be read.
 struct FileState {
   std::string name;

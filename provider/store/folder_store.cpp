@@ -47,6 +47,7 @@ class SnapshotCache {
   void clear();
 
  private:
+  SnapshotPtr freshOne(const StoreName& name, const Moment& now);
   FolderStatePtr lookUp(const std::string& path);
   void keep(const std::string& path, FolderStatePtr state);
 
@@ -70,8 +71,19 @@ void SnapshotCache::keep(const std::string& path, FolderStatePtr state) {
   }
 }
 
+// By one system call; whatever it does not settle, opening the folder does.
+SnapshotPtr SnapshotCache::freshOne(const StoreName& name, const Moment& now) {
+  const Result<std::string> path = name.path();
+  const Result<FileStamp> stamp = path ? stampAt(*path) : path.failure();
+  const FolderStatePtr known = stamp ? lookUp(*path) : nullptr;
+  return known != nullptr && known->isFresh(*stamp, now) ? known->snapshot : nullptr;
+}
+
 Result<SnapshotPtr> SnapshotCache::get(const StoreName& name) {
   const Moment now = Moment::now();
+  if (SnapshotPtr fresh = freshOne(name, now); fresh != nullptr) {
+    return fresh;
+  }
   const Result<StoreFolder> folder = name.open();
   if (!folder) {
     return folder.failure();

@@ -1,9 +1,12 @@
 #include "provider/store/store_name.h"
 
 #include <algorithm>
+#include <memory>
 #include <optional>
 #include <utility>
 
+#include "provider/store/folder_state.h"
+#include "provider/support/kept_lately.h"
 #include "provider/support/utf8.h"
 
 namespace qx {
@@ -42,19 +45,55 @@ Result<StoreFolder> openAt(std::string path) {
   return StoreFolder{.path = std::move(path), .fd = *std::move(fd)};
 }
 
-// The folder's name as it is on disk, or nothing.
-std::optional<std::string> nameOnDisk(const std::string& stores, const StoreName& name) {
-  const Result<Fd> parent = openFolder(stores);
-  if (!parent) {
-    return std::nullopt;
+using NamesPtr = std::shared_ptr<const std::vector<std::string>>;
+
+// StoresListings remembers which stores there are: a store that is not there is looked for each time a
+// chain is judged, and then every folder might be it under another case.
+class StoresListings {
+ public:
+  static StoresListings& instance() {
+    static auto& listings = *new StoresListings;
+    return listings;
   }
-  const Result<std::vector<std::string>> names = namesIn(parent->get());
+
+  // The folder's name as it is on disk, or nothing.
+  std::optional<std::string> nameOnDisk(const std::string& stores, const StoreName& name) {
+    const NamesPtr names = list(stores);
+    if (names == nullptr) {
+      return std::nullopt;
+    }
+    const auto found =
+        std::ranges::find_if(*names, [&](const auto& other) { return name.is(other); });
+    return found == names->end() ? std::nullopt : std::optional(*found);
+  }
+
+ private:
+  struct Listing {
+    DatedStamp stamp;
+    NamesPtr names;
+  };
+
+  NamesPtr list(const std::string& stores);
+
+  KeptLately<std::string, Listing> listings_{8};
+};
+
+NamesPtr StoresListings::list(const std::string& stores) {
+  const Moment now = Moment::now();
+  const Result<FileStamp> stamp = stampAt(stores);
+  const std::optional<Listing> known = listings_.find(stores);
+  if (stamp && known && known->stamp.stillHolds(*stamp)) {
+    return known->names;
+  }
+  const Result<Fd> folder = stamp ? openFolder(stores) : stamp.failure();
+  Result<std::vector<std::string>> names = folder ? namesIn(folder->get()) : folder.failure();
   if (!names) {
-    return std::nullopt;
+    return nullptr;
   }
-  const auto found =
-      std::ranges::find_if(*names, [&](const auto& other) { return name.is(other); });
-  return found == names->end() ? std::nullopt : std::optional(*found);
+  auto fresh = std::make_shared<const std::vector<std::string>>(*std::move(names));
+  // Stamped before it was read: what came in between shows in the next stamp.
+  listings_.keep(stores, {.stamp = dated(*stamp, now.wall), .names = fresh});
+  return fresh;
 }
 
 }  // namespace
@@ -83,6 +122,11 @@ std::vector<StoreName> StoreName::sources() const {
   return sources;
 }
 
+Result<std::string> StoreName::path() const {
+  Result<std::string> root = rootFolder(location_);
+  return root ? Result<std::string>(*root + "/stores/" + name_) : root.failure();
+}
+
 Result<StoreFolder> StoreName::open() const {
   const Result<std::string> root = rootFolder(location_);
   if (!root) {
@@ -93,7 +137,7 @@ Result<StoreFolder> StoreName::open() const {
   if (exact || exact.error() != ERROR_FILE_NOT_FOUND) {
     return exact;
   }
-  const std::optional<std::string> other = nameOnDisk(stores, *this);
+  const std::optional<std::string> other = StoresListings::instance().nameOnDisk(stores, *this);
   return other ? openAt(stores + "/" + *other) : exact.failure();
 }
 

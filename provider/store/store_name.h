@@ -43,6 +43,9 @@ class StoreName {
   /// The stores whose contents this one shows: the user's "Root" and "CA" include the machine's.
   std::vector<StoreName> sources() const;
 
+  /// The path of the store's folder when it is there under this very name. Errors: as rootFolder.
+  Result<std::string> path() const;
+
   /// open opens the store's folder, also one that is there under another case. Errors:
   /// ERROR_FILE_NOT_FOUND when there is none, ERROR_PATH_NOT_FOUND without a home,
   /// ERROR_ACCESS_DENIED (a link, too).
