@@ -1,16 +1,30 @@
+import java.io.ByteArrayOutputStream;
 import java.nio.file.Files;
 import java.nio.file.Path;
+import java.security.MessageDigest;
 import java.security.PrivateKey;
 import java.security.SecureRandom;
 import java.security.Security;
 import java.security.cert.X509Certificate;
 import java.util.Arrays;
 import java.util.Collection;
+import java.util.List;
+import org.bouncycastle.asn1.ASN1Encodable;
 import org.bouncycastle.asn1.ASN1ObjectIdentifier;
+import org.bouncycastle.asn1.ASN1Sequence;
 import org.bouncycastle.asn1.DEROctetString;
+import org.bouncycastle.asn1.cms.Attribute;
+import org.bouncycastle.asn1.cms.ContentInfo;
 import org.bouncycastle.asn1.cryptopro.CryptoProObjectIdentifiers;
+import org.bouncycastle.asn1.esf.CompleteRevocationRefs;
+import org.bouncycastle.asn1.esf.CrlOcspRef;
+import org.bouncycastle.asn1.esf.CrlValidatedID;
+import org.bouncycastle.asn1.esf.OtherHash;
+import org.bouncycastle.asn1.esf.RevocationValues;
+import org.bouncycastle.asn1.ess.OtherCertID;
 import org.bouncycastle.asn1.pkcs.PrivateKeyInfo;
 import org.bouncycastle.asn1.rosstandart.RosstandartObjectIdentifiers;
+import org.bouncycastle.asn1.x509.AlgorithmIdentifier;
 import org.bouncycastle.asn1.x509.SubjectPublicKeyInfo;
 import org.bouncycastle.cert.X509CertificateHolder;
 import org.bouncycastle.cert.jcajce.JcaX509CertificateConverter;
@@ -32,6 +46,7 @@ import org.bouncycastle.cms.jcajce.JceKeyTransRecipientInfoGenerator;
 import org.bouncycastle.jce.provider.BouncyCastleProvider;
 import org.bouncycastle.openssl.PEMParser;
 import org.bouncycastle.openssl.jcajce.JcaPEMKeyConverter;
+import org.bouncycastle.tsp.TimeStampToken;
 
 /**
  * Does with Bouncy Castle what each line of a file asks for: a task, a name, and the task's files, with
@@ -39,6 +54,13 @@ import org.bouncycastle.openssl.jcajce.JcaPEMKeyConverter;
  */
 public final class BouncyCastle {
   private static final String PROVIDER = "BC";
+  private static final String SMIME_ATTRIBUTES = "1.2.840.113549.1.9.16.2.";
+  private static final String SIGNATURE_STAMP = SMIME_ATTRIBUTES + "14";
+  private static final String CERTIFICATE_REFS = SMIME_ATTRIBUTES + "21";
+  private static final String REVOCATION_REFS = SMIME_ATTRIBUTES + "22";
+  private static final String CERTIFICATE_VALUES = SMIME_ATTRIBUTES + "23";
+  private static final String REVOCATION_VALUES = SMIME_ATTRIBUTES + "24";
+  private static final String CADES_C_STAMP = SMIME_ATTRIBUTES + "25";
 
   private BouncyCastle() {}
 
@@ -59,6 +81,8 @@ public final class BouncyCastle {
           return verify(words[2], words[3], Integer.parseInt(words[4]));
         case "verifyDetached":
           return verifyDetached(words[2], words[3], Integer.parseInt(words[4]));
+        case "cades":
+          return cades(words[2], Integer.parseInt(words[3]));
         case "encrypt":
           return encrypt(words[2], words[3], words[4], "");
         case "agree":
@@ -118,6 +142,108 @@ public final class BouncyCastle {
       }
     }
     return "good";
+  }
+
+  /** Verifies the stamps of all signers of X Long type 1, and that what they refer to is there. */
+  private static String cades(String message, int signers) throws Exception {
+    CMSSignedData data = new CMSSignedData(read(message));
+    String outcome = verify(data, signers);
+    for (SignerInformation signer : data.getSignerInfos()) {
+      outcome = outcome.equals("good") ? stamps(signer) : outcome;
+      outcome = outcome.equals("good") ? references(signer) : outcome;
+    }
+    return outcome;
+  }
+
+  private static Attribute unsigned(SignerInformation signer, String oid) {
+    Attribute found = signer.getUnsignedAttributes().get(new ASN1ObjectIdentifier(oid));
+    if (found == null || found.getAttributeValues().length != 1) {
+      throw new IllegalArgumentException("not one value of " + oid);
+    }
+    return found;
+  }
+
+  private static ASN1Encodable value(SignerInformation signer, String oid) {
+    return unsigned(signer, oid).getAttributeValues()[0];
+  }
+
+  /** RFC 5126, 6.1.1 and 6.3.5: what is stamped of an attribute is its fields, one after the other. */
+  private static String stamps(SignerInformation signer) throws Exception {
+    ByteArrayOutputStream covered = new ByteArrayOutputStream();
+    covered.write(signer.getSignature());
+    String first = stamp(value(signer, SIGNATURE_STAMP), covered.toByteArray());
+    for (String oid : new String[] {SIGNATURE_STAMP, CERTIFICATE_REFS, REVOCATION_REFS}) {
+      Attribute attribute = unsigned(signer, oid);
+      covered.write(attribute.getAttrType().getEncoded());
+      covered.write(attribute.getAttrValues().getEncoded());
+    }
+    String last = stamp(value(signer, CADES_C_STAMP), covered.toByteArray());
+    return first.equals("good") ? last : first;
+  }
+
+  private static String stamp(ASN1Encodable encoded, byte[] covered) throws Exception {
+    TimeStampToken token = new TimeStampToken(ContentInfo.getInstance(encoded));
+    String hash = token.getTimeStampInfo().getMessageImprintAlgOID().getId();
+    byte[] imprint = MessageDigest.getInstance(hash, PROVIDER).digest(covered);
+    if (!Arrays.equals(imprint, token.getTimeStampInfo().getMessageImprintDigest())) {
+      return "a stamp over something else";
+    }
+    @SuppressWarnings("unchecked")
+    Collection<X509CertificateHolder> found = token.getCertificates().getMatches(token.getSID());
+    if (found.size() != 1) {
+      return found.size() + " certificates of a stamp";
+    }
+    token.validate(
+        new JcaSimpleSignerInfoVerifierBuilder()
+            .setProvider(PROVIDER)
+            .build(found.iterator().next()));
+    return "good";
+  }
+
+  /** Whatever is referred to by its hash is among the values, and nothing but the signer is beside it. */
+  private static String references(SignerInformation signer) throws Exception {
+    List<ASN1Encodable> certificates = parts(value(signer, CERTIFICATE_VALUES));
+    RevocationValues revocation = RevocationValues.getInstance(value(signer, REVOCATION_VALUES));
+    for (ASN1Encodable reference : parts(value(signer, CERTIFICATE_REFS))) {
+      OtherCertID id = OtherCertID.getInstance(reference);
+      if (!holds(certificates, id.getAlgorithmHash(), id.getCertHash())) {
+        return "a certificate that is not there";
+      }
+    }
+    int lists = 0;
+    for (CrlOcspRef reference :
+        CompleteRevocationRefs.getInstance(value(signer, REVOCATION_REFS)).getCrlOcspRefs()) {
+      if (reference.getCrlids() == null) {
+        continue; // of the root nobody is asked
+      }
+      for (CrlValidatedID id : reference.getCrlids().getCrls()) {
+        OtherHash hash = id.getCrlHash();
+        if (!holds(
+            Arrays.asList(revocation.getCrlVals()),
+            hash.getHashAlgorithm(),
+            hash.getHashValue())) {
+          return "a list that is not there";
+        }
+        lists++;
+      }
+    }
+    return lists > 0 ? "good" : "no reference to a list";
+  }
+
+  private static List<ASN1Encodable> parts(ASN1Encodable sequence) {
+    return Arrays.asList(ASN1Sequence.getInstance(sequence).toArray());
+  }
+
+  private static boolean holds(
+      List<? extends ASN1Encodable> values, AlgorithmIdentifier hash, byte[] wanted)
+      throws Exception {
+    MessageDigest digest = MessageDigest.getInstance(hash.getAlgorithm().getId(), PROVIDER);
+    for (ASN1Encodable value : values) {
+      if (Arrays.equals(digest.digest(value.toASN1Primitive().getEncoded("DER")), wanted)) {
+        return true;
+      }
+    }
+    return false;
   }
 
   /** Encrypts content by key transport, or by key agreement with a key pair of the other's kind. */

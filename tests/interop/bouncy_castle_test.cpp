@@ -1,5 +1,5 @@
-#include <map>
-#include <sstream>
+#include "tests/interop/bouncy_castle.h"
+
 #include <utility>
 
 #include <gtest/gtest.h>
@@ -15,65 +15,6 @@ namespace {
 using lab::KeyKind;
 
 const std::string kContent = "Pay 100 roubles to the bearer.\r\nFor the eyes of some.\n";
-
-constexpr const char* kClassPath =
-    "/usr/share/java/bcpkix.jar:/usr/share/java/bcprov.jar:/usr/share/java/bcutil.jar";
-
-constexpr const char* kProgram = QX_SOURCE_DIR "/tests/interop/BouncyCastle.java";
-
-/// What Bouncy Castle is asked for, and what it says.
-class BouncyCastle : public testing::Test {
- protected:
-  void ask(const std::string& task,
-           const std::string& name,
-           const std::vector<std::string>& arguments) {
-    tasks_ += task + '\t' + name;
-    for (const std::string& argument : arguments) {
-      tasks_ += '\t' + argument;
-    }
-    tasks_ += '\n';
-    names_.push_back(name);
-  }
-
-  /// Each name with what was said of it.
-  std::map<std::string, std::string> answers() const {
-    const CommandResult result = run({"java",
-                                      "-XX:TieredStopAtLevel=1",
-                                      "-cp",
-                                      kClassPath,
-                                      kProgram,
-                                      files_.write("tasks", tasks_)});
-    EXPECT_EQ(result.exitCode, 0) << result.err;
-    std::map<std::string, std::string> answers;
-    std::istringstream lines(result.out);
-    for (std::string line; std::getline(lines, line);) {
-      const std::size_t tab = line.find('\t');
-      answers[line.substr(0, tab)] = line.substr(tab + 1);
-    }
-    EXPECT_EQ(answers.size(), names_.size()) << result.out;
-    return answers;
-  }
-
-  void expectAllGood() const {
-    const auto answered = answers();
-    for (const std::string& name : names_) {
-      EXPECT_EQ(answered.contains(name) ? answered.at(name) : "nothing", "good") << name;
-    }
-  }
-
-  std::string write(const std::string& name, const std::string& bytes) const {
-    return files_.write(name, bytes);
-  }
-
-  std::string file(const std::string& name) const { return files_.file(name); }
-
-  const std::vector<std::string>& names() const { return names_; }
-
- private:
-  TempDir files_;
-  std::string tasks_;
-  std::vector<std::string> names_;
-};
 
 class BouncyCastleEnvelopes : public BouncyCastle {
  protected:
