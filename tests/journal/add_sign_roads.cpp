@@ -1,4 +1,5 @@
 #include "platform/cert_store.h"
+#include "platform/errors.h"
 
 #include "tests/journal/road.h"
 #include "tests/qxsapssf/addsign_call.h"
@@ -21,6 +22,12 @@ struct AddSignRoad : Road {
     toy.isDetached = isDetached;
     toy.signers = {{.serial = {9}}};
     call.signedData = provider().addMessage(toy);
+  }
+
+  /// Ivan signs, with another profile and password than he would.
+  void signAs(const char* profile, const char* password) {
+    SsfDELSigRcpSsfInfoList(&given.list);
+    call.signer = &given.add(kIvan, profile, password);
   }
 
   AddSignCall call;
@@ -64,7 +71,33 @@ std::vector<NamedRoad> addSignRoads() {
       road("addsign_detached", detach),
       road("addsign_any", [](AddSignRoad& r) { r.call.format = "PKCS7_ANY"; }),
       road("addsign_thumbprint",
-           [](AddSignRoad& r) { r.call.signer = &r.given.add(thumbprint("11"), "", kLongPin); }),
+           [](AddSignRoad& r) {
+             SsfDELSigRcpSsfInfoList(&r.given.list);
+             r.call.signer = &r.given.add(thumbprint("11"), "", kLongPin);
+           }),
+      road("addsign_machine_store",
+           [](AddSignRoad& r) {
+             provider().stores = {{.name = L"My",
+                                   .location = CERT_SYSTEM_STORE_LOCAL_MACHINE,
+                                   .certificates = {{.pin = kLongPin}}}};
+             r.signAs("mMy", kLongPin);
+           }),
+      road("addsign_time_word", [](AddSignRoad& r) { r.signAs("<TIME>My", kLongPin); }),
+      road("addsign_time_digits", [](AddSignRoad& r) { r.signAs("20240131120000My", kLongPin); }),
+      road("addsign_asks",
+           [](AddSignRoad& r) {
+             provider().promptAnswer = kLongPin;
+             r.signAs("uMy", "!a");
+           }),
+      road("addsign_last_of_many",
+           [](AddSignRoad& r) {
+             provider().stores.clear();
+             provider().addCertificate({.serial = {6}, .hasKey = false});
+             provider().addCertificate({.serial = {7}, .pin = kLongPin, .pinError = NTE_FAIL});
+             provider().addCertificate({.serial = {8}, .pin = "another PIN"});
+             provider().addCertificate({.pin = kLongPin});
+             r.signAs("uMy", kLongPin);
+           }),
       road("addsign_cades", [](AddSignRoad& r) { r.call.format = "CADES"; }),
       road("addsign_cades_listed",
            [](AddSignRoad& r) {

@@ -115,6 +115,23 @@ std::vector<NamedRoad> developeRoads() {
                    provider().addCertificate({.keySpec = 2, .pin = kLongPin});
                    r.given.add(thumbprint("11"), "", kLongPin);
                  }),
+      developing("develope_machine_store",
+                 [](DevelopeRoad& r) {
+                   provider().stores = {{.name = L"My",
+                                         .location = CERT_SYSTEM_STORE_LOCAL_MACHINE,
+                                         .certificates = {{.pin = kLongPin}}}};
+                   r.given.add("CN=Ivan Petrov, C=RU", "mMy", kLongPin);
+                 }),
+      developing("develope_time_word",
+                 [](DevelopeRoad& r) {
+                   provider().addCertificate({.pin = kLongPin});
+                   r.given.add("CN=Ivan Petrov, C=RU", "<TIME>My", kLongPin);
+                 }),
+      developing("develope_without_pin",
+                 [](DevelopeRoad& r) {
+                   provider().addCertificate({});
+                   r.given.add("CN=Ivan Petrov, C=RU", "20240131120000My", "");
+                 }),
       developing("develope_asks",
                  [](DevelopeRoad& r) {
                    provider().addCertificate({.pin = kLongPin});

@@ -37,7 +37,8 @@ FailureTable::FailureTable(std::string_view operation) {
       Row row{.road = road, .call = line.substr(0, arrow)};
       row.occurrence = occurrenceOf(row.call);
       std::istringstream rest(line.substr(arrow + kArrow.size()));
-      rest >> row.consequence.code >> row.consequence.results >> row.consequence.told;
+      rest >> row.consequence.code >> row.consequence.results >> row.consequence.told >> std::ws;
+      std::getline(rest, row.consequence.line);
       rows_.push_back(std::move(row));
     }
   }

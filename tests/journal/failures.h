@@ -17,6 +17,7 @@
 //   saved    late, but nothing at all when the error is 0
 //   library  right after the call, the line and a text of the library's own
 //   other    quiet, and the call ends well with another output
+// What follows it is a line that the operation writes after the failure, with the error for ${error}.
 
 #include <string>
 #include <string_view>
@@ -28,6 +29,7 @@ struct Consequence {
   std::string code;
   std::string results;
   std::string told;
+  std::string line;
 };
 
 class FailureTable {

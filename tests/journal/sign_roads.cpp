@@ -1,5 +1,6 @@
 #include "platform/cert_store.h"
 #include "platform/crypt_prov.h"
+#include "platform/errors.h"
 
 #include "tests/journal/road.h"
 #include "tests/qxsapssf/sign_call.h"
@@ -8,7 +9,7 @@ namespace qx::test {
 namespace {
 
 constexpr const char* kIvan = "CN=Ivan Petrov, C=RU";
-constexpr const char* kPin = "a long PIN of more than sixteen bytes";
+constexpr const char* kPin = kLongPin;
 
 struct SignRoad : Road {
   SAPRETURN run() override { return call.run(); }
@@ -128,6 +129,22 @@ std::vector<NamedRoad> signRoads() {
              r.call.signers.add(kIvan, "uMy", kPin);
            }),
       road("sign_last_of_many", [](SignRoad& r) { addLastOfMany(r); }),
+      road("sign_pin_refused_first",
+           [](SignRoad& r) {
+             provider().addCertificate({.serial = {7}, .pin = kPin, .pinError = NTE_FAIL});
+             addIvan(r, "uMy", kPin);
+           }),
+      road("sign_no_hash_first",
+           [](SignRoad& r) {
+             provider().addCertificate({.serial = {7}, .publicKeyOid = "1.2.3", .pin = kPin});
+             addIvan(r, "uMy", kPin);
+           }),
+      road("sign_three",
+           [](SignRoad& r) {
+             r.call.format = "PKCS7_CADES";
+             addTwoByThumbprint(r);
+             addIvan(r, "My", kPin);
+           }),
       road("sign_rsa",
            [](SignRoad& r) {
              provider().addCertificate({.publicKeyOid = szOID_RSA_RSA, .pin = kPin});

@@ -84,7 +84,8 @@ class Sweep : public testing::TestWithParam<const char*> {
   }
 
   /// The lines that tell the error.
-  static void expectTold(const std::string& told, DWORD error) {
+  static void expectTold(const Consequence& written, DWORD error) {
+    const std::string& told = written.told;
     const std::vector<std::string> journal = journalSoFar();
     const auto failed = std::ranges::find_if(journal, [&](const std::string& line) {
       return line.ends_with(" -> FAILED " + hexOf(error));
@@ -96,6 +97,12 @@ class Sweep : public testing::TestWithParam<const char*> {
     EXPECT_EQ(isNext, told == "pair" || told == "library");
     EXPECT_EQ(std::any_of(failed, journal.end(), tells),
               isNext || told == "late" || (told == "saved" && error != ERROR_SUCCESS));
+    std::string own = written.line;
+    if (const std::size_t at = own.find("${error}"); at != std::string::npos) {
+      own.replace(at, 8, error == ERROR_SUCCESS ? "0" : hexOf(error));
+    }
+    const auto isOwn = [&](const std::string& each) { return each.ends_with(": " + own + "\\n"); };
+    EXPECT_TRUE(own.empty() || std::any_of(failed, journal.end(), isOwn)) << own;
     if (isNext && failed + 2 != journal.end()) {
       EXPECT_EQ((failed + 2)->starts_with("FormatMessageA(0x1300, NULL, " + hexOf(error)),
                 told == "pair" && error != ERROR_SUCCESS);
@@ -124,7 +131,7 @@ class Sweep : public testing::TestWithParam<const char*> {
                   written.code + " " + written.results);
         EXPECT_EQ(provider().failuresSeen(), 1U);
         expectOrder(named, *road, code, pin);
-        expectTold(written.told, error);
+        expectTold(written, error);
         if (code == SSF_API_OK && written.told != "other") {
           EXPECT_EQ(road->output().text(), good);
         }

@@ -83,6 +83,14 @@ std::vector<NamedRoad> verifyRoads() {
            }),
       road("verify_store", [](VerifyRoad& r) { inStore(r, L"Book", "uBook"); }),
       road("verify_default_store", [](VerifyRoad& r) { inStore(r, L"Addressbook", ""); }),
+      road("verify_machine_store",
+           [](VerifyRoad& r) {
+             inStore(r, L"Book", "mBook");
+             provider().stores[0].location = CERT_SYSTEM_STORE_LOCAL_MACHINE;
+           }),
+      road("verify_time_word", [](VerifyRoad& r) { inStore(r, L"Book", "<TIME>Book"); }),
+      road("verify_time_digits", [](VerifyRoad& r) { inStore(r, L"Book", "20240131120000Book"); }),
+      road("verify_whole_profile", [](VerifyRoad& r) { inStore(r, L"Book", "Book"); }),
       road("verify_values",
            [](VerifyRoad& r) {
              r.toy.certificates.clear();
@@ -103,6 +111,13 @@ std::vector<NamedRoad> verifyRoads() {
              r.toy.signers.push_back(ToySigner::of(other));
            }),
       road("verify_cades", [](VerifyRoad& r) { cades(r, "CADES"); }),
+      road("verify_cades_detached",
+           [](VerifyRoad& r) {
+             cades(r, "PKCS7_CADES");
+             r.toy.content.clear();
+             r.toy.isDetached = true;
+             r.call.input = "content";
+           }),
       road("verify_any_cades", [](VerifyRoad& r) { cades(r, "PKCS7_ANY"); }),
   };
 }

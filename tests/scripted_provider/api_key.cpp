@@ -75,6 +75,7 @@ BOOL CryptAcquireCertificatePrivateKey(PCCERT_CONTEXT pCert,
   }
   auto object = std::make_unique<KeyObject>();
   object->pin = certificate->toy.pin;
+  object->pinError = certificate->toy.pinError;
   object->mayAsk = (dwFlags & CRYPT_ACQUIRE_SILENT_FLAG) == 0;
   KeyObject* key = giveKey(std::move(object), "key");
   if ((dwFlags & CRYPT_ACQUIRE_CACHE_FLAG) != 0) {
@@ -98,6 +99,9 @@ BOOL CryptSetProvParam(HCRYPTPROV hProv, DWORD dwParam, const BYTE* pbData, DWOR
   KeyObject* key = keyOf(hProv, "CryptSetProvParam");
   if (call.fails() || key == nullptr) {
     return FALSE;
+  }
+  if (key->pinError != ERROR_SUCCESS) {
+    return call.fail(key->pinError);
   }
   key->pinSet = reinterpret_cast<const char*>(pbData);
   if (provider().onPinSet) {

@@ -45,6 +45,7 @@ struct ToyCertificate {
   bool hasKey = true;
   DWORD keySpec = 1;     // AT_KEYEXCHANGE
   std::string pin;       // empty: the key has none
+  DWORD pinError = 0;    // what setting a PIN fails with, whatever it is
   DWORD trustError = 0;  // CERT_TRUST_... that a chain of it gets
 
   QX_SCRIPTED_API std::string encoded() const;

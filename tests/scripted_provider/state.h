@@ -32,6 +32,7 @@ struct Object {
 struct KeyObject : Object {
   std::string pin;     // what the key needs
   std::string pinSet;  // what was set
+  DWORD pinError = 0;
   bool mayAsk = false;
   bool isBare = false;  // no key at all: only for hashing
   std::size_t nextAlgorithm = 0;
