@@ -52,6 +52,7 @@ std::string filledIn(std::string line, const Values& values) {
   return line;
 }
 
+// NOLINTNEXTLINE(misc-no-recursion): no deeper than kDepth
 void append(Lines& lines, const std::string& file, const Values& values, unsigned depth) {
   std::ifstream in(kFolder + file);
   ASSERT_TRUE(in && depth < kDepth) << file;
