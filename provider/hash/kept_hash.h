@@ -26,7 +26,7 @@ class KeptHash {
 
  private:
   struct Made {
-    HashAlgorithm algorithm;
+    HashAlgorithm algorithm{};
     HashValue value;
   };
 
