@@ -106,7 +106,7 @@ bool isWholePath(X509_STORE_CTX* context, const Path& path) {
 // compared elsewhere (faults.cpp): nothing of it is open where each certificate was found good under its
 // issuer's before.
 int verifyUnprovedSignatures(X509_STORE_CTX* context) {
-  Check& check = checkOf(context);
+  const Check& check = checkOf(context);
   if (!isWholePath(context, *check.path)) {
     return check.verifySignatures(context);
   }

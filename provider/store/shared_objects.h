@@ -45,7 +45,7 @@ class SharedObjects {
   std::size_t size() { return kept_.size(); }
 
  private:
-  const Limits limits_;
+  Limits limits_;
   KeptLately<HashValue, std::shared_ptr<const Data>> kept_;
 };
 

@@ -48,7 +48,7 @@ class KeptLately {
   }
 
  private:
-  const std::size_t capacity_;
+  std::size_t capacity_;
   ForkSafeMutex mutex_;
   std::map<Key, Value> entries_;
   std::deque<Key> oldestFirst_;
