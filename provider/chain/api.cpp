@@ -66,39 +66,40 @@ Result<qx::RequestedUsage> usageOf(const CERT_USAGE_MATCH& match) {
 class ChainParameters {
  public:
   explicit ChainParameters(const CERT_CHAIN_PARA& para)
-      : record_(reinterpret_cast<const CERT_CHAIN_PARA_LONG&>(para)) {}
+      : record_(reinterpret_cast<const CERT_CHAIN_PARA_LONG*>(&para)) {}
 
   Result<qx::RequestedUsage> usage() const {
-    return covers(record_.RequestedUsage) ? usageOf(record_.RequestedUsage) : qx::RequestedUsage();
+    return covers(record_->RequestedUsage) ? usageOf(record_->RequestedUsage)
+                                           : qx::RequestedUsage();
   }
 
   Result<qx::RequestedUsage> policies() const {
-    return covers(record_.RequestedIssuancePolicy) ? usageOf(record_.RequestedIssuancePolicy)
-                                                   : qx::RequestedUsage();
+    return covers(record_->RequestedIssuancePolicy) ? usageOf(record_->RequestedIssuancePolicy)
+                                                    : qx::RequestedUsage();
   }
 
   std::optional<std::chrono::milliseconds> fetchTime() const {
-    return covers(record_.dwUrlRetrievalTimeout) && record_.dwUrlRetrievalTimeout != 0
-               ? std::optional(std::chrono::milliseconds(record_.dwUrlRetrievalTimeout))
+    return covers(record_->dwUrlRetrievalTimeout) && record_->dwUrlRetrievalTimeout != 0
+               ? std::optional(std::chrono::milliseconds(record_->dwUrlRetrievalTimeout))
                : std::nullopt;
   }
 
   std::optional<std::time_t> freshness() const {
-    return covers(record_.dwRevocationFreshnessTime) &&
-                   record_.fCheckRevocationFreshnessTime != FALSE
-               ? std::optional<std::time_t>(record_.dwRevocationFreshnessTime)
+    return covers(record_->dwRevocationFreshnessTime) &&
+                   record_->fCheckRevocationFreshnessTime != FALSE
+               ? std::optional<std::time_t>(record_->dwRevocationFreshnessTime)
                : std::nullopt;
   }
 
  private:
   template <class Member>
   bool covers(const Member& member) const {
-    const auto* const begin = reinterpret_cast<const char*>(&record_);
+    const auto* const begin = reinterpret_cast<const char*>(record_);
     const auto* const end = reinterpret_cast<const char*>(&member + 1);
-    return record_.cbSize >= static_cast<std::size_t>(end - begin);
+    return record_->cbSize >= static_cast<std::size_t>(end - begin);
   }
 
-  const CERT_CHAIN_PARA_LONG& record_;
+  const CERT_CHAIN_PARA_LONG* record_;
 };
 
 Result<std::vector<qx::CertificatePtr>> materialOf(HCERTSTORE store) {

@@ -28,7 +28,7 @@ RevocationData OnlineRevocation::cached(const CertificateData& subject,
   if (answer == nullptr) {
     return {};
   }
-  RevocationData data{.crls = {}, .ocsp = {std::move(answer)}};
+  const RevocationData data{.crls = {}, .ocsp = {std::move(answer)}};
   if (!isStatusKnown(subject, issuer, data, std::time(nullptr))) {
     cache_.forget(subject);
     return {};

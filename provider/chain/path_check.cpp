@@ -188,6 +188,7 @@ std::vector<std::string> validPolicies(const X509_STORE_CTX* context) {
   const STACK_OF(X509_POLICY_NODE)* nodes =
       tree == nullptr ? nullptr : X509_policy_tree_get0_policies(tree);
   std::vector<std::string> policies;
+  policies.reserve(static_cast<std::size_t>(std::max(0, sk_X509_POLICY_NODE_num(nodes))));
   for (int i = 0; i < sk_X509_POLICY_NODE_num(nodes); ++i) {
     policies.push_back(dotted(X509_policy_node_get0_policy(sk_X509_POLICY_NODE_value(nodes, i))));
   }
