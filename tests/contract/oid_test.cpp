@@ -51,8 +51,8 @@ TEST(ContractOid, IsNotFoundInAnotherGroupOrByAnotherKey) {
 }
 
 struct Walk {
-  int left;
-  DWORD group;
+  int left = 0;
+  DWORD group = 0;
   bool sorted = true;
 };
 

@@ -1,6 +1,7 @@
 #include "tests/support/der_tree.h"
 
 #include <algorithm>
+#include <ranges>
 #include <stdexcept>
 
 #include "provider/der/reader.h"
@@ -96,12 +97,11 @@ void DerTree::append(std::size_t parent, const DerTree& other, std::size_t other
 // From the back, so that what is in an element is there when the element itself comes.
 std::string DerTree::encoded() const {
   std::vector<std::string> byDepth(1);
-  for (auto element = elements_.rbegin(); element != elements_.rend(); ++element) {
-    byDepth.resize(std::max(byDepth.size(), element->depth + 2));
-    std::string& inside = byDepth[element->depth + 1];
-    std::string& behind = byDepth[element->depth];
-    behind.insert(0,
-                  wrapped(element->identifier, element->constructed() ? inside : element->content));
+  for (const DerElement& element : elements_ | std::views::reverse) {
+    byDepth.resize(std::max(byDepth.size(), element.depth + 2));
+    std::string& inside = byDepth[element.depth + 1];
+    std::string& behind = byDepth[element.depth];
+    behind.insert(0, wrapped(element.identifier, element.constructed() ? inside : element.content));
     inside.clear();
   }
   return byDepth.front();
