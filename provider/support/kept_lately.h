@@ -25,18 +25,21 @@ class KeptLately {
     return found == entries_.end() ? std::nullopt : std::optional(found->second);
   }
 
-  /// keep puts a value in the place of the one with this key, or in a new one.
+  /// keep puts a value in the place of the one with this key, or in a new one. Throws std::bad_alloc; what
+  /// was kept before stays then.
   void keep(const Key& key, Value value) {
     // What leaves ends outside of the lock: `value` carries the one that is replaced.
     typename std::map<Key, Value>::node_type oldest;
     const std::scoped_lock lock(mutex_);
-    const auto [place, isNew] = entries_.try_emplace(key);
-    std::swap(place->second, value);
-    if (!isNew) {
+    if (const auto found = entries_.find(key); found != entries_.end()) {
+      std::swap(found->second, value);
       return;
     }
+    // In this order a failing allocation leaves a key without a value, which goes its way, never a value
+    // that would stay for good.
     oldestFirst_.push_back(key);
-    if (entries_.size() > capacity_) {
+    entries_.emplace(key, std::move(value));
+    if (oldestFirst_.size() > capacity_) {
       oldest = entries_.extract(oldestFirst_.front());
       oldestFirst_.pop_front();
     }

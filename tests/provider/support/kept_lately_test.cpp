@@ -1,6 +1,7 @@
 #include "provider/support/kept_lately.h"
 
 #include <memory>
+#include <new>
 #include <string>
 #include <thread>
 #include <vector>
@@ -69,6 +70,39 @@ TEST(KeptLately, EndsValuesOutsideOfTheLock) {
   values.keep(2, watched());
   values.keep(3, nullptr);
   EXPECT_EQ(seen, 2U);
+}
+
+// Fails once to be moved into the container, as if memory had run out there.
+struct Failing {
+  explicit Failing(bool willFail) : fails(willFail) {}
+
+  Failing(const Failing&) = default;
+
+  // NOLINTNEXTLINE(*-noexcept-move*): it throws on purpose
+  Failing(Failing&& other) : fails(other.fails) {
+    if (fails) {
+      throw std::bad_alloc();
+    }
+  }
+
+  Failing& operator=(const Failing&) = default;
+  Failing& operator=(Failing&&) = default;
+  ~Failing() = default;
+  bool fails;
+};
+
+TEST(KeptLately, HoldsNoMoreThanItMayAfterAFailure) {
+  KeptLately<int, Failing> values(2);
+  values.keep(1, Failing(false));
+  const Failing fails(true);
+  EXPECT_THROW(values.keep(2, fails), std::bad_alloc);
+  EXPECT_TRUE(values.find(1));
+  EXPECT_FALSE(values.find(2));
+  for (int key = 3; key < 8; ++key) {
+    values.keep(key, Failing(false));
+    EXPECT_LE(values.size(), 2U);
+  }
+  EXPECT_TRUE(values.find(7));
 }
 
 TEST(KeptLately, IsSharedByThreads) {
