@@ -1,6 +1,7 @@
 #include "tools/qxssf/explanations.h"
 
 #include <algorithm>
+#include <regex>
 #include <set>
 #include <sstream>
 #include <string>
@@ -13,6 +14,7 @@
 #include "platform/errors.h"
 
 #include "qxsapssf/ssf.h"
+#include "tests/support/temp_dir.h"
 
 namespace qx::ssf {
 namespace {
@@ -84,6 +86,46 @@ TEST(Explanations, NameOnlyCommandsThatExist) {
       }
     }
   }
+}
+
+// The names of settings in a text: section.key, or a variable.
+std::vector<std::string> settingsIn(const std::string& text) {
+  static const std::regex names(
+      R"((tsp|http|revocation|trust|pin|trace)\.[a-z_]+|QX(_SSF|PROVIDER)_[A-Z_]+)");
+  std::vector<std::string> settings;
+  for (std::sregex_iterator at(text.begin(), text.end(), names); at != std::sregex_iterator();
+       ++at) {
+    settings.push_back(at->str());
+  }
+  return settings;
+}
+
+bool isDocumented(const std::string& setting, const std::string& document) {
+  const std::size_t dot = setting.find('.');
+  if (dot == std::string::npos) {
+    return document.find(setting) != std::string::npos;
+  }
+  const std::size_t section = document.find("\n[" + setting.substr(0, dot) + "]\n");
+  const std::size_t key = document.find("\n" + setting.substr(dot + 1) + " =", section);
+  return section != std::string::npos && key < document.find("\n[", section + 1);
+}
+
+TEST(Explanations, NameOnlySettingsThatAreDocumented) {
+  const std::string document = test::readFile(QX_SOURCE_DIR "/docs/configuration.md");
+  std::size_t found = 0;
+  for (const auto table : {returnCodes(), recordResults(), providerErrors()}) {
+    for (const Explanation& row : table) {
+      for (const char* text :
+           {row.causes.english, row.remedy.english, row.causes.russian, row.remedy.russian}) {
+        for (const std::string& setting : settingsIn(text)) {
+          ++found;
+          EXPECT_TRUE(isDocumented(setting, document)) << row.name << ": " << setting;
+        }
+      }
+    }
+  }
+  EXPECT_GT(found, 10U);
+  EXPECT_FALSE(isDocumented("tsp.url", document));
 }
 
 TEST(Explanations, TellApartWhatANumberMeansInEachOperation) {
