@@ -13,6 +13,7 @@ namespace {
 
 std::vector<der::Bytes> encodingsIn(const CertificateSet& set) {
   std::vector<der::Bytes> encodings;
+  encodings.reserve(set.size());
   for (std::size_t i = 0; i < set.size(); ++i) {
     encodings.push_back(*set.at(i));
   }

@@ -102,7 +102,7 @@ OCSP_BASICRESP* OcspData::response() const {
 // Never destroyed: what libcrypto made of the answers could outlive libcrypto's own end.
 template <>
 Result<OcspPtr> parseShared(der::Bytes der) {
-  constexpr std::size_t kMaxSize = 16 * 1024;
+  constexpr std::size_t kMaxSize = std::size_t{16} << 10U;
   static auto& answers = *new SharedObjects<OcspData>({.objects = 200, .bytes = kMaxSize});
   return answers.parse(der);
 }

@@ -1,7 +1,5 @@
 #include "provider/hash/kept_hash.h"
 
-#include <memory>
-
 namespace qx {
 
 HashValue KeptHash::of(HashAlgorithm algorithm, der::Bytes bytes) const {
@@ -11,9 +9,9 @@ HashValue KeptHash::of(HashAlgorithm algorithm, der::Bytes bytes) const {
   }
   const HashValue value = hashOf(algorithm, bytes);
   if (known == nullptr) {
-    auto made = std::make_unique<const Made>(Made{.algorithm = algorithm, .value = value});
-    if (kept_.compare_exchange_strong(known, made.get(), std::memory_order_acq_rel)) {
-      static_cast<void>(made.release());
+    const auto* const made = new Made{.algorithm = algorithm, .value = value};
+    if (!kept_.compare_exchange_strong(known, made, std::memory_order_acq_rel)) {
+      delete made;  // another thread was first
     }
   }
   return value;
