@@ -97,7 +97,7 @@ TEST_F(ProvedChain, RemembersEachOfItsSignatures) {
 }
 
 TEST_F(ProvedChain, IsJudgedByItsDatesAgain) {
-  world.time = world.now + (100 * 365 * 86400LL);
+  world.time = world.now + (100LL * 365 * 86400);
   EXPECT_NE(world.judge(end.get()).errors & CERT_TRUST_IS_NOT_TIME_VALID, 0U);
 }
 
