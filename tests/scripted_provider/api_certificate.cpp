@@ -4,7 +4,7 @@
 
 #include "tests/scripted_provider/state.h"
 
-using namespace qx::scripted;  // NOLINT(google-build-using-namespace): a file of exported functions
+using namespace qx::scripted;  // NOLINT(google-*): a file of exported functions
 
 namespace {
 
