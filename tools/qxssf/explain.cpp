@@ -22,7 +22,7 @@ struct Arguments {
 // As gettext does: the first of these that is set decides.
 std::string languageOfTheUser() {
   for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-    const char* value = std::getenv(name);
+    const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): one thread.
     if (value != nullptr && *value != '\0') {
       return std::string(value).starts_with("ru") ? "ru" : "en";
     }
@@ -45,7 +45,7 @@ void report(tools::Report& report, const std::string& language, const Reading& r
   struct Line {
     Text label;
     const char* key;
-    const Text& text;
+    Text text;
   };
 
   const Line lines[] = {{{"means", "смысл"}, "meaning", row.meaning},
