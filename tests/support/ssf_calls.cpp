@@ -213,4 +213,40 @@ SsfOutcome ssfDevelope(const std::string& message, const SsfRecord& recipient) {
   return {code, output.take(), list.take()};
 }
 
+SsfOutcome ssfEncode(const std::string& content) {
+  const std::string format = "PKCS7";
+  Output output;
+  const SAPRETURN code = SsfEncode(
+      bytes(format), length(format), bytes(content), length(content), output.data(), output.size());
+  return {code, output.take(), {}};
+}
+
+SsfOutcome ssfDecode(const std::string& content) {
+  const std::string format = "PKCS7";
+  Output output;
+  const SAPRETURN code = SsfDecode(
+      bytes(format), length(format), bytes(content), length(content), output.data(), output.size());
+  return {code, output.take(), {}};
+}
+
+SsfOutcome ssfProperty(const std::string& name) {
+  Output output;
+  const SAPRETURN code =
+      SsfQueryProperties(bytes(name), length(name), nullptr, nullptr, output.data(), output.size());
+  return {code, output.take(), {}};
+}
+
+SsfOutcome ssfVersion() {
+  Output output;
+  const SAPRETURN code = SsfVersion(output.data(), output.size());
+  return {code, output.take(), {}};
+}
+
+SsfOutcome ssfPrint(const std::vector<SsfRecord>& records) {
+  RecordList list(records);
+  Output output;
+  const SAPRETURN code = SsfPRISigRcpSsfInfoList(*list.get(), output.data(), output.size());
+  return {code, output.take(), list.take()};
+}
+
 }  // namespace qx::test

@@ -48,6 +48,12 @@ SsfOutcome ssfEnvelope(const std::string& content,
                        const std::vector<SsfRecord>& recipients,
                        const std::string& profile = {});
 SsfOutcome ssfDevelope(const std::string& message, const SsfRecord& recipient);
+SsfOutcome ssfEncode(const std::string& content);
+SsfOutcome ssfDecode(const std::string& content);
+SsfOutcome ssfProperty(const std::string& name);
+SsfOutcome ssfVersion();
+/// ssfPrint renders the records as one list.
+SsfOutcome ssfPrint(const std::vector<SsfRecord>& records);
 
 }  // namespace qx::test
 

@@ -1,0 +1,117 @@
+#include "tests/soak/world.h"
+
+#include <algorithm>
+#include <array>
+#include <filesystem>
+
+namespace qx::soak {
+namespace {
+
+constexpr std::array kKinds = {lab::KeyKind::Gost2001,
+                               lab::KeyKind::Gost2012_256,
+                               lab::KeyKind::Gost2012_512,
+                               lab::KeyKind::Rsa2048,
+                               lab::KeyKind::EcP256};
+
+constexpr std::array kStores = {"My", "Addressbook"};
+
+bool isForRecipients(lab::KeyKind kind) {
+  return kind != lab::KeyKind::EcP256;
+}
+
+}  // namespace
+
+World::World()
+    : authority_(lab::Authority::selfSigned(lab::KeyKind::Gost2012_256,
+                                            {.subject = {{"C", "RU"}, {"CN", "Soak Root"}}})) {
+  oldGostDigest_ = lab::usualDigest(lab::generateKey(lab::KeyKind::Gost2001).get());
+  folder_.addCertificate("Root", authority_.certificate());
+  for (const std::uint64_t number : {1U, 2U}) {
+    const lab::CrlOptions options{.number = number};
+    crls_.push_back({"stores/Root/root.crl", lab::toPem(authority_.crl(options).get())});
+  }
+  put(crls_.front(), 0);
+  for (const lab::KeyKind kind : kKinds) {
+    enrol(kind);
+  }
+  for (std::size_t number = 0; number < kGuests; ++number) {
+    prepareGuest(number);
+  }
+}
+
+Identity World::certify(EVP_PKEY* key,
+                        const std::string& name,
+                        std::vector<File>& certificates) const {
+  const X509Ptr certificate =
+      authority_.issue(key,
+                       {.subject = {{"C", "RU"}, {"O", "Bank"}, {"CN", name}},
+                        .keyUsage = "digitalSignature,nonRepudiation,keyEncipherment"});
+  Identity identity{.thumbprint = lab::thumbprint(certificate.get()),
+                    .name = "CN=" + name + ", O=Bank, C=RU",
+                    .pin = {}};
+  for (const std::string store : kStores) {
+    certificates.push_back(
+        {"stores/" + store + "/" + identity.thumbprint + ".pem", lab::toPem(certificate.get())});
+  }
+  return identity;
+}
+
+void World::enrol(lab::KeyKind kind) {
+  const EvpPkeyPtr key = lab::generateKey(kind);
+  std::vector<File> certificates;
+  Identity identity =
+      certify(key.get(), std::string("Signer ") + lab::kindName(kind), certificates);
+  identity.pin = std::string("pin of ") + lab::kindName(kind);
+  identity.receives = isForRecipients(kind);
+  folder_.addKey(key.get(), identity.pin);
+  for (const File& file : certificates) {
+    put(file, 0);
+  }
+  identities_.push_back(identity);
+}
+
+void World::prepareGuest(std::size_t number) {
+  const EvpPkeyPtr key = lab::generateKey(lab::KeyKind::Gost2012_256);
+  Identity guest =
+      certify(key.get(), "Guest " + std::to_string(number), certificates_.emplace_back());
+  guest.receives = true;
+  guests_.push_back(guest);
+  keys_.push_back({"keys/" + test::keyFileName(key.get()), lab::toPem(key.get())});
+}
+
+void World::change(std::size_t guest, unsigned number) const {
+  const std::vector<File>& certificates = certificates_.at(guest);
+  switch (number % 5) {
+    case 0:
+      put(keys_.at(guest), guest);
+      break;
+    case 1:
+      std::ranges::for_each(certificates, [&](const File& file) { put(file, guest); });
+      break;
+    case 2:
+      put(crls_.at(number % crls_.size()), guest);
+      break;
+    case 3:
+      std::ranges::for_each(certificates, [&](const File& file) { remove(file); });
+      break;
+    default:
+      remove(keys_.at(guest));
+  }
+}
+
+// Readers find the old file, or the new one, or none, never a part.
+void World::put(const File& file, std::size_t guest) const {
+  const std::string made = folder_.path() + "/coming." + std::to_string(guest);
+  const std::filesystem::path place = folder_.path() + "/" + file.name;
+  test::writeFile(made, file.content);
+  std::filesystem::permissions(
+      made, std::filesystem::perms::owner_read | std::filesystem::perms::owner_write);
+  std::filesystem::create_directories(place.parent_path());
+  std::filesystem::rename(made, place);
+}
+
+void World::remove(const File& file) const {
+  std::filesystem::remove(folder_.path() + "/" + file.name);
+}
+
+}  // namespace qx::soak
