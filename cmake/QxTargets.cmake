@@ -7,6 +7,17 @@ function(qx_module name)
   target_link_libraries(qx_${name} PUBLIC qx_compiler ${ARG_DEPS})
 endfunction()
 
+# qx_test_headers()
+# tests/headers.h, compiled once for all tests: reading these takes most of the time that a test takes to
+# compile.
+function(qx_test_headers)
+  file(WRITE ${CMAKE_CURRENT_BINARY_DIR}/headers.cpp "int main() {}\n")
+  add_executable(qx_test_headers ${CMAKE_CURRENT_BINARY_DIR}/headers.cpp)
+  target_link_libraries(qx_test_headers PRIVATE qx_compiler GTest::gmock GTest::gtest_main)
+  target_precompile_headers(
+    qx_test_headers PRIVATE "$<$<COMPILE_LANGUAGE:CXX>:${PROJECT_SOURCE_DIR}/tests/headers.h>")
+endfunction()
+
 # qx_test(NAME SOURCES files... [DEPS targets...] [ENVIRONMENT variables...] [REPLACES_NEW])
 # A GoogleTest program; each of its tests is known to CTest by its own name. One that replaces operator
 # new cannot be linked with the thread sanitizer, which brings its own.
@@ -14,6 +25,10 @@ function(qx_test name)
   cmake_parse_arguments(ARG "REPLACES_NEW" "" "SOURCES;DEPS;ENVIRONMENT" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE qx_compiler ${ARG_DEPS} GTest::gmock GTest::gtest_main)
+  target_precompile_headers(${name} REUSE_FROM qx_test_headers)
+  set(in_c ${ARG_SOURCES})
+  list(FILTER in_c INCLUDE REGEX "\\.c$")
+  set_source_files_properties(${in_c} PROPERTIES SKIP_PRECOMPILE_HEADERS ON)
   if(ARG_REPLACES_NEW AND QX_SANITIZE MATCHES "thread")
     set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL TRUE)
     return()
