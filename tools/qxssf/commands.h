@@ -16,7 +16,7 @@ struct Program {
   std::string library = "libqxsapssf.so.1";
 };
 
-// Each adds one command, which makes one SSF call; explain makes none.
+// Each adds one command, which makes one SSF call; explain makes none, doctor makes several.
 void addDigest(Program& program);
 void addSign(Program& program);
 void addAddSign(Program& program);
@@ -28,6 +28,7 @@ void addDecode(Program& program);
 void addVersion(Program& program);
 void addProperties(Program& program);
 void addExplain(Program& program);
+void addDoctor(Program& program);
 
 }  // namespace qx::ssf
 

@@ -23,8 +23,12 @@ void* load(const std::string& path) {
 
 Library::Library(const std::string& path) : path_(path), handle_(load(path)) {}
 
+void* Library::lookUp(const char* name) const {
+  return dlsym(handle_, name);
+}
+
 void* Library::symbol(const char* name) const {
-  void* found = dlsym(handle_, name);
+  void* found = lookUp(name);
   if (found == nullptr) {
     throw ToolError(ExitCode::Internal, path_ + ": is no SSF library: it has no " + name);
   }

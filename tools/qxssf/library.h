@@ -25,7 +25,14 @@ class Library {
     return reinterpret_cast<Function*>(symbol(name));
   }
 
+  /// find is function for what another library or provider may lack: NULL when there is none.
+  template <class Function>
+  Function* find(const char* name) const {
+    return reinterpret_cast<Function*>(lookUp(name));
+  }
+
  private:
+  void* lookUp(const char* name) const;
   void* symbol(const char* name) const;
 
   std::string path_;

@@ -14,5 +14,6 @@ int main(int argc, char** argv) {
   qx::ssf::addVersion(program);
   qx::ssf::addProperties(program);
   qx::ssf::addExplain(program);
+  qx::ssf::addDoctor(program);
   return program.tool.run(argc, argv);
 }

@@ -1,0 +1,31 @@
+#ifndef QX_TOOLS_QXSSF_DOCTOR_FAMILIES_H_
+#define QX_TOOLS_QXSSF_DOCTOR_FAMILIES_H_
+
+#include "tools/common/secret.h"
+#include "tools/qxssf/doctor/finding.h"
+#include "tools/qxssf/doctor/setting.h"
+#include "tools/qxssf/library.h"
+
+namespace qx::ssf::doctor {
+
+/// Whose signature is tried.
+struct Person {
+  std::string id;
+  std::string profile;
+  tools::Secret pin;
+};
+
+// Each looks at one family of causes, under a heading of its own.
+
+/// The library that was loaded from `path`, its version and properties, and who provides what lies beneath it.
+void examineLibrary(const Library& library, const Setting& path, Findings& findings);
+
+/// The system's user, his and the machine's folders, and their rights.
+void examinePlaces(Findings& findings);
+
+/// Signs, verifies, envelopes and developes a test text.
+void examineTrial(const Library& library, const Person& person, Findings& findings);
+
+}  // namespace qx::ssf::doctor
+
+#endif

@@ -1,0 +1,176 @@
+#include <fcntl.h>
+#include <pwd.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cstdio>
+#include <filesystem>
+#include <set>
+
+#include "tools/qxssf/doctor/families.h"
+
+namespace qx::ssf::doctor {
+namespace {
+
+namespace fs = std::filesystem;
+using tools::ExitCode;
+
+constexpr std::size_t kPasswordEntry = std::size_t{1} << 16U;
+
+/// What may be done with the keys of a place by others than their owner.
+struct Rights {
+  mode_t forbidden;
+  const char* mode;
+};
+
+constexpr Rights kUserKeys{.forbidden = S_IRWXG | S_IRWXO, .mode = "600"};
+constexpr Rights kMachineKeys{.forbidden = S_IWGRP | S_IXGRP | S_IRWXO, .mode = "640"};
+constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
+
+std::string octal(mode_t mode) {
+  std::array<char, 16> text{};
+  static_cast<void>(
+      std::snprintf(text.data(), text.size(), "%04o", static_cast<unsigned>(mode & ALLPERMS)));
+  return text.data();
+}
+
+std::string userName() {
+  std::array<char, kPasswordEntry> buffer{};
+  passwd entry{};
+  passwd* found = nullptr;
+  const int error = getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found);
+  return error == 0 && found != nullptr ? found->pw_name : std::to_string(geteuid());
+}
+
+// Where nobody lets us through there is nothing for us, either.
+bool isThere(const std::string& path) {
+  return access(path.c_str(), F_OK) == 0;
+}
+
+bool isReadable(const std::string& path) {
+  return faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) == 0;
+}
+
+mode_t modeOf(const std::string& path) {
+  struct stat status{};
+  return stat(path.c_str(), &status) == 0 ? status.st_mode : 0;
+}
+
+// The names in a folder, in order; none of those that begin with a dot, which the provider skips.
+std::set<std::string> namesIn(const std::string& folder) {
+  std::set<std::string> names;
+  std::error_code error;
+  for (fs::directory_iterator entry(folder, error), end; !error && entry != end;
+       entry.increment(error)) {
+    if (const std::string name = entry->path().filename(); !name.starts_with('.')) {
+      names.insert(name);
+    }
+  }
+  return names;
+}
+
+void refuseReading(const std::string& path, ExitCode exit, Findings& findings) {
+  findings.fault(exit,
+                 path,
+                 "cannot be read by " + userName(),
+                 "chown " + quoted(userName()) + " " + quoted(path));
+}
+
+void examineKey(const std::string& path, const Rights& rights, Findings& findings) {
+  if (!isReadable(path)) {
+    refuseReading(path, ExitCode::Key, findings);
+  }
+  if (const mode_t mode = modeOf(path); (mode & rights.forbidden) != 0) {
+    findings.fault(ExitCode::Key,
+                   path,
+                   "others have rights to this key (mode " + octal(mode) + ")",
+                   std::string("chmod ") + rights.mode + " " + quoted(path));
+  }
+}
+
+void examineKeys(const std::string& folder, const Rights& rights, Findings& findings) {
+  if (!isThere(folder)) {
+    return;
+  }
+  if (!isReadable(folder)) {
+    refuseReading(folder, ExitCode::Key, findings);
+    return;
+  }
+  const std::set<std::string> names = namesIn(folder);
+  findings.good(folder, std::to_string(names.size()) + " files, mode " + octal(modeOf(folder)));
+  for (const std::string& name : names) {
+    examineKey(folder + "/" + name, rights, findings);
+  }
+}
+
+// Who may write here says what is trusted, and whose certificate is taken.
+void examineWriters(const std::string& path, Findings& findings) {
+  if (const mode_t mode = modeOf(path); (mode & kOthersWrite) != 0) {
+    findings.warn(
+        path, "others may write here (mode " + octal(mode) + ")", "chmod go-w " + quoted(path));
+  }
+}
+
+void examineStore(const std::string& folder, Findings& findings) {
+  if (!isReadable(folder)) {
+    refuseReading(folder, ExitCode::Input, findings);
+    return;
+  }
+  std::size_t lists = 0;
+  std::size_t certificates = 0;
+  for (const std::string& name : namesIn(folder)) {
+    const std::string path = folder + "/" + name;
+    ++(name.ends_with(".crl") ? lists : certificates);
+    if (!isReadable(path)) {
+      refuseReading(path, ExitCode::Input, findings);
+    }
+  }
+  findings.good(folder,
+                std::to_string(certificates) + " certificates, " + std::to_string(lists) + " CRLs");
+  examineWriters(folder, findings);
+}
+
+void examineRoot(const std::string& root, const Rights& keys, Findings& findings) {
+  examineWriters(root, findings);
+  for (const std::string& name : namesIn(root + "/stores")) {
+    examineStore(root + "/stores/" + name, findings);
+  }
+  examineKeys(root + "/keys", keys, findings);
+}
+
+void examineUserFolder(Findings& findings) {
+  const Setting folder = userFolder();
+  const std::string from = " (from " + folder.source + ")";
+  if (!isThere(folder.value)) {
+    findings.warn("user's folder",
+                  folder.value + from + " is not there: this user has no stores and no keys",
+                  "qxprovider cert add --store My CERTIFICATE");
+    return;
+  }
+  findings.good("user's folder", folder.value + from + ", mode " + octal(modeOf(folder.value)));
+  examineRoot(folder.value, kUserKeys, findings);
+}
+
+void examineMachineFolder(Findings& findings) {
+  const Setting folder = machineFolder();
+  const std::string from = " (from " + folder.source + ")";
+  if (!isThere(folder.value)) {
+    findings.good("machine's folder",
+                  folder.value + from + ": none, profiles with m have no store");
+    return;
+  }
+  findings.good("machine's folder", folder.value + from + ", mode " + octal(modeOf(folder.value)));
+  examineRoot(folder.value, kMachineKeys, findings);
+}
+
+}  // namespace
+
+void examinePlaces(Findings& findings) {
+  findings.begin("user and folders");
+  findings.good("user", userName() + ", uid " + std::to_string(geteuid()));
+  examineUserFolder(findings);
+  examineMachineFolder(findings);
+}
+
+}  // namespace qx::ssf::doctor
