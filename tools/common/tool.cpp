@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "tools/common/completion.h"
+
 namespace qx::tools {
 namespace {
 
@@ -74,6 +76,18 @@ Tool::Tool(const std::string& name, const std::string& description)
   app.add_flag_callback(
          "--json", [this] { report.asJson(); }, "Print one JSON object")
       ->trigger_on_parse();
+  // For packages: out of the help, where it would only be in the way.
+  app.add_option_function<std::string>(
+         "--completion",
+         [this](const std::string& shell) {
+           const std::string script = shell == "bash" ? bashCompletion(app) : zshCompletion(app);
+           // Whether all of it was written is judged at the flush.
+           static_cast<void>(std::fwrite(script.data(), 1, script.size(), stdout));
+           throw CLI::Success();
+         })
+      ->check(CLI::IsMember({"bash", "zsh"}))
+      ->trigger_on_parse()
+      ->group("");
 }
 
 void Tool::claimOutput(const std::string& output, Content content) {
