@@ -15,18 +15,10 @@ using test::SsfOutcome;
 using test::SsfRecord;
 
 constexpr std::size_t kSmallest = 100;
-constexpr std::size_t kLargest = 100'000;
+constexpr std::size_t kLargest = World::kMaterial / 2;
 
 // Wrong answers that a worker tells of.
 constexpr std::uint64_t kMostTold = 10;
-
-// Whatever is signed is a part of it.
-std::string makeMaterial() {
-  std::mt19937_64 random(1);  // NOLINT(cert-msc32-c,cert-msc51-cpp): any bytes will do
-  std::string material(2 * kLargest, '\0');
-  std::ranges::generate(material, [&] { return static_cast<char>(random() & 0xffU); });
-  return material;
-}
 
 std::string digestOf(const std::string& content, const EVP_MD* algorithm) {
   std::array<unsigned char, EVP_MAX_MD_SIZE> digest{};
@@ -265,10 +257,9 @@ std::size_t Worker::number(std::size_t below) {
 
 // As many of some hundred bytes as of some ten thousand.
 std::string Worker::anyContent() {
-  static const std::string material = makeMaterial();
   std::uniform_real_distribution<double> exponent(std::log(kSmallest), std::log(kLargest));
   const auto size = static_cast<std::size_t>(std::exp(exponent(random_)));
-  return material.substr(number(kLargest), size);
+  return world_->material().substr(number(kLargest), size);
 }
 
 const Identity& Worker::anySigner() {

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <filesystem>
+#include <random>
 
 namespace qx::soak {
 namespace {
@@ -19,11 +20,19 @@ bool isForRecipients(lab::KeyKind kind) {
   return kind != lab::KeyKind::EcP256;
 }
 
+std::string makeMaterial() {
+  std::mt19937_64 random(1);  // NOLINT(cert-msc32-c,cert-msc51-cpp): any bytes will do
+  std::string material(World::kMaterial, '\0');
+  std::ranges::generate(material, [&] { return static_cast<char>(random() & 0xffU); });
+  return material;
+}
+
 }  // namespace
 
 World::World()
     : authority_(lab::Authority::selfSigned(lab::KeyKind::Gost2012_256,
-                                            {.subject = {{"C", "RU"}, {"CN", "Soak Root"}}})) {
+                                            {.subject = {{"C", "RU"}, {"CN", "Soak Root"}}})),
+      material_(makeMaterial()) {
   oldGostDigest_ = lab::usualDigest(lab::generateKey(lab::KeyKind::Gost2001).get());
   folder_.addCertificate("Root", authority_.certificate());
   for (const std::uint64_t number : {1U, 2U}) {

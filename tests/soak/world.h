@@ -22,12 +22,16 @@ struct Identity {
 class World {
  public:
   static constexpr std::size_t kGuests = 2;
+  static constexpr std::size_t kMaterial = 200'000;
 
   World();
 
   const std::vector<Identity>& identities() const { return identities_; }
 
   const std::vector<Identity>& guests() const { return guests_; }
+
+  /// kMaterial bytes of all kinds: whatever is signed is a part of them.
+  const std::string& material() const { return material_; }
 
   /// The digest R 34.11-94, by the engine.
   const EVP_MD* oldGostDigest() const { return oldGostDigest_; }
@@ -53,6 +57,7 @@ class World {
   test::ProviderFolder folder_;
   lab::Authority authority_;
   const EVP_MD* oldGostDigest_ = nullptr;
+  std::string material_;
   std::vector<Identity> identities_;
   std::vector<Identity> guests_;
   std::vector<File> keys_;                       ///< of each guest
