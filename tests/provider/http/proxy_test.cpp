@@ -16,6 +16,7 @@ namespace {
 using lab::Authority;
 using lab::KeyKind;
 using ::testing::AllOf;
+using ::testing::Each;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
@@ -86,7 +87,8 @@ TEST_F(HttpsThroughProxy, RefusesAServerOfAnotherName) {
   certificate_ = certify("DNS:other.invalid,IP:127.0.0.1");
   const ScriptedServer server({okAnswer("hello")}, identity());
   EXPECT_EQ(ask({.url = urlOf(server, "/secret")}), failed(ERROR_WINHTTP_SECURE_FAILURE));
-  EXPECT_THAT(server.requests(), ElementsAre(""));
+  // The server may not have noticed yet that nothing will come.
+  EXPECT_THAT(server.requests(), Each(IsEmpty()));
 }
 
 TEST_F(HttpsThroughProxy, OpensAnotherTunnelForARedirection) {
