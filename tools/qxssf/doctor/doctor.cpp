@@ -53,6 +53,11 @@ void examine(Program& program, const Signer& signer) {
   }
   doctor::examinePlaces(findings);
   if (library) {
+    examineCertificates(*library, person, findings);
+    examineTrust(*library, person, findings);
+  }
+  doctor::examineEnvironment(findings);
+  if (library) {
     examineTrial(*library, person, findings);
   }
   reportFindings(findings, program.tool.report);

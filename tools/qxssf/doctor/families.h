@@ -23,6 +23,15 @@ void examineLibrary(const Library& library, const Setting& path, Findings& findi
 /// The system's user, his and the machine's folders, and their rights.
 void examinePlaces(Findings& findings);
 
+/// The certificates of the profile's store, their keys, and which of them the identity names.
+void examineCertificates(const Library& library, const Person& person, Findings& findings);
+
+/// The chains and revocation lists of these certificates: of the identity's, or of all that have a key.
+void examineTrust(const Library& library, const Person& person, Findings& findings);
+
+/// The clock, the variables and the configuration file.
+void examineEnvironment(Findings& findings);
+
 /// Signs, verifies, envelopes and developes a test text.
 void examineTrial(const Library& library, const Person& person, Findings& findings);
 

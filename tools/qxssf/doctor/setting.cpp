@@ -6,11 +6,14 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
+#include <chrono>
 #include <cstdlib>
 
 namespace qx::ssf::doctor {
 namespace {
 
+constexpr std::uint64_t kUnixEpochSeconds = 11'644'473'600;
+constexpr std::uint64_t kTicksPerSecond = 10'000'000;
 constexpr std::size_t kPasswordEntry = std::size_t{1} << 16U;
 
 std::string homeOfPasswordDatabase() {
@@ -59,6 +62,12 @@ Setting configurationFile() {
   }
   const std::string machine = "/etc/qxprovider/provider.conf";
   return {.value = access(machine.c_str(), F_OK) == 0 ? machine : "", .source = "the default"};
+}
+
+std::uint64_t ticksNow() {
+  const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+  return (static_cast<std::uint64_t>(now.time_since_epoch().count()) + kUnixEpochSeconds) *
+         kTicksPerSecond;
 }
 
 std::string quoted(const std::string& text) {

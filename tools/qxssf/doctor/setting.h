@@ -1,6 +1,7 @@
 #ifndef QX_TOOLS_QXSSF_DOCTOR_SETTING_H_
 #define QX_TOOLS_QXSSF_DOCTOR_SETTING_H_
 
+#include <cstdint>
 #include <string>
 
 namespace qx::ssf::doctor {
@@ -21,6 +22,9 @@ Setting machineFolder();
 
 /// configurationFile is the provider.conf that is read; empty when there is none.
 Setting configurationFile();
+
+/// ticksNow is the present moment: 100 ns from 1601-01-01, as certificates tell their times.
+std::uint64_t ticksNow();
 
 /// quoted is a text as one word of a shell.
 std::string quoted(const std::string& text);
