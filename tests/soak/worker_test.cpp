@@ -81,7 +81,9 @@ TEST(SoakFork, ChildrenDoAllOperationsWhileTheParentsThreadsDo) {
   for (int i = 0; i < kChildren; ++i) {
     const pid_t child = fork();
     if (child == 0) {
-      _exit(wrongAnswers(world, static_cast<std::uint64_t>(1000 + i), kPieces) == 0 ? 0 : 1);
+      _exit(wrongAnswers(world, std::uint64_t{1000} + static_cast<std::uint64_t>(i), kPieces) == 0
+                ? 0
+                : 1);
     }
     int status = 0;
     EXPECT_EQ(waitpid(child, &status, 0), child);

@@ -110,21 +110,25 @@ bool isDocumented(const std::string& setting, const std::string& document) {
   return section != std::string::npos && key < document.find("\n[", section + 1);
 }
 
-TEST(Explanations, NameOnlySettingsThatAreDocumented) {
-  const std::string document = test::readFile(QX_SOURCE_DIR "/docs/configuration.md");
-  std::size_t found = 0;
+std::string everythingSaid() {
+  std::string said;
   for (const auto table : {returnCodes(), recordResults(), providerErrors()}) {
     for (const Explanation& row : table) {
-      for (const char* text :
-           {row.causes.english, row.remedy.english, row.causes.russian, row.remedy.russian}) {
-        for (const std::string& setting : settingsIn(text)) {
-          ++found;
-          EXPECT_TRUE(isDocumented(setting, document)) << row.name << ": " << setting;
-        }
+      for (const Text& text : {row.causes, row.remedy}) {
+        said += std::string(text.english) + '\n' + text.russian + '\n';
       }
     }
   }
-  EXPECT_GT(found, 10U);
+  return said;
+}
+
+TEST(Explanations, NameOnlySettingsThatAreDocumented) {
+  const std::string document = test::readFile(QX_SOURCE_DIR "/docs/configuration.md");
+  const std::vector<std::string> settings = settingsIn(everythingSaid());
+  EXPECT_GT(settings.size(), 10U);
+  for (const std::string& setting : settings) {
+    EXPECT_TRUE(isDocumented(setting, document)) << setting;
+  }
   EXPECT_FALSE(isDocumented("tsp.url", document));
 }
 
