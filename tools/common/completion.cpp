@@ -221,13 +221,13 @@ std::string named(std::string_view text, const std::string& name) {
 }  // namespace
 
 std::string bashCompletion(const CLI::App& program) {
-  const std::string name = program.get_name();
+  const std::string& name = program.get_name();
   return "# Completion of " + name + " in bash, written from the program's own definitions.\n" +
          tables(name, program, plainWords) + named(kBash, name);
 }
 
 std::string zshCompletion(const CLI::App& program) {
-  const std::string name = program.get_name();
+  const std::string& name = program.get_name();
   return "#compdef " + name + "\n# Written from the program's own definitions.\n" +
          tables(name, program, describedWords) + named(kZsh, name);
 }

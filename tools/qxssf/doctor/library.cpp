@@ -129,7 +129,8 @@ void examineBindings(const Library& library, Findings& findings) {
     const std::string file = fileOf(boundTo(library, name));
     if (!file.empty() && file != provider) {
       std::string& names = foreign[file];
-      names += (names.empty() ? "" : ", ") + std::string(name);
+      names += names.empty() ? "" : ", ";
+      names += name;
     }
   }
   for (const auto& [file, names] : foreign) {
