@@ -1,3 +1,6 @@
+#include <filesystem>
+#include <string>
+
 #include <gtest/gtest.h>
 #include <openssl/pem.h>
 
@@ -12,7 +15,7 @@ namespace {
 const std::string kContent = "sample text\n";
 
 std::string sampleFile(const std::string& name) {
-  return std::string(QX_SOURCE_DIR) + "/tests/data/rfc4490/" + name + ".pem";
+  return (std::filesystem::path(QX_SOURCE_DIR) / "tests/data/rfc4490" / (name + ".pem")).string();
 }
 
 /// The octets of a sample.
