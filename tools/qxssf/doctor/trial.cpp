@@ -17,8 +17,8 @@ constexpr std::string_view kCipher = "GOST28147";
 
 // One try: the library, and who tries with which store.
 struct Trial {
-  const Library& library;
-  const Person& person;
+  const Library* library;
+  const Person* person;
   std::string profile;
 };
 
@@ -57,23 +57,23 @@ bool judge(const std::string& operation,
 }
 
 void addPerson(const Trial& trial, Records& records) {
-  records.add(trial.person.id, trial.profile, trial.person.pin.bytes());
+  records.add(trial.person->id, trial.profile, trial.person->pin.bytes());
 }
 
 bool trySign(const Trial& trial, Octets& message, Findings& findings) {
-  Records records(trial.library);
+  Records records(*trial.library);
   addPerson(trial, records);
-  const SAPRETURN code = QX_SSF_FUNCTION(trial.library, SsfSign)(bytesIn(kFormat),
-                                                                 lengthIn(kFormat),
-                                                                 /*hashAlgName=*/nullptr,
-                                                                 /*hashAlgNameLength=*/0,
-                                                                 /*incCerts=*/1,
-                                                                 /*detached=*/0,
-                                                                 bytesIn(kText),
-                                                                 lengthIn(kText),
-                                                                 records.get(),
-                                                                 message.data(),
-                                                                 message.length());
+  const SAPRETURN code = QX_SSF_FUNCTION(*trial.library, SsfSign)(bytesIn(kFormat),
+                                                                  lengthIn(kFormat),
+                                                                  /*hashAlgName=*/nullptr,
+                                                                  /*hashAlgNameLength=*/0,
+                                                                  /*incCerts=*/1,
+                                                                  /*detached=*/0,
+                                                                  bytesIn(kText),
+                                                                  lengthIn(kText),
+                                                                  records.get(),
+                                                                  message.data(),
+                                                                  message.length());
   return judge("sign", code, records, kSigner, findings);
 }
 
@@ -89,24 +89,24 @@ bool isWhatWasTried(const Octets& content, const std::string& operation, Finding
 }
 
 void tryVerify(const Trial& trial, const Octets& message, Findings& findings) {
-  Records records(trial.library);
-  Octets content(trial.library);
-  const SAPRETURN code = QX_SSF_FUNCTION(trial.library, SsfVerify)(bytesIn(kFormat),
-                                                                   lengthIn(kFormat),
-                                                                   /*ignored3=*/nullptr,
-                                                                   bytesIn(message.bytes()),
-                                                                   lengthIn(message.bytes()),
-                                                                   /*content=*/nullptr,
-                                                                   /*contentLength=*/0,
-                                                                   bytesIn(trial.profile),
-                                                                   lengthIn(trial.profile),
-                                                                   /*ignoredPassword=*/nullptr,
-                                                                   /*ignoredPasswordLength=*/0,
-                                                                   records.out(),
-                                                                   content.data(),
-                                                                   content.length());
+  Records records(*trial.library);
+  Octets content(*trial.library);
+  const SAPRETURN code = QX_SSF_FUNCTION(*trial.library, SsfVerify)(bytesIn(kFormat),
+                                                                    lengthIn(kFormat),
+                                                                    /*ignored3=*/nullptr,
+                                                                    bytesIn(message.bytes()),
+                                                                    lengthIn(message.bytes()),
+                                                                    /*content=*/nullptr,
+                                                                    /*contentLength=*/0,
+                                                                    bytesIn(trial.profile),
+                                                                    lengthIn(trial.profile),
+                                                                    /*ignoredPassword=*/nullptr,
+                                                                    /*ignoredPasswordLength=*/0,
+                                                                    records.out(),
+                                                                    content.data(),
+                                                                    content.length());
   if (code == SSF_API_SIGNER_ERROR) {
-    const ToolError fault = faultOf(verdictsOf(trial.library, records), "the trial signature");
+    const ToolError fault = faultOf(verdictsOf(*trial.library, records), "the trial signature");
     findings.fault(fault.code(),
                    "verify",
                    withCode(fault.what(), code),
@@ -117,21 +117,21 @@ void tryVerify(const Trial& trial, const Octets& message, Findings& findings) {
 }
 
 bool tryEnvelope(const Trial& trial, Octets& message, Findings& findings) {
-  Records records(trial.library);
+  Records records(*trial.library);
   addPerson(trial, records);
-  const SAPRETURN code = QX_SSF_FUNCTION(trial.library, SsfEnvelope)(bytesIn(kFormat),
-                                                                     lengthIn(kFormat),
-                                                                     bytesIn(kCipher),
-                                                                     lengthIn(kCipher),
-                                                                     bytesIn(kText),
-                                                                     lengthIn(kText),
-                                                                     bytesIn(trial.profile),
-                                                                     lengthIn(trial.profile),
-                                                                     /*ignoredPassword=*/nullptr,
-                                                                     /*ignoredPasswordLength=*/0,
-                                                                     records.get(),
-                                                                     message.data(),
-                                                                     message.length());
+  const SAPRETURN code = QX_SSF_FUNCTION(*trial.library, SsfEnvelope)(bytesIn(kFormat),
+                                                                      lengthIn(kFormat),
+                                                                      bytesIn(kCipher),
+                                                                      lengthIn(kCipher),
+                                                                      bytesIn(kText),
+                                                                      lengthIn(kText),
+                                                                      bytesIn(trial.profile),
+                                                                      lengthIn(trial.profile),
+                                                                      /*ignoredPassword=*/nullptr,
+                                                                      /*ignoredPasswordLength=*/0,
+                                                                      records.get(),
+                                                                      message.data(),
+                                                                      message.length());
   // A provider that has just signed refuses nothing but this certificate.
   if (code == SSF_API_NO_PROVIDER) {
     findings.warn(
@@ -144,16 +144,16 @@ bool tryEnvelope(const Trial& trial, Octets& message, Findings& findings) {
 }
 
 void tryDevelope(const Trial& trial, const Octets& message, Findings& findings) {
-  Records records(trial.library);
+  Records records(*trial.library);
   addPerson(trial, records);
-  Octets content(trial.library);
-  const SAPRETURN code = QX_SSF_FUNCTION(trial.library, SsfDevelope)(bytesIn(kFormat),
-                                                                     lengthIn(kFormat),
-                                                                     bytesIn(message.bytes()),
-                                                                     lengthIn(message.bytes()),
-                                                                     records.get()->info,
-                                                                     content.data(),
-                                                                     content.length());
+  Octets content(*trial.library);
+  const SAPRETURN code = QX_SSF_FUNCTION(*trial.library, SsfDevelope)(bytesIn(kFormat),
+                                                                      lengthIn(kFormat),
+                                                                      bytesIn(message.bytes()),
+                                                                      lengthIn(message.bytes()),
+                                                                      records.get()->info,
+                                                                      content.data(),
+                                                                      content.length());
   if (judge("develope", code, records, kReader, findings)) {
     isWhatWasTried(content, "develope", findings);
   }
@@ -167,8 +167,8 @@ void examineTrial(const Library& library, const Person& person, Findings& findin
     findings.good("trial", "not made; --signer names the identity to try");
     return;
   }
-  const Trial trial{.library = library,
-                    .person = person,
+  const Trial trial{.library = &library,
+                    .person = &person,
                     .profile = person.profile.empty() ? "My" : person.profile};
   Octets signedText(library);
   if (!trySign(trial, signedText, findings)) {
