@@ -48,9 +48,10 @@ std::vector<std::string> partsOf(const std::string& name) {
   bool quotedText = false;
   for (const char c : name) {
     quotedText = quotedText != (c == '"');
+    const bool isLeading = c == ' ' && (parts.back().empty() || parts.back().ends_with('='));
     if (c == ',' && !quotedText) {
       parts.emplace_back();
-    } else if (c != '"' && !(c == ' ' && (parts.back().empty() || parts.back().ends_with('=')))) {
+    } else if (c != '"' && !isLeading) {
       parts.back() += c;
     }
   }

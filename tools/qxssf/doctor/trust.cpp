@@ -77,13 +77,13 @@ std::vector<StoreName> otherStores() {
 /// Trust tells of each authority once, however many certificates suffer from it.
 class Trust {
  public:
-  Trust(const Library& library, Findings& findings) : library_(library), findings_(findings) {}
+  Trust(const Library& library, Findings& findings) : library_(&library), findings_(&findings) {}
 
   void examine(const CERT_CONTEXT& certificate, bool meant) {
-    const std::string subject = nameText(library_, certificate.pCertInfo->Subject);
-    const ChainPtr chain = chainOf(library_, certificate);
+    const std::string subject = nameText(*library_, certificate.pCertInfo->Subject);
+    const ChainPtr chain = chainOf(*library_, certificate);
     if (chain == nullptr || chain->cChain == 0) {
-      findings_.fault(ExitCode::NotTrusted, subject, "no chain can be built", "qxssf explain 22");
+      findings_->fault(ExitCode::NotTrusted, subject, "no chain can be built", "qxssf explain 22");
       return;
     }
     const CERT_SIMPLE_CHAIN& simple = *chain->rgpChain[0];
@@ -99,14 +99,14 @@ class Trust {
       }
     }
     if (chain->TrustStatus.dwErrorStatus == CERT_TRUST_NO_ERROR) {
-      findings_.good(subject, "trusted, not revoked");
+      findings_->good(subject, "trusted, not revoked");
     }
   }
 
  private:
   void examineElement(const CERT_CHAIN_ELEMENT& element, DWORD errors, bool isOwn, bool mayBe) {
     const CERT_INFO& info = *element.pCertContext->pCertInfo;
-    const std::string subject = nameText(library_, info.Subject);
+    const std::string subject = nameText(*library_, info.Subject);
     if ((errors & CERT_TRUST_IS_REVOKED) != 0) {
       complain(subject, "is revoked", "qxprovider cert add --store My CERTIFICATE", mayBe);
     }
@@ -117,7 +117,7 @@ class Trust {
       complain(subject, "is not in Root", "qxprovider cert add --store Root CERTIFICATE", false);
     }
     if ((errors & CERT_TRUST_REVOCATION_STATUS_UNKNOWN) != 0) {
-      complain(nameText(library_, info.Issuer),
+      complain(nameText(*library_, info.Issuer),
                "has no revocation list that holds now: SsfVerify returns 5 with the result 22",
                "qxprovider crl add --store CA CRL",
                false);
@@ -130,15 +130,15 @@ class Trust {
 
   // The issuer at which a chain ends: nowhere, or where no chain looks for it.
   void missIssuer(const CERT_INFO& last) {
-    const std::string issuer = nameText(library_, last.Issuer);
+    const std::string issuer = nameText(*library_, last.Issuer);
     for (const StoreName& store : otherStores()) {
-      const auto certificates = certificatesIn(library_, store);
+      const auto certificates = certificatesIn(*library_, store);
       for (const CertificatePtr& one : certificates.value_or(std::vector<CertificatePtr>())) {
         if (isSame(one->pCertInfo->Subject, last.Issuer)) {
           complain(issuer,
                    "lies in " + store.name + ", where chains do not look: it belongs in CA",
-                   "qxprovider cert export " + store.option() + " " + thumbprintOf(library_, *one) +
-                       " | qxprovider cert add --store CA -",
+                   "qxprovider cert export " + store.option() + " " +
+                       thumbprintOf(*library_, *one) + " | qxprovider cert add --store CA -",
                    false);
           return;
         }
@@ -158,9 +158,9 @@ class Trust {
       return;
     }
     if (mayBe) {
-      findings_.warn(subject, text, remedy);
+      findings_->warn(subject, text, remedy);
     } else {
-      findings_.fault(ExitCode::NotTrusted, subject, text, remedy);
+      findings_->fault(ExitCode::NotTrusted, subject, text, remedy);
     }
   }
 
@@ -173,8 +173,8 @@ class Trust {
     return text;
   }
 
-  const Library& library_;
-  Findings& findings_;
+  const Library* library_;
+  Findings* findings_;
   std::set<std::string> told_;
 };
 
