@@ -1,8 +1,5 @@
 #include "tests/soak/worker.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <thread>
 #include <vector>
@@ -58,38 +55,6 @@ TEST(SoakWorkers, DoAllOperationsAtOnceWhileStoresChange) {
     world.change(0, change);
     std::this_thread::yield();
   }
-  for (std::thread& thread : threads) {
-    thread.join();
-  }
-  EXPECT_EQ(wrong, 0U);
-}
-
-// Not for the thread sanitizer, which does not follow a threaded process into a child.
-TEST(SoakFork, ChildrenDoAllOperationsWhileTheParentsThreadsDo) {
-  constexpr int kChildren = 6;
-  const World world;
-  std::atomic<bool> stop = false;
-  std::atomic<std::uint64_t> wrong = 0;
-  std::vector<std::thread> threads;
-  for (unsigned i = 0; i < kThreads; ++i) {
-    threads.emplace_back([&, i] {
-      for (std::uint64_t seed = i; !stop; seed += kThreads) {
-        wrong += wrongAnswers(world, seed, 1);
-      }
-    });
-  }
-  for (int i = 0; i < kChildren; ++i) {
-    const pid_t child = fork();
-    if (child == 0) {
-      _exit(wrongAnswers(world, std::uint64_t{1000} + static_cast<std::uint64_t>(i), kPieces) == 0
-                ? 0
-                : 1);
-    }
-    int status = 0;
-    EXPECT_EQ(waitpid(child, &status, 0), child);
-    EXPECT_EQ(status, 0) << "child " << i;
-  }
-  stop = true;
   for (std::thread& thread : threads) {
     thread.join();
   }
