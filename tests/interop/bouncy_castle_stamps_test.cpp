@@ -7,6 +7,7 @@
 
 #include "tests/interop/bouncy_castle.h"
 #include "tests/interop/interop_world.h"
+#include "tests/support/kind_name.h"
 #include "tools/lab/services.h"
 
 // Bouncy Castle reads the time stamps, references and values of our signatures that can be checked years
@@ -120,7 +121,7 @@ class BouncyCastleStamps : public BouncyCastle {
 
 TEST_F(BouncyCastleStamps, AreVerifiedWithTheReferences) {
   for (const KeyKind kind : kAllKinds) {
-    askAbout(testName(kind), StampWorld(kind).sign());
+    askAbout(kindText(kind), StampWorld(kind).sign());
   }
   expectAllGood();
 }
@@ -135,12 +136,12 @@ TEST_F(BouncyCastleStamps, AreNotVerifiedOnceTheyAreChanged) {
     const std::string message = StampWorld(kind).sign();
     for (const char attribute :
          {kSignatureStamp, kCertificateRefs, kRevocationRefs, kCadesCStamp}) {
-      askWith(testName(kind) + "Hash" + std::to_string(attribute),
+      askWith(kindText(kind) + "Hash" + std::to_string(attribute),
               withAnotherHash(message, attribute),
               "a stamp over something else");
     }
     for (const char attribute : {kSignatureStamp, kCadesCStamp}) {
-      askWith(testName(kind) + "Time" + std::to_string(attribute),
+      askWith(kindText(kind) + "Time" + std::to_string(attribute),
               withAnotherTime(message, attribute),
               "CMSSignerDigestMismatchException");
     }

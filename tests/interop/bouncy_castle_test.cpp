@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/interop/interop_world.h"
+#include "tests/support/kind_name.h"
 
 // Bouncy Castle opens what we envelop and verifies what we sign, and the other way round. A Java machine
 // starts slowly, so each test asks one run for many things and tells every one by its name.
@@ -22,7 +23,7 @@ class BouncyCastleEnvelopes : public BouncyCastle {
 
   const Signer& recipient(std::size_t index) const { return world_.signers().at(index); }
 
-  std::string kindOf(std::size_t index) const { return testName(kRecipientKinds[index]); }
+  std::string kindOf(std::size_t index) const { return kindText(kRecipientKinds[index]); }
 
   static constexpr std::size_t kKinds = std::size(kRecipientKinds);
 
@@ -129,7 +130,7 @@ TEST_F(BouncyCastleSignatures, AreVerifiedThatWeMake) {
         const SsfOutcome made = ssfSign(
             kContent, world.records(static_cast<std::size_t>(signers)), {.detached = detached});
         ASSERT_EQ(made.code, SSF_API_OK);
-        askToVerify(testName(kind) + form(detached) + std::to_string(signers),
+        askToVerify(kindText(kind) + form(detached) + std::to_string(signers),
                     made.output,
                     detached,
                     signers);
@@ -160,7 +161,7 @@ TEST_F(BouncyCastleSignatures, AreNotVerifiedOnceTheyAreChanged) {
     SsfOutcome made = ssfSign(kContent, world.records(1));
     ASSERT_EQ(made.code, SSF_API_OK);
     made.output.back() = static_cast<char>(made.output.back() ^ 1);
-    askToVerify(testName(kind), made.output, false, 1);
+    askToVerify(kindText(kind), made.output, false, 1);
   }
   for (const auto& [name, answer] : answers()) {
     EXPECT_EQ(answer, "wrong signature") << name;
@@ -179,7 +180,7 @@ TEST_F(BouncyCastleSignatures, AreVerifiedByUsThatItMakes) {
   const std::string content = write("content", kContent);
   for (std::size_t i = 0; i < std::size(kAllKinds); ++i) {
     const Signer& signer = world.signers()[i];
-    const std::string name = testName(kAllKinds[i]);
+    const std::string name = kindText(kAllKinds[i]);
     ask("sign",
         name,
         {file(name), content, signer.keyFile, signer.certificateFile, kAlgorithms[i]});

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/interop/interop_world.h"
+#include "tests/support/kind_name.h"
 
 // GnuTLS's certtool accepts what we sign, with keys over the curves that it knows.
 
@@ -83,7 +84,7 @@ TEST_P(GnutlsVerifies, NotWhatWasChangedAfterwards) {
 
 std::string caseName(const testing::TestParamInfo<Case>& info) {
   const auto& [kind, detached, signers] = info.param;
-  return testName(kind) + (detached ? "Detached" : "Attached") + std::to_string(signers);
+  return kindText(kind) + (detached ? "Detached" : "Attached") + std::to_string(signers);
 }
 
 INSTANTIATE_TEST_SUITE_P(AllKinds,

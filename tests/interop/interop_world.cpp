@@ -80,12 +80,6 @@ CommandResult openssl(const std::string& command, std::vector<std::string> argum
   return run(std::move(line));
 }
 
-std::string testName(lab::KeyKind kind) {
-  std::string name = lab::kindName(kind);
-  std::erase_if(name, [](unsigned char c) { return std::isalnum(c) == 0; });
-  return name;
-}
-
 std::vector<EvpPkeyPtr> widelyKnownKeys(const std::vector<lab::KeyKind>& kinds) {
   std::vector<EvpPkeyPtr> keys;
   keys.reserve(kinds.size());

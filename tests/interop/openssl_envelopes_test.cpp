@@ -5,6 +5,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/interop/interop_world.h"
+#include "tests/support/kind_name.h"
 
 // The openssl command opens what we envelop, and we open what it encrypts.
 
@@ -96,7 +97,7 @@ TEST_P(OpensslOpens, NotWhatIsForAnother) {
 }
 
 std::string kindName(const testing::TestParamInfo<lab::KeyKind>& info) {
-  return testName(info.param);
+  return kindText(info.param);
 }
 
 INSTANTIATE_TEST_SUITE_P(Kinds, OpensslOpens, testing::ValuesIn(kRecipientKinds), kindName);
@@ -168,7 +169,7 @@ TEST_P(WeOpen, NotWhatOpensslEncryptsForAnother) {
 }
 
 std::string formName(const testing::TestParamInfo<Case>& info) {
-  return testName(std::get<0>(info.param)) + std::get<1>(info.param).name;
+  return kindText(std::get<0>(info.param)) + std::get<1>(info.param).name;
 }
 
 INSTANTIATE_TEST_SUITE_P(Gost28147,

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/interop/interop_world.h"
+#include "tests/support/kind_name.h"
 
 // We verify what the openssl command signs.
 
@@ -89,7 +90,7 @@ TEST_P(OpensslSigns, AndAnotherContentIsRefused) {
 std::string caseName(const testing::TestParamInfo<Case>& info) {
   const auto& [kind, form, attributes] = info.param;
   const std::string forms[] = {"Attached", "Detached", "Streamed"};
-  return testName(kind) + forms[static_cast<std::size_t>(form)] +
+  return kindText(kind) + forms[static_cast<std::size_t>(form)] +
          (attributes ? "WithAttributes" : "WithoutAttributes");
 }
 

@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/interop/interop_world.h"
+#include "tests/support/kind_name.h"
 
 // The openssl command accepts what we sign.
 
@@ -65,7 +66,7 @@ TEST_P(OpensslVerifies, NotWhatWasChangedAfterwards) {
 
 std::string caseName(const testing::TestParamInfo<Case>& info) {
   const auto& [kind, detached, certificates, signers] = info.param;
-  return testName(kind) + (detached ? "Detached" : "Attached") +
+  return kindText(kind) + (detached ? "Detached" : "Attached") +
          (certificates ? "WithCertificates" : "WithoutCertificates") + std::to_string(signers);
 }
 

@@ -18,6 +18,7 @@
 #include "tests/provider/message/encode_records.h"
 #include "tests/provider/message/foreign_messages.h"
 #include "tests/provider/message/signed_parts.h"
+#include "tests/support/kind_name.h"
 
 namespace qx::test {
 namespace {
@@ -94,14 +95,7 @@ TEST_P(EnhanceEachKind, StampsTheSignatureAndThenTheWhole) {
   EXPECT_EQ(toHex(TimeStampToken::read(last)->info().imprint), toHex(hashed(one, whole)));
 }
 
-INSTANTIATE_TEST_SUITE_P(Enhance,
-                         EnhanceEachKind,
-                         ::testing::ValuesIn(allKinds()),
-                         [](const auto& test) {
-                           std::string name = lab::kindName(test.param);
-                           std::erase(name, '-');
-                           return name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Enhance, EnhanceEachKind, ::testing::ValuesIn(allKinds()), kindOf);
 
 class EnhanceTest : public ::testing::Test {
  protected:

@@ -8,6 +8,7 @@
 #include "tests/provider/cades/enhance_world.h"
 #include "tests/provider/message/changes.h"
 #include "tests/provider/message/foreign_messages.h"
+#include "tests/support/kind_name.h"
 
 namespace qx::test {
 namespace {
@@ -52,14 +53,7 @@ TEST_P(EnhancedIsVerified, FromWhatItCarries) {
   }
 }
 
-INSTANTIATE_TEST_SUITE_P(Enhance,
-                         EnhancedIsVerified,
-                         ::testing::ValuesIn(allKinds()),
-                         [](const auto& test) {
-                           std::string name = lab::kindName(test.param);
-                           std::erase(name, '-');
-                           return name;
-                         });
+INSTANTIATE_TEST_SUITE_P(Enhance, EnhancedIsVerified, ::testing::ValuesIn(allKinds()), kindOf);
 
 TEST(EnhancedMessage, IsVerifiedSignerBySigner) {
   EnhanceWorld& world = sharedWorld();

@@ -17,6 +17,7 @@
 #include "tests/provider/cades/bes.h"
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/encode_records.h"
+#include "tests/support/kind_name.h"
 
 namespace qx::test {
 namespace {
@@ -27,12 +28,6 @@ using ::testing::ElementsAre;
 using ::testing::Not;
 
 const Octets kContent = octets("What is written here is signed.");
-
-std::string kindText(KeyKind kind) {
-  std::string name = lab::kindName(kind);
-  std::erase(name, '-');
-  return name;
-}
 
 using EssV2Ptr = OpensslOwner<ESS_SIGNING_CERT_V2, ESS_SIGNING_CERT_V2_free>;
 

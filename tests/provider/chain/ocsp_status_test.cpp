@@ -7,6 +7,7 @@
 #include <openssl/ocsp.h>
 
 #include "tests/provider/chain/ocsp_world.h"
+#include "tests/support/kind_name.h"
 
 namespace qx::test {
 namespace {
@@ -216,11 +217,7 @@ INSTANTIATE_TEST_SUITE_P(All,
                                            KeyKind::Rsa2048,
                                            KeyKind::EcP256,
                                            KeyKind::EcP384),
-                         [](const auto& kind) {
-                           std::string name = lab::kindName(kind.param);
-                           std::erase(name, '-');
-                           return name;
-                         });
+                         kindOf);
 
 }  // namespace
 }  // namespace qx::test

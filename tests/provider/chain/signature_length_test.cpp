@@ -4,6 +4,7 @@
 
 #include "tests/provider/chain/chain_world.h"
 #include "tests/support/der_tree.h"
+#include "tests/support/kind_name.h"
 #include "tools/lab/ocsp.h"
 
 namespace qx::test {
@@ -69,11 +70,7 @@ INSTANTIATE_TEST_SUITE_P(Keys,
                                            KeyKind::Gost2012_512,
                                            KeyKind::Rsa2048,
                                            KeyKind::EcP256),
-                         [](const auto& kind) {
-                           std::string name = lab::kindName(kind.param);
-                           std::erase(name, '-');
-                           return name;
-                         });
+                         kindOf);
 
 }  // namespace
 }  // namespace qx::test

@@ -7,6 +7,7 @@
 #include "provider/cipher/gost28147_wrap.h"
 #include "tests/provider/der/hex.h"
 #include "tests/support/command.h"
+#include "tests/support/kind_name.h"
 #include "tests/support/temp_dir.h"
 #include "tools/lab/pki.h"
 
@@ -118,13 +119,7 @@ TEST_P(GostAgreement, RefusesKeysOfOtherKinds) {
   }
 }
 
-std::string kindText(const ::testing::TestParamInfo<KeyKind>& parameter) {
-  std::string name = lab::kindName(parameter.param);
-  std::erase(name, '-');
-  return name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Kinds, GostAgreement, ::testing::ValuesIn(kGostKinds), kindText);
+INSTANTIATE_TEST_SUITE_P(Kinds, GostAgreement, ::testing::ValuesIn(kGostKinds), test::kindOf);
 
 TEST(KeyAgreement, RefusesAnotherCurve) {
   const auto one = generated(KeyKind::Gost2012_256);

@@ -45,12 +45,6 @@ const std::vector<KeyKind>& allKinds() {
   return kinds;
 }
 
-std::string kindOf(const ::testing::TestParamInfo<KeyKind>& parameter) {
-  std::string name = lab::kindName(parameter.param);
-  std::erase(name, '-');
-  return name;
-}
-
 std::shared_ptr<const PrivateKey> makeKey(KeyKind kind) {
   return valueOf(PrivateKey::fromEvp(lab::generateKey(kind)));
 }

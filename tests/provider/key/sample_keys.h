@@ -12,6 +12,7 @@
 #include "provider/key/private_key.h"
 #include "provider/key/public_key.h"
 #include "tests/provider/der/hex.h"
+#include "tests/support/kind_name.h"
 #include "tools/lab/pki.h"
 
 namespace qx::test {
@@ -21,9 +22,6 @@ HashAlgorithm usualHash(lab::KeyKind kind);
 
 /// Every kind that the lab makes.
 const std::vector<lab::KeyKind>& allKinds();
-
-/// A test's name from the kind of key that it is for.
-std::string kindOf(const ::testing::TestParamInfo<lab::KeyKind>& parameter);
 
 /// A new key of ours; the test stops with an exception when there is none.
 std::shared_ptr<const PrivateKey> makeKey(lab::KeyKind kind);

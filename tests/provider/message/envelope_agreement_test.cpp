@@ -8,6 +8,7 @@
 #include "provider/message/gost_key_transport.h"
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/envelopes.h"
+#include "tests/support/kind_name.h"
 
 // Neither openssl nor the engine makes a key agreement with the wrap of GOST 28147-89. But what it does
 // is what its key transport does, in other places of the message: so here a message of openssl's is
@@ -263,18 +264,12 @@ TEST_P(Agreement, WithPartsOfWrongLengthsIsBadData) {
   }
 }
 
-std::string kindText(const ::testing::TestParamInfo<KeyKind>& parameter) {
-  std::string name = lab::kindName(parameter.param);
-  std::erase(name, '-');
-  return name;
-}
-
 INSTANTIATE_TEST_SUITE_P(Gost,
                          Agreement,
                          ::testing::Values(KeyKind::Gost2001,
                                            KeyKind::Gost2012_256,
                                            KeyKind::Gost2012_512),
-                         kindText);
+                         kindOf);
 
 }  // namespace
 }  // namespace qx::test

@@ -1,6 +1,7 @@
 #include <gtest/gtest.h>
 
 #include "tests/provider/message/envelopes.h"
+#include "tests/support/kind_name.h"
 
 namespace qx::test {
 namespace {
@@ -8,12 +9,6 @@ namespace {
 using lab::KeyKind;
 
 const Octets kContent = octets("For the eyes of some.");
-
-std::string kindText(const ::testing::TestParamInfo<KeyKind>& parameter) {
-  std::string name = lab::kindName(parameter.param);
-  std::erase(name, '-');
-  return name;
-}
 
 class EnvelopeFor : public ::testing::TestWithParam<KeyKind> {
  protected:
@@ -52,7 +47,7 @@ TEST_P(EnvelopeFor, ARecipientByKeyIdOfOpensslIsOpenedByUs) {
   EXPECT_EQ(develope(message, 0, recipient()), kContent);
 }
 
-INSTANTIATE_TEST_SUITE_P(Kinds, EnvelopeFor, ::testing::ValuesIn(recipientKinds()), kindText);
+INSTANTIATE_TEST_SUITE_P(Kinds, EnvelopeFor, ::testing::ValuesIn(recipientKinds()), kindOf);
 
 std::vector<Signer*> oneOfEachKind() {
   std::vector<Signer*> all;

@@ -9,6 +9,7 @@
 #include "provider/message/verify.h"
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/envelopes.h"
+#include "tests/support/kind_name.h"
 
 namespace qx::test {
 namespace {
@@ -102,13 +103,7 @@ TEST_P(ChangedEnvelope, IsRefusedWhereverItIsCut) {
   }
 }
 
-std::string kindText(const ::testing::TestParamInfo<KeyKind>& parameter) {
-  std::string name = lab::kindName(parameter.param);
-  std::erase(name, '-');
-  return name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Kinds, ChangedEnvelope, ::testing::ValuesIn(recipientKinds()), kindText);
+INSTANTIATE_TEST_SUITE_P(Kinds, ChangedEnvelope, ::testing::ValuesIn(recipientKinds()), kindOf);
 
 /// The encrypted key of the one recipient of a message.
 Octets encryptedKeyOf(const Octets& message) {
@@ -164,7 +159,7 @@ INSTANTIATE_TEST_SUITE_P(Gost,
                          ::testing::Values(KeyKind::Gost2001,
                                            KeyKind::Gost2012_256,
                                            KeyKind::Gost2012_512),
-                         kindText);
+                         kindOf);
 
 TEST(RsaEnvelope, WithAKeyOfBadPaddingIsBadData) {
   Signer& recipient = signer(KeyKind::Rsa2048);

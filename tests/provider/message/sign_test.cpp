@@ -6,6 +6,7 @@
 #include "provider/der/reader.h"
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/signers.h"
+#include "tests/support/kind_name.h"
 
 namespace qx::test {
 namespace {
@@ -13,12 +14,6 @@ namespace {
 using lab::KeyKind;
 
 const Octets kContent = octets("What is written here is signed.");
-
-std::string kindText(KeyKind kind) {
-  std::string name = lab::kindName(kind);
-  std::erase(name, '-');
-  return name;
-}
 
 // Key type x attached or detached x certificates in or out x one or three signers x attributes or none.
 using Case = std::tuple<KeyKind, bool, bool, bool, bool>;

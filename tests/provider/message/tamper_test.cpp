@@ -4,6 +4,7 @@
 
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/signers.h"
+#include "tests/support/kind_name.h"
 
 namespace qx::test {
 namespace {
@@ -61,13 +62,7 @@ TEST_P(Tamper, NoFlippedBitOfADetachedMessagePasses) {
       message(CMSG_DETACHED_FLAG | CMSG_AUTHENTICATED_ATTRIBUTES_FLAG), one(), &kContent);
 }
 
-std::string kindText(const ::testing::TestParamInfo<KeyKind>& parameter) {
-  std::string name = lab::kindName(parameter.param);
-  std::erase(name, '-');
-  return name;
-}
-
-INSTANTIATE_TEST_SUITE_P(Keys, Tamper, ::testing::ValuesIn(allKinds()), kindText);
+INSTANTIATE_TEST_SUITE_P(Keys, Tamper, ::testing::ValuesIn(allKinds()), kindOf);
 
 TEST(TamperDetached, NoFlippedBitOfTheContentPasses) {
   Signer& one = signer(KeyKind::Gost2012_256);

@@ -4,6 +4,7 @@
 
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/signers.h"
+#include "tests/support/kind_name.h"
 
 namespace qx::test {
 namespace {
@@ -11,12 +12,6 @@ namespace {
 using lab::KeyKind;
 
 const Octets kContent = octets("Content that came from elsewhere.");
-
-std::string kindText(const ::testing::TestParamInfo<KeyKind>& parameter) {
-  std::string name = lab::kindName(parameter.param);
-  std::erase(name, '-');
-  return name;
-}
 
 DWORD verifyWithKey(const MessageHandle& message, const CERT_PUBLIC_KEY_INFO& key) {
   CMSG_CTRL_VERIFY_SIGNATURE_EX_PARA para{};
@@ -87,7 +82,7 @@ TEST_P(VerifyOpenssl, DetachedInParts) {
   EXPECT_EQ(verify(message, 0, one().context()), ERROR_SUCCESS);
 }
 
-INSTANTIATE_TEST_SUITE_P(Keys, VerifyOpenssl, ::testing::ValuesIn(allKinds()), kindText);
+INSTANTIATE_TEST_SUITE_P(Keys, VerifyOpenssl, ::testing::ValuesIn(allKinds()), kindOf);
 
 TEST(Verify, TakesSeveralSignersOfDifferentKinds) {
   const std::vector<Signer*> three = {

@@ -12,6 +12,7 @@
 #include "provider/openssl/engine.h"
 #include "tests/provider/store/der_builder.h"
 #include "tests/provider/store/store_support.h"
+#include "tests/support/kind_name.h"
 
 namespace qx::test {
 namespace {
@@ -98,11 +99,7 @@ INSTANTIATE_TEST_SUITE_P(Keys,
                                            KeyKind::Rsa2048,
                                            KeyKind::EcP256,
                                            KeyKind::EcP384),
-                         [](const auto& kind) {
-                           std::string name = lab::kindName(kind.param);
-                           std::erase(name, '-');
-                           return name;
-                         });
+                         kindOf);
 
 TEST_P(CertificateOfEachKind, IsReadAsLibcryptoReadsIt) {
   const X509Ptr expected = issue(richOptions());

@@ -8,6 +8,7 @@
 #include <openssl/x509.h>
 
 #include "tests/support/command.h"
+#include "tests/support/kind_name.h"
 #include "tests/support/temp_dir.h"
 #include "tests/tools/common/throws.h"
 #include "tools/lab/pki.h"
@@ -140,12 +141,6 @@ TEST_P(KeyImport, RefusesAKeyThatIsCut) {
   EXPECT_THROW(read(der + "x"), tools::ToolError);
 }
 
-std::string nameOf(const ::testing::TestParamInfo<lab::KeyKind>& parameter) {
-  std::string name = lab::kindName(parameter.param);
-  std::erase(name, '-');
-  return name;
-}
-
 INSTANTIATE_TEST_SUITE_P(Kinds,
                          KeyImport,
                          ::testing::Values(lab::KeyKind::Gost2001,
@@ -154,7 +149,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds,
                                            lab::KeyKind::Rsa2048,
                                            lab::KeyKind::EcP256,
                                            lab::KeyKind::EcP384),
-                         nameOf);
+                         test::kindOf);
 
 }  // namespace
 }  // namespace qx::admin

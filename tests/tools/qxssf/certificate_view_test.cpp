@@ -10,6 +10,7 @@
 #include <openssl/x509.h>
 
 #include "tests/support/command.h"
+#include "tests/support/kind_name.h"
 #include "tests/support/temp_dir.h"
 #include "tools/lab/pki.h"
 
@@ -38,11 +39,7 @@ INSTANTIATE_TEST_SUITE_P(Kinds,
                                            lab::KeyKind::Rsa2048,
                                            lab::KeyKind::EcP256,
                                            lab::KeyKind::EcP384),
-                         [](const auto& test) {
-                           std::string name = lab::kindName(test.param);
-                           std::erase(name, '-');
-                           return name;
-                         });
+                         test::kindOf);
 
 TEST_P(CertificateViews, ShowWhatTheOpensslCommandShows) {
   const EvpPkeyPtr key = lab::generateKey(GetParam());
