@@ -3,6 +3,8 @@
 #include <string_view>
 #include <vector>
 
+#include "tools/common/shell.h"
+
 namespace qx::tools {
 namespace {
 
@@ -92,15 +94,6 @@ void collect(const CLI::App& app, const std::string& commandLine, std::vector<Pl
     const std::string before = commandLine.empty() ? "" : commandLine + " ";
     collect(*command, before + command->get_name(), places);
   }
-}
-
-// A text as one word of a shell.
-std::string shellWord(std::string_view text) {
-  std::string word = "'";
-  for (const char c : text) {
-    word += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  }
-  return word + "'";
 }
 
 std::string plainWords(const std::vector<Word>& words) {

@@ -105,6 +105,12 @@ std::string printable(std::string_view text) {
   return shown;
 }
 
+std::string errorNumber(std::uint32_t error) {
+  std::array<char, sizeof("0x80090006")> number{};
+  static_cast<void>(std::snprintf(number.data(), number.size(), "0x%08X", error));
+  return number.data();
+}
+
 std::string hex(std::span<const std::uint8_t> bytes) {
   std::string text;
   for (const std::uint8_t byte : bytes) {

@@ -55,6 +55,9 @@ class Report {
 /// \xNN; so do bytes that are not UTF-8.
 std::string printable(std::string_view text);
 
+/// errorNumber is an error of the platform, or a mask of bits, as it is looked up: "0x80090006".
+std::string errorNumber(std::uint32_t error);
+
 /// hex is lower-case hexadecimal.
 std::string hex(std::span<const std::uint8_t> bytes);
 

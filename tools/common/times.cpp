@@ -12,6 +12,12 @@ constexpr std::uint64_t kTicksPerSecond = 10'000'000;
 
 }  // namespace
 
+std::uint64_t ticksNow() {
+  const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
+  return static_cast<std::uint64_t>(now.time_since_epoch().count() + kUnixEpochSeconds) *
+         kTicksPerSecond;
+}
+
 std::string isoTime(std::uint64_t ticks) {
   using std::chrono::days;
   const auto seconds = static_cast<std::int64_t>(ticks / kTicksPerSecond) - kUnixEpochSeconds;

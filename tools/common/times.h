@@ -6,8 +6,17 @@
 
 namespace qx::tools {
 
-/// isoTime writes a time as people and programs read it, in UTC: "2026-11-15T17:03:41Z". `ticks`
-/// counts 100 ns from 1601-01-01.
+// Times are counted as certificates tell them: in ticks of 100 ns from 1601-01-01.
+
+/// ticksOf joins the two halves of such a count.
+constexpr std::uint64_t ticksOf(std::uint32_t high, std::uint32_t low) {
+  return (std::uint64_t{high} << 32U) | low;
+}
+
+/// ticksNow is the present moment, in whole seconds.
+std::uint64_t ticksNow();
+
+/// isoTime writes a time as people and programs read it, in UTC: "2026-11-15T17:03:41Z".
 std::string isoTime(std::uint64_t ticks);
 
 }  // namespace qx::tools

@@ -30,7 +30,7 @@ std::string toUtf8(const std::wstring& wide) {
 }
 
 std::string timeOf(const FILETIME& time) {
-  return tools::isoTime((std::uint64_t{time.dwHighDateTime} << 32U) | time.dwLowDateTime);
+  return tools::isoTime(tools::ticksOf(time.dwHighDateTime, time.dwLowDateTime));
 }
 
 std::string timeOf(const ASN1_TIME* time) {

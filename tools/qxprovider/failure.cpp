@@ -5,6 +5,7 @@
 #include <memory>
 
 #include "tools/common/error.h"
+#include "tools/common/report.h"
 
 namespace qx::admin {
 namespace {
@@ -22,9 +23,8 @@ std::string textOf(DWORD error) {
                                       nullptr);
   std::string words(text.data(), length);
   words.erase(words.find_last_not_of(". \r\n") + 1);
-  std::array<char, 16> number{};
-  static_cast<void>(std::snprintf(number.data(), number.size(), "0x%08X", error));
-  return words.empty() ? number.data() : words + " (" + number.data() + ")";
+  const std::string number = tools::errorNumber(error);
+  return words.empty() ? number : words + " (" + number + ")";
 }
 
 ExitCode exitOf(DWORD error) {

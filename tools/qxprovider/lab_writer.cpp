@@ -9,6 +9,7 @@
 #include "provider/store/store_files.h"
 #include "tools/common/error.h"
 #include "tools/common/output.h"
+#include "tools/common/shell.h"
 #include "tools/lab/pki.h"
 #include "tools/qxprovider/failure.h"
 #include "tools/qxprovider/location.h"
@@ -38,15 +39,6 @@ void makeFolders(const fs::path& folder) {
   }
 }
 
-// A text that a shell reads as it stands.
-std::string quoted(const std::string& text) {
-  std::string inside;
-  for (const char c : text) {
-    inside += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  }
-  return "'" + inside + "'";
-}
-
 // Without a slash at its end, which would stand twice in all that is below.
 std::string wholePath(const std::string& folder) {
   if (folder.empty()) {
@@ -69,8 +61,8 @@ LabWriter::LabWriter(const std::string& folder) : folder_(wholePath(folder)) {
   enter("QXPROVIDER_USER_DIR", user);
   enter("QXPROVIDER_MACHINE_DIR", machine);
   write("environment",
-        "export QXPROVIDER_USER_DIR=" + quoted(user) +
-            "\nexport QXPROVIDER_MACHINE_DIR=" + quoted(machine) + "\n");
+        "export QXPROVIDER_USER_DIR=" + tools::shellWord(user) +
+            "\nexport QXPROVIDER_MACHINE_DIR=" + tools::shellWord(machine) + "\n");
 }
 
 void LabWriter::addCertificate(const std::string& store, const X509* certificate) const {
