@@ -12,7 +12,7 @@ namespace qx::ssf {
 namespace {
 
 std::string timeOf(const FILETIME& time) {
-  return tools::isoTime((std::uint64_t{time.dwHighDateTime} << 32U) | time.dwLowDateTime);
+  return tools::isoTime(tools::ticksOf(time.dwHighDateTime, time.dwLowDateTime));
 }
 
 }  // namespace

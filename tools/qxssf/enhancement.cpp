@@ -1,12 +1,11 @@
 #include "tools/qxssf/enhancement.h"
 
 #include <algorithm>
-#include <array>
-#include <cstdio>
 
 #include "platform/errors.h"
 
 #include "tools/common/error.h"
+#include "tools/common/report.h"
 #include "tools/qxssf/library.h"
 
 namespace qx::ssf {
@@ -51,9 +50,7 @@ std::string enhancementWords(std::uint32_t error) {
   if (row != std::end(kReasons)) {
     return row->words;
   }
-  std::array<char, 16> number{};
-  static_cast<void>(std::snprintf(number.data(), number.size(), " (0x%08X)", error));
-  return std::string("no time stamp could be had") + number.data();
+  return "no time stamp could be had (" + tools::errorNumber(error) + ")";
 }
 
 void refuseEnhancement(const Library& library, const std::string& start) {

@@ -1,10 +1,12 @@
-#include <array>
+#include <algorithm>
+#include <utility>
+#include <vector>
 
-#include "platform/crypt_prov.h"
 #include "platform/errors.h"
 
 #include "tools/common/times.h"
 #include "tools/qxssf/doctor/families.h"
+#include "tools/qxssf/doctor/key_view.h"
 #include "tools/qxssf/doctor/store_view.h"
 
 namespace qx::ssf::doctor {
@@ -25,52 +27,6 @@ struct Entry {
   bool meant;
 };
 
-/// The private key of a certificate, as the platform finds it; nobody is asked for a PIN.
-class Key {
- public:
-  Key(const Library& library, const CERT_CONTEXT* certificate) : library_(library) {
-    if (QX_SSF_FUNCTION(library, CryptAcquireCertificatePrivateKey)(
-            certificate, CRYPT_ACQUIRE_SILENT_FLAG, nullptr, &handle_, nullptr, &isOurs_) ==
-        FALSE) {
-      error_ = QX_SSF_FUNCTION(library, GetLastError)();
-    }
-  }
-
-  ~Key() {
-    if (isOurs_ != FALSE) {
-      QX_SSF_FUNCTION(library_, CryptReleaseContext)(handle_, /*dwFlags=*/0);
-    }
-  }
-
-  Key(const Key&) = delete;
-  Key& operator=(const Key&) = delete;
-  Key(Key&&) = delete;
-  Key& operator=(Key&&) = delete;
-
-  DWORD error() const { return error_; }
-
-  bool opens() const {
-    std::array<BYTE, 8> answer{};
-    DWORD length = answer.size();
-    return QX_SSF_FUNCTION(library_, CryptGetProvParam)(
-               handle_, PP_QX_KEY_USABLE, answer.data(), &length, /*dwFlags=*/0) != FALSE;
-  }
-
-  bool opensWith(const tools::Secret& pin) const {
-    tools::Secret ended(pin.text());
-    return ended.append('\0') &&
-           QX_SSF_FUNCTION(library_, CryptSetProvParam)(
-               handle_, PP_SIGNATURE_PIN, ended.bytes().data(), /*dwFlags=*/0) != FALSE &&
-           opens();
-  }
-
- private:
-  const Library& library_;
-  HCRYPTPROV handle_ = 0;
-  BOOL isOurs_ = FALSE;
-  DWORD error_ = 0;
-};
-
 // One that somebody is about to sign with is a fault, any other may lie there as it is.
 void complain(const Entry& entry,
               const std::string& text,
@@ -86,7 +42,7 @@ void complain(const Entry& entry,
 void examineTime(const Entry& entry, const StoreName& store, Findings& findings) {
   const std::string replace = "qxprovider cert add " + store.option() + " CERTIFICATE";
   const std::string remove = "qxprovider cert remove " + store.option() + " " + entry.thumbprint;
-  const std::uint64_t now = ticksNow();
+  const std::uint64_t now = tools::ticksNow();
   if (entry.notAfter < now) {
     complain(entry,
              "expired at " + tools::isoTime(entry.notAfter),
@@ -146,7 +102,7 @@ void examineOne(const Library& library,
                 const Person& person,
                 const StoreName& store,
                 Findings& findings) {
-  const Key key(library, entry.certificate);
+  const Key key(library, *entry.certificate);
   findings.good(
       entry.subject,
       entry.thumbprint + ", until " + tools::isoTime(entry.notAfter) + ", " + describeKey(key));
@@ -160,26 +116,25 @@ void examineMatches(const Library& library,
                     const Person& person,
                     std::vector<Entry>& entries,
                     Findings& findings) {
-  Entry* taken = nullptr;
-  std::size_t count = 0;
+  std::vector<Entry*> matches;
   for (Entry& entry : entries) {
-    if (entry.meant) {
-      ++count;
-      const bool hasKey = Key(library, entry.certificate).error() == 0;
-      taken = taken == nullptr || (hasKey && Key(library, taken->certificate).error() != 0) ? &entry
-                                                                                            : taken;
-      entry.meant = false;
+    if (std::exchange(entry.meant, false)) {
+      matches.push_back(&entry);
     }
   }
-  if (taken == nullptr) {
+  if (matches.empty()) {
     findings.fault(
         ExitCode::Key, person.id, "no certificate of this identity", "qxprovider store list");
     return;
   }
+  const auto withKey = std::ranges::find_if(matches, [&library](const Entry* entry) {
+    return Key(library, *entry->certificate).error() == 0;
+  });
+  Entry* const taken = withKey == matches.end() ? matches.front() : *withKey;
   taken->meant = true;
-  if (count > 1) {
+  if (matches.size() > 1) {
     findings.warn(person.id,
-                  std::to_string(count) + " certificates match; " + taken->thumbprint +
+                  std::to_string(matches.size()) + " certificates match; " + taken->thumbprint +
                       " is the first whose key is here",
                   "qxssf doctor --signer " + taken->thumbprint);
   }

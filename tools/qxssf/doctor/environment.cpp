@@ -90,7 +90,7 @@ bool isKnown(const std::string& name) {
 }
 
 void examineClock(Findings& findings) {
-  findings.good("clock", tools::isoTime(ticksNow()));
+  findings.good("clock", tools::isoTime(tools::ticksNow()));
   const std::time_t now = std::time(nullptr);
   const std::string root = userFolder().value;
   for (const char* below : {"", "/stores", "/stores/CA", "/stores/My", "/keys"}) {

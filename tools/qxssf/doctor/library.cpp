@@ -133,10 +133,11 @@ void examineBindings(const Library& library, Findings& findings) {
       names += name;
     }
   }
+  const std::string displaced = "takes the place of the provider " + provider + " in ";
   for (const auto& [file, names] : foreign) {
     findings.fault(ExitCode::Internal,
                    file,
-                   "takes the place of the provider " + provider + " in " + names,
+                   displaced + names,
                    variable("LD_PRELOAD").empty() ? "ldd " + quoted(provider) : "unset LD_PRELOAD");
   }
   if (foreign.empty()) {

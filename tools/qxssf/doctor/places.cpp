@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <pwd.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -15,8 +14,6 @@ namespace {
 
 namespace fs = std::filesystem;
 using tools::ExitCode;
-
-constexpr std::size_t kPasswordEntry = std::size_t{1} << 16U;
 
 /// What may be done with the keys of a place by others than their owner.
 struct Rights {
@@ -36,11 +33,8 @@ std::string octal(mode_t mode) {
 }
 
 std::string userName() {
-  std::array<char, kPasswordEntry> buffer{};
-  passwd entry{};
-  passwd* found = nullptr;
-  const int error = getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found);
-  return error == 0 && found != nullptr ? found->pw_name : std::to_string(geteuid());
+  const std::string name = account().name;
+  return name.empty() ? std::to_string(geteuid()) : name;
 }
 
 // Where nobody lets us through there is nothing for us, either.
@@ -100,7 +94,7 @@ void examineKeys(const std::string& folder, const Rights& rights, Findings& find
   const std::set<std::string> names = namesIn(folder);
   findings.good(folder, std::to_string(names.size()) + " files, mode " + octal(modeOf(folder)));
   for (const std::string& name : names) {
-    examineKey(folder + "/" + name, rights, findings);
+    examineKey(fs::path(folder) / name, rights, findings);
   }
 }
 
@@ -120,7 +114,7 @@ void examineStore(const std::string& folder, Findings& findings) {
   std::size_t lists = 0;
   std::size_t certificates = 0;
   for (const std::string& name : namesIn(folder)) {
-    const std::string path = folder + "/" + name;
+    const std::string path = fs::path(folder) / name;
     ++(name.ends_with(".crl") ? lists : certificates);
     if (!isReadable(path)) {
       refuseReading(path, ExitCode::Input, findings);
@@ -133,8 +127,9 @@ void examineStore(const std::string& folder, Findings& findings) {
 
 void examineRoot(const std::string& root, const Rights& keys, Findings& findings) {
   examineWriters(root, findings);
-  for (const std::string& name : namesIn(root + "/stores")) {
-    examineStore(root + "/stores/" + name, findings);
+  const fs::path stores = fs::path(root) / "stores";
+  for (const std::string& name : namesIn(stores)) {
+    examineStore(stores / name, findings);
   }
   examineKeys(root + "/keys", keys, findings);
 }

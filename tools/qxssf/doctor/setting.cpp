@@ -6,25 +6,25 @@
 #include <algorithm>
 #include <array>
 #include <cctype>
-#include <chrono>
 #include <cstdlib>
+
+#include "tools/common/shell.h"
 
 namespace qx::ssf::doctor {
 namespace {
 
-constexpr std::uint64_t kUnixEpochSeconds = 11'644'473'600;
-constexpr std::uint64_t kTicksPerSecond = 10'000'000;
 constexpr std::size_t kPasswordEntry = std::size_t{1} << 16U;
 
-std::string homeOfPasswordDatabase() {
+}  // namespace
+
+Account account() {
   std::array<char, kPasswordEntry> buffer{};
   passwd entry{};
   passwd* found = nullptr;
   const int error = getpwuid_r(geteuid(), &entry, buffer.data(), buffer.size(), &found);
-  return error == 0 && found != nullptr ? found->pw_dir : "";
+  return error == 0 && found != nullptr ? Account{.name = found->pw_name, .home = found->pw_dir}
+                                        : Account();
 }
-
-}  // namespace
 
 std::string variable(const char* name) {
   const char* value = secure_getenv(name);
@@ -42,8 +42,9 @@ Setting userFolder() {
   if (const std::string home = variable("HOME"); home.starts_with('/')) {
     return {.value = home + below, .source = "HOME"};
   }
-  const std::string home = homeOfPasswordDatabase();
-  return {.value = home.starts_with('/') ? home + below : "", .source = "the password database"};
+  const Account user = account();
+  return {.value = user.home.starts_with('/') ? user.home + below : "",
+          .source = "the password database"};
 }
 
 Setting machineFolder() {
@@ -64,12 +65,6 @@ Setting configurationFile() {
   return {.value = access(machine.c_str(), F_OK) == 0 ? machine : "", .source = "the default"};
 }
 
-std::uint64_t ticksNow() {
-  const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-  return (static_cast<std::uint64_t>(now.time_since_epoch().count()) + kUnixEpochSeconds) *
-         kTicksPerSecond;
-}
-
 std::string quoted(const std::string& text) {
   const auto isPlain = [](unsigned char c) {
     return std::isalnum(c) != 0 ||
@@ -78,11 +73,7 @@ std::string quoted(const std::string& text) {
   if (!text.empty() && std::ranges::all_of(text, isPlain)) {
     return text;
   }
-  std::string word = "'";
-  for (const char c : text) {
-    word += c == '\'' ? std::string("'\\''") : std::string(1, c);
-  }
-  return word + "'";
+  return tools::shellWord(text);
 }
 
 }  // namespace qx::ssf::doctor

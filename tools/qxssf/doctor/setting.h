@@ -1,7 +1,6 @@
 #ifndef QX_TOOLS_QXSSF_DOCTOR_SETTING_H_
 #define QX_TOOLS_QXSSF_DOCTOR_SETTING_H_
 
-#include <cstdint>
 #include <string>
 
 namespace qx::ssf::doctor {
@@ -15,6 +14,14 @@ struct Setting {
 /// variable reads a variable of the environment as the provider does; empty when unset.
 std::string variable(const char* name);
 
+/// Account is what the password database says of the system's user; empty where it knows none.
+struct Account {
+  std::string name;
+  std::string home;
+};
+
+Account account();
+
 /// userFolder and machineFolder are the folders that hold "stores" and "keys", found as the provider finds
 /// them. The user's is empty when there is no home.
 Setting userFolder();
@@ -22,9 +29,6 @@ Setting machineFolder();
 
 /// configurationFile is the provider.conf that is read; empty when there is none.
 Setting configurationFile();
-
-/// ticksNow is the present moment: 100 ns from 1601-01-01, as certificates tell their times.
-std::uint64_t ticksNow();
 
 /// quoted is a text as one word of a shell.
 std::string quoted(const std::string& text);

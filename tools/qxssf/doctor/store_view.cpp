@@ -9,6 +9,7 @@
 #include "platform/strings.h"
 
 #include "tools/common/report.h"
+#include "tools/common/times.h"
 #include "tools/qxssf/doctor/setting.h"
 
 namespace qx::ssf::doctor {
@@ -138,7 +139,7 @@ std::string thumbprintOf(const Library& library, const CERT_CONTEXT& certificate
 }
 
 std::uint64_t ticksOf(const FILETIME& time) {
-  return (std::uint64_t{time.dwHighDateTime} << 32U) | time.dwLowDateTime;
+  return tools::ticksOf(time.dwHighDateTime, time.dwLowDateTime);
 }
 
 bool isNamedBy(const std::string& identity,

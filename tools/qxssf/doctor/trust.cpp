@@ -4,9 +4,10 @@
 #include <set>
 
 #include "platform/cert_chain.h"
-#include "platform/crypt_prov.h"
 
+#include "tools/common/report.h"
 #include "tools/qxssf/doctor/families.h"
+#include "tools/qxssf/doctor/key_view.h"
 #include "tools/qxssf/doctor/store_view.h"
 
 namespace qx::ssf::doctor {
@@ -43,19 +44,6 @@ ChainPtr chainOf(const Library& library, const CERT_CONTEXT& certificate) {
                                                                        &chain);
   return built == FALSE ? nullptr
                         : ChainPtr(chain, QX_SSF_FUNCTION(library, CertFreeCertificateChain));
-}
-
-bool hasKey(const Library& library, const CERT_CONTEXT& certificate) {
-  HCRYPTPROV key = 0;
-  BOOL isOurs = FALSE;
-  if (QX_SSF_FUNCTION(library, CryptAcquireCertificatePrivateKey)(
-          &certificate, CRYPT_ACQUIRE_SILENT_FLAG, nullptr, &key, nullptr, &isOurs) == FALSE) {
-    return false;
-  }
-  if (isOurs != FALSE) {
-    QX_SSF_FUNCTION(library, CryptReleaseContext)(key, /*dwFlags=*/0);
-  }
-  return true;
 }
 
 bool isSame(const CERT_NAME_BLOB& one, const CERT_NAME_BLOB& other) {
@@ -123,8 +111,10 @@ class Trust {
                false);
     }
     if ((errors & ~kTold) != 0) {
-      complain(
-          subject, "is not good in its chain, bits " + hexOf(errors), "qxssf explain 22", mayBe);
+      complain(subject,
+               "is not good in its chain, bits " + tools::errorNumber(errors),
+               "qxssf explain 22",
+               mayBe);
     }
   }
 
@@ -164,15 +154,6 @@ class Trust {
     }
   }
 
-  static std::string hexOf(DWORD bits) {
-    constexpr std::string_view kDigits = "0123456789ABCDEF";
-    std::string text = "0x";
-    for (unsigned shift = 32; shift > 0; shift -= 4) {
-      text += kDigits[(bits >> (shift - 4)) & 0xFU];
-    }
-    return text;
-  }
-
   const Library* library_;
   Findings* findings_;
   std::set<std::string> told_;
@@ -188,7 +169,7 @@ void examineTrust(const Library& library, const Person& person, Findings& findin
     const bool meant = !person.id.empty() && isNamedBy(person.id,
                                                        nameText(library, one->pCertInfo->Subject),
                                                        thumbprintOf(library, *one));
-    if ((meant || person.id.empty()) && hasKey(library, *one)) {
+    if ((meant || person.id.empty()) && Key(library, *one).error() == 0) {
       trust.examine(*one, meant);
     }
   }
