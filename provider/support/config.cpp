@@ -45,6 +45,7 @@ constexpr Word<TraceOutput> kOutputs[] = {{"none", TraceOutput::None},
                                           {"stderr", TraceOutput::Stderr},
                                           {"syslog", TraceOutput::Syslog},
                                           {"file", TraceOutput::File}};
+constexpr Word<TraceFormat> kFormats[] = {{"text", TraceFormat::Text}, {"json", TraceFormat::Json}};
 
 std::string variableName(const std::string& section, const std::string& key) {
   std::string name = "QXPROVIDER_" + section + "_" + key;
@@ -203,6 +204,7 @@ void readTrace(Settings& settings, Configuration& out) {
   settings.read("trace", "file", out.trace.file);
   out.trace.output = out.trace.file.empty() ? TraceOutput::None : TraceOutput::File;
   settings.read("trace", "output", out.trace.output, kOutputs);
+  settings.read("trace", "format", out.trace.format, kFormats);
   settings.read("trace", "level", out.trace.level, Range{.most = 0xF});
   if (out.trace.output == TraceOutput::File && !out.trace.file.starts_with('/')) {
     settings.complain("trace", "file", out.trace.file);

@@ -12,6 +12,9 @@ enum class Prompt { None, Terminal, Program };
 /// Where trace lines go.
 enum class TraceOutput { None, Stderr, Syslog, File };
 
+/// How a trace line is written: words between spaces, or one JSON object (RFC 8259).
+enum class TraceFormat { Text, Json };
+
 /// Configuration is what provider.conf and the environment say. Each member stands for the key of the
 /// same name in the section of the same name, in lower case with underscores (tsp.default_url); the
 /// variable QXPROVIDER_<SECTION>_<KEY> overrides it. Times are in the unit that the name says.
@@ -52,7 +55,8 @@ struct Configuration {
 
   struct {
     TraceOutput output = TraceOutput::None;
-    std::string file;      ///< absolute path; naming one is enough to trace there
+    std::string file;  ///< absolute path; naming one is enough to trace there
+    TraceFormat format = TraceFormat::Text;
     unsigned level = 0xF;  ///< mask of the levels 1, 2, 4 and 8
   } trace;
 

@@ -35,6 +35,11 @@ const TraceSink& sink() {
   return kSink;
 }
 
+// gettid has no wrapper in every C library that we build with.
+long threadNumber() {
+  return syscall(SYS_gettid);
+}
+
 std::string now() {
   const auto time = std::chrono::system_clock::now();
   const auto millis =
@@ -66,17 +71,49 @@ __attribute__((format(printf, 1, 0))) std::string formatted(const char* format,
   return text;
 }
 
-void writeLine(const Context& context, const std::string& place, const std::string& text) {
-  // gettid has no wrapper in every C library that we build with.
-  const long thread = syscall(SYS_gettid);
-  sink().write(now() + ' ' + std::to_string(getpid()) + ' ' + std::to_string(thread) + ' ' +
-               context.name + ' ' + place + ' ' + escapeControls(text) + '\n');
+// Where a line comes from; line 0 is no line of a source.
+struct Place {
+  std::string file;
+  std::string function;
+  int line = 0;
+};
+
+std::string textLine(const std::string& name, const Place& place, const std::string& text) {
+  const std::string file = place.file.empty() ? "" : place.file + ':';
+  const std::string line = place.line == 0 ? "" : ':' + std::to_string(place.line);
+  return now() + ' ' + std::to_string(getpid()) + ' ' + std::to_string(threadNumber()) + ' ' +
+         name + ' ' + file + place.function + line + ' ' + text + '\n';
+}
+
+// After escapeControls a text is UTF-8 without controls.
+std::string jsonString(std::string_view text) {
+  std::string out = "\"";
+  for (const char c : text) {
+    if (c == '"' || c == '\\') {
+      out += '\\';
+    }
+    out += c;
+  }
+  return out + '"';
+}
+
+std::string jsonLine(const std::string& name, const Place& place, const std::string& text) {
+  const std::string file = place.file.empty() ? "" : R"(,"file":)" + jsonString(place.file);
+  return R"({"time":")" + now() + R"(","process":)" + std::to_string(getpid()) + R"(,"thread":)" +
+         std::to_string(threadNumber()) + R"(,"name":)" + jsonString(name) + file +
+         R"(,"function":)" + jsonString(place.function) + R"(,"line":)" +
+         std::to_string(place.line) + R"(,"text":)" + jsonString(text) + "}\n";
+}
+
+void writeLine(const Context& context, const Place& place, const std::string& text) {
+  const auto line = configuration().trace.format == TraceFormat::Json ? jsonLine : textLine;
+  sink().write(line(context.name, place, escapeControls(text)));
 }
 
 // The configuration's problems could not be told while it was being read.
 void reportProblems(const Context& context) {
   for (const std::string& problem : configuration().problems) {
-    writeLine(context, "configuration", problem);
+    writeLine(context, {.file = "", .function = "configuration"}, problem);
   }
 }
 
@@ -192,8 +229,9 @@ void qxsup_trace_print(QX_TRACE_CONTEXT* context,
   va_start(arguments, function);
   // A line that cannot be made is lost; the caller goes on.
   static_cast<void>(qx::guarded([&]() -> qx::Result<void> {
-    std::string place = file != nullptr && *file != '\0' ? qx::escapeControls(file) + ':' : "";
-    place += (function != nullptr ? function : "-") + (':' + std::to_string(line));
+    const qx::Place place{.file = file != nullptr ? qx::escapeControls(file) : "",
+                          .function = function != nullptr ? qx::escapeControls(function) : "-",
+                          .line = line};
     qx::writeLine(*qx::behind(context), place, qx::formatted(format, arguments));
     return {};
   }));

@@ -21,17 +21,20 @@ class TraceToFile : public ::testing::Environment {
     return file;
   }
 
-  /// `level`: the mask of levels, in decimal.
-  explicit TraceToFile(std::string level = "15") : level_(std::move(level)) {}
+  /// `level`: the mask of levels, in decimal; `format`: text or json.
+  explicit TraceToFile(std::string level = "15", std::string format = "text")
+      : level_(std::move(level)), format_(std::move(format)) {}
 
   void SetUp() override {
     static const ScopedEnvironment environment = {{"QXPROVIDER_CONF", "/nonexistent/provider.conf"},
                                                   {"QXPROVIDER_TRACE_FILE", path()},
-                                                  {"QXPROVIDER_TRACE_LEVEL", level_}};
+                                                  {"QXPROVIDER_TRACE_LEVEL", level_},
+                                                  {"QXPROVIDER_TRACE_FORMAT", format_}};
   }
 
  private:
   std::string level_;
+  std::string format_;
 };
 
 }  // namespace qx::test

@@ -306,6 +306,14 @@ TEST_F(Config, TracesToTheFileThatItNames) {
             qx::TraceOutput::None);
 }
 
+TEST_F(Config, KnowsTwoFormatsOfTheTrace) {
+  EXPECT_EQ(read("").trace.format, qx::TraceFormat::Text);
+  EXPECT_EQ(read("[trace]\nformat = json\n").trace.format, qx::TraceFormat::Json);
+  const Configuration config = read("[trace]\nformat = xml\n");
+  EXPECT_EQ(config.trace.format, qx::TraceFormat::Text);
+  EXPECT_THAT(config.problems, ElementsAre(HasSubstr("trace.format")));
+}
+
 TEST_F(Config, RefusesRelativePathsOfFilesAndPrograms) {
   const Configuration config =
       read("[trace]\nfile = x.log\n[pin]\nprompt = program\nprogram = pinentry\n");

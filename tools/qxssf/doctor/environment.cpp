@@ -38,6 +38,7 @@ constexpr const char* kKeys[] = {"tsp.default_url",
                                  "pin.kdf_rounds",
                                  "trace.output",
                                  "trace.file",
+                                 "trace.format",
                                  "trace.level"};
 
 constexpr const char* kOtherVariables[] = {"QXPROVIDER_USER_DIR",
