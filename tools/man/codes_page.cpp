@@ -1,10 +1,8 @@
 #include "tools/man/codes_page.h"
 
-#include <array>
-#include <cstdint>
-#include <cstdio>
 #include <span>
 
+#include "tools/man/code_number.h"
 #include "tools/qxssf/explanations.h"
 
 namespace qx::manual {
@@ -35,15 +33,6 @@ constexpr std::string_view kTail = R"(.Sh SEE ALSO
 .Xr provider.conf 5 ,
 .Xr qxsapssf 7
 )";
-
-// Errors of the provider are known by their eight hexadecimal digits, all others by a small number.
-std::string numberOf(std::uint32_t code) {
-  constexpr std::uint32_t kLargestSmall = 0xFF;
-  std::array<char, sizeof("0x00000000")> digits{};
-  const int length =
-      std::snprintf(digits.data(), digits.size(), code > kLargestSmall ? "0x%08X" : "%u", code);
-  return {digits.data(), static_cast<std::size_t>(length)};
-}
 
 void appendEntry(std::string& page, const ssf::Explanation& row) {
   page += ".It " + numberOf(row.code) + " Dv " + row.name;
