@@ -21,11 +21,14 @@ function(qx_test_headers)
     qx_test_headers PRIVATE "$<$<COMPILE_LANGUAGE:CXX>:${PROJECT_SOURCE_DIR}/tests/headers.h>")
 endfunction()
 
-# qx_test(NAME SOURCES files... [DEPS targets...] [ENVIRONMENT variables...] [REPLACES_NEW])
+# Where tests that are TRACED write their lines, to be searched for PINs.
+set(QX_TRACES ${PROJECT_BINARY_DIR}/traces)
+
+# qx_test(NAME SOURCES files... [DEPS targets...] [ENVIRONMENT variable] [REPLACES_NEW] [TRACED])
 # A GoogleTest program; each of its tests is known to CTest by its own name. One that replaces operator
 # new cannot be linked with the thread sanitizer, which brings its own.
 function(qx_test name)
-  cmake_parse_arguments(ARG "REPLACES_NEW" "" "SOURCES;DEPS;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(ARG "REPLACES_NEW;TRACED" "" "SOURCES;DEPS;ENVIRONMENT" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE qx_compiler ${ARG_DEPS} GTest::gmock GTest::gtest_main)
   if(TARGET qx_test_headers)
@@ -38,6 +41,12 @@ function(qx_test name)
     set_target_properties(${name} PROPERTIES EXCLUDE_FROM_ALL TRUE)
     return()
   endif()
-  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 ENVIRONMENT
+  set(traced "")
+  if(ARG_TRACED)
+    # Not in ENVIRONMENT: what the discovery hands on, a list of variables does not survive.
+    set(traced FIXTURES_REQUIRED traces ENVIRONMENT_MODIFICATION
+               QXPROVIDER_TRACE_FILE=set:${QX_TRACES}/${name})
+  endif()
+  gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 ${traced} ENVIRONMENT
                                                                "${ARG_ENVIRONMENT}")
 endfunction()

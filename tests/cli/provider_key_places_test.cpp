@@ -110,7 +110,7 @@ TEST_F(ProviderKeyPlaces, AKeyOfTheMachineKeepsItsRightsWithANewPin) {
   ASSERT_EQ(import(plain(), {"--machine"}).exitCode, 0);
   const std::string id = providerJson({"key", "list", "--machine"})["keys"][0]["key"];
   const CommandResult result = provider({"key", "passwd", id, "--machine", "--new-pin-env", "NEW"},
-                                        {.environment = {{"NEW", "0815"}}});
+                                        {.environment = {{"NEW", "plum-0815"}}});
   EXPECT_EQ(result.exitCode, 0) << result.err;
   EXPECT_EQ(result.err, "") << "the group is the machine's own";
   EXPECT_EQ(modeOf(file("machine/keys/" + id)), 0640U);
@@ -211,7 +211,7 @@ TEST_F(ProviderKeyPlaces, APackageCutAnywhereIsRefused) {
 
 TEST_F(ProviderKeyPlaces, AListShowsEveryKeyThatCanBeReadAndOnlyThose) {
   ASSERT_EQ(import(packed()).exitCode, 0);
-  ASSERT_EQ(provider({"key", "generate", "--pin-file", pinFile("pin", "4711")}).exitCode, 0);
+  ASSERT_EQ(provider({"key", "generate", "--pin-file", pinFile("pin", "plum-4711")}).exitCode, 0);
   privateFile("user/keys/rubbish.pem", "no key");
   privateFile("user/keys/.hidden", lab::toPem(key_.get()));
   fs::create_directory(file("user/keys/folder"));
@@ -238,8 +238,8 @@ TEST_F(ProviderKeyPlaces, AFileNamedByItsOwnerIsListedAndChangedUnderItsName) {
   ASSERT_EQ(keys().size(), 1U);
   EXPECT_EQ(keys()[0]["key"], id);
   EXPECT_EQ(keys()[0]["file"], "my own key.pem");
-  const CommandResult result =
-      provider({"key", "passwd", id, "--new-pin-env", "NEW"}, {.environment = {{"NEW", "0815"}}});
+  const CommandResult result = provider({"key", "passwd", id, "--new-pin-env", "NEW"},
+                                        {.environment = {{"NEW", "plum-0815"}}});
   ASSERT_EQ(result.exitCode, 0) << result.err;
   EXPECT_EQ(keys()[0]["file"], "my own key.pem");
   EXPECT_EQ(keys()[0]["pin"], true);
@@ -250,8 +250,8 @@ TEST_F(ProviderKeyPlaces, ANewPinIsWarnedOfWhenOthersCanReadTheKey) {
   ASSERT_EQ(import(plain()).exitCode, 0);
   const std::string id = keys()[0]["key"];
   fs::permissions(keyFile(id), fs::perms::others_read, fs::perm_options::add);
-  const CommandResult result =
-      provider({"key", "passwd", id, "--new-pin-env", "NEW"}, {.environment = {{"NEW", "0815"}}});
+  const CommandResult result = provider({"key", "passwd", id, "--new-pin-env", "NEW"},
+                                        {.environment = {{"NEW", "plum-0815"}}});
   EXPECT_EQ(result.exitCode, 0);
   EXPECT_THAT(result.err,
               StartsWith("qxprovider: warning: " + keyFile(id) + ": others can read this key"));

@@ -45,9 +45,10 @@ INSTANTIATE_TEST_SUITE_P(
     ::testing::Values("gost2012-256", "gost2012-512", "gost2001", "rsa2048", "p256", "p384"));
 
 TEST_P(ProviderKeyKind, GenerateMakesAKeyThatTheOpensslCommandOpens) {
-  const std::string id = generate({"--type", GetParam(), "--pin-file", pinFile("pin", "4711")});
-  EXPECT_TRUE(opens(id, "4711"));
-  EXPECT_FALSE(opens(id, "4712"));
+  const std::string id =
+      generate({"--type", GetParam(), "--pin-file", pinFile("pin", "plum-4711")});
+  EXPECT_TRUE(opens(id, "plum-4711"));
+  EXPECT_FALSE(opens(id, "plum-4712"));
   const nlohmann::json entry = providerJson({"key", "list"})["keys"][0];
   EXPECT_EQ(entry["key"], id);
   EXPECT_EQ(entry["pin"], true);
@@ -134,38 +135,38 @@ TEST_F(ProviderKey, GenerateRefusesAnUnknownKind) {
 }
 
 TEST_F(ProviderKey, APinOnTheCommandLineIsRefusedAndNotRepeated) {
-  const CommandResult result = provider({"key", "generate", "--pin", "4711"});
+  const CommandResult result = provider({"key", "generate", "--pin", "plum-4711"});
   EXPECT_EQ(result.exitCode, 1);
-  EXPECT_THAT(result.err, AllOf(HasSubstr("--pin-file"), Not(HasSubstr("4711"))));
+  EXPECT_THAT(result.err, AllOf(HasSubstr("--pin-file"), Not(HasSubstr("plum-4711"))));
 }
 
 TEST_F(ProviderKey, PinComesFromADescriptor) {
   const CommandResult result =
-      provider({"key", "generate", "--pin-fd", "7"}, {.descriptors = {{7, "4711\n"}}});
+      provider({"key", "generate", "--pin-fd", "7"}, {.descriptors = {{7, "plum-4711\n"}}});
   ASSERT_EQ(result.exitCode, 0) << result.err;
-  EXPECT_TRUE(opens(providerJson({"key", "list"})["keys"][0]["key"], "4711"));
+  EXPECT_TRUE(opens(providerJson({"key", "list"})["keys"][0]["key"], "plum-4711"));
 }
 
 TEST_F(ProviderKey, PinComesFromTheTerminalTypedTwiceAndUnseen) {
-  const CommandResult result =
-      provider({"key", "generate", "--pin-prompt"},
-               {.dialog = {{"PIN of the key: ", "4711\n"}, {"PIN of the key: ", "4711\n"}}});
+  const CommandResult result = provider(
+      {"key", "generate", "--pin-prompt"},
+      {.dialog = {{"PIN of the key: ", "plum-4711\n"}, {"PIN of the key: ", "plum-4711\n"}}});
   ASSERT_EQ(result.exitCode, 0) << result.err;
-  EXPECT_THAT(result.terminal, Not(HasSubstr("4711")));
-  EXPECT_TRUE(opens(providerJson({"key", "list"})["keys"][0]["key"], "4711"));
+  EXPECT_THAT(result.terminal, Not(HasSubstr("plum-4711")));
+  EXPECT_TRUE(opens(providerJson({"key", "list"})["keys"][0]["key"], "plum-4711"));
 }
 
 TEST_F(ProviderKey, TheTerminalIsAskedWhenNoSourceIsNamed) {
-  const CommandResult result =
-      provider({"key", "generate"},
-               {.dialog = {{"PIN of the key: ", "4711\n"}, {"PIN of the key: ", "4711\n"}}});
+  const CommandResult result = provider(
+      {"key", "generate"},
+      {.dialog = {{"PIN of the key: ", "plum-4711\n"}, {"PIN of the key: ", "plum-4711\n"}}});
   EXPECT_EQ(result.exitCode, 0) << result.err;
 }
 
 TEST_F(ProviderKey, PinTypedTwiceDifferentlyIsRefused) {
-  const CommandResult result =
-      provider({"key", "generate", "--pin-prompt"},
-               {.dialog = {{"PIN of the key: ", "4711\n"}, {"PIN of the key: ", "4712\n"}}});
+  const CommandResult result = provider(
+      {"key", "generate", "--pin-prompt"},
+      {.dialog = {{"PIN of the key: ", "plum-4711\n"}, {"PIN of the key: ", "plum-4712\n"}}});
   EXPECT_EQ(result.exitCode, 1);
   EXPECT_THAT(result.err, HasSubstr("the two PINs differ"));
   EXPECT_EQ(keys(), 0U);
@@ -370,20 +371,21 @@ class ProviderKeyPasswd : public ProviderKey {
   CommandResult passwd(const std::string& id, Arguments more) const {
     Arguments arguments = {"key", "passwd", id};
     arguments.insert(arguments.end(), more.begin(), more.end());
-    return provider(arguments, {.environment = {{"OLD", "4711"}, {"NEW", "0815"}, {"BAD", "1"}}});
+    return provider(arguments,
+                    {.environment = {{"OLD", "plum-4711"}, {"NEW", "plum-0815"}, {"BAD", "1"}}});
   }
 };
 
 TEST_F(ProviderKeyPasswd, ChangesThePin) {
-  const std::string id = generate({"--pin-file", pinFile("pin", "4711")});
+  const std::string id = generate({"--pin-file", pinFile("pin", "plum-4711")});
   const CommandResult result = passwd(id, {"--pin-env", "OLD", "--new-pin-env", "NEW"});
   EXPECT_EQ(result.exitCode, 0) << result.err;
-  EXPECT_FALSE(opens(id, "4711"));
-  EXPECT_TRUE(opens(id, "0815"));
+  EXPECT_FALSE(opens(id, "plum-4711"));
+  EXPECT_TRUE(opens(id, "plum-0815"));
 }
 
 TEST_F(ProviderKeyPasswd, RefusesAWrongPinAndChangesNothing) {
-  const std::string id = generate({"--pin-file", pinFile("pin", "4711")});
+  const std::string id = generate({"--pin-file", pinFile("pin", "plum-4711")});
   const std::string before = readFile(keyFile(id));
   const CommandResult result = passwd(id, {"--pin-env", "BAD", "--new-pin-env", "NEW"});
   EXPECT_EQ(result.exitCode, 5);
@@ -394,25 +396,25 @@ TEST_F(ProviderKeyPasswd, RefusesAWrongPinAndChangesNothing) {
 TEST_F(ProviderKeyPasswd, SetsAPinWhereThereWasNone) {
   const std::string id = generate();
   EXPECT_EQ(passwd(id, {"--new-pin-env", "NEW"}).exitCode, 0);
-  EXPECT_TRUE(opens(id, "0815"));
+  EXPECT_TRUE(opens(id, "plum-0815"));
   EXPECT_FALSE(opens(id, "x"));
 }
 
 TEST_F(ProviderKeyPasswd, RemovesThePinOnlyWhenAsked) {
-  const std::string id = generate({"--pin-file", pinFile("pin", "4711")});
+  const std::string id = generate({"--pin-file", pinFile("pin", "plum-4711")});
   EXPECT_EQ(passwd(id, {"--pin-env", "OLD"}).exitCode, 5);
   EXPECT_EQ(passwd(id, {"--pin-env", "OLD", "--no-pin"}).exitCode, 0);
   EXPECT_THAT(readFile(keyFile(id)), HasSubstr("BEGIN PRIVATE KEY"));
 }
 
 TEST_F(ProviderKeyPasswd, AsksForBothAtTheTerminal) {
-  const std::string id = generate({"--pin-file", pinFile("pin", "4711")});
+  const std::string id = generate({"--pin-file", pinFile("pin", "plum-4711")});
   const CommandResult result = provider({"key", "passwd", id},
-                                        {.dialog = {{"Present PIN: ", "4711\n"},
-                                                    {"PIN of the key: ", "0815\n"},
-                                                    {"PIN of the key: ", "0815\n"}}});
+                                        {.dialog = {{"Present PIN: ", "plum-4711\n"},
+                                                    {"PIN of the key: ", "plum-0815\n"},
+                                                    {"PIN of the key: ", "plum-0815\n"}}});
   EXPECT_EQ(result.exitCode, 0) << result.err;
-  EXPECT_TRUE(opens(id, "0815"));
+  EXPECT_TRUE(opens(id, "plum-0815"));
 }
 
 TEST_F(ProviderKeyPasswd, NamesAKeyThatIsMissing) {

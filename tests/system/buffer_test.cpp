@@ -69,8 +69,8 @@ class SystemBuffer : public testing::Test {
   }
 
   SystemWorld world_;
-  Person ivan_ = world_.enrol("Ivan", "1234");
-  SsfRecord signer_{.id = ivan_.thumbprint, .password = "1234"};
+  Person ivan_ = world_.enrol("Ivan", "plum-1234");
+  SsfRecord signer_{.id = ivan_.thumbprint, .password = "plum-1234"};
   std::string content_ = std::string(kSize, 'x');
 };
 

@@ -55,7 +55,7 @@ const testing::Environment* const registered = testing::AddGlobalTestEnvironment
 class SystemChange : public testing::Test {
  protected:
   SsfOutcome signWhile(const std::string& commands) const {
-    Pinentry::answer("1234", "cd " + world_.folder().path() + " && " + commands);
+    Pinentry::answer("plum-1234", "cd " + world_.folder().path() + " && " + commands);
     return ssfSign(kContent, {{.id = ivan_.thumbprint, .password = "!"}});
   }
 
@@ -72,7 +72,7 @@ class SystemChange : public testing::Test {
   }
 
   SystemWorld world_;
-  Person ivan_ = world_.enrol("Ivan", "1234");
+  Person ivan_ = world_.enrol("Ivan", "plum-1234");
   std::string keyFile_ = "keys/" + keyFileName(ivan_.key.get());
 };
 
@@ -99,7 +99,7 @@ TEST_F(SystemChange, ThatTakesTheKeyAwayIsSeen) {
 }
 
 TEST_F(SystemChange, ThatPutsAnothersKeyInItsPlaceIsSeen) {
-  const Person anna = world_.enrol("Anna", "1234");
+  const Person anna = world_.enrol("Anna", "plum-1234");
   expectKeyRefused(signWhile("cp keys/" + keyFileName(anna.key.get()) + " " + keyFile_));
 }
 
@@ -136,7 +136,7 @@ TEST(SystemChanges, OfAnotherProcessDoNotDisturbThreadsThatSignAndVerify) {
   constexpr int kThreads = 8;
   constexpr int kTurns = 15;
   const SystemWorld world;
-  const Person ivan = world.enrol("Ivan", "1234");
+  const Person ivan = world.enrol("Ivan", "plum-1234");
   const Person comes = world.enrol("Comes");
   fs::remove(world.folder().path() + "/stores/My/" + comes.thumbprint + ".pem");
   const std::string crl = lab::toPem(world.authority().crl({.number = 2}).get());
@@ -150,7 +150,7 @@ TEST(SystemChanges, OfAnotherProcessDoNotDisturbThreadsThatSignAndVerify) {
   for (int i = 0; i < kThreads; ++i) {
     threads.emplace_back([&] {
       for (int turn = 0; turn < kTurns; ++turn) {
-        const SsfOutcome made = ssfSign(kContent, {{.id = "CN=Ivan", .password = "1234"}});
+        const SsfOutcome made = ssfSign(kContent, {{.id = "CN=Ivan", .password = "plum-1234"}});
         wrong += ssfVerify(made.output).code == SSF_API_OK ? 0 : 1;
         const SsfOutcome other = ssfSign(kContent, {{.id = comes.thumbprint}});
         const bool right = other.code == SSF_API_OK

@@ -31,13 +31,13 @@ void inThreads(const std::function<void(int)>& work) {
 
 TEST(SystemParallel, ThreadsSignAndVerifyAtOnce) {
   const SystemWorld world;
-  const Person ivan = world.enrol("Ivan", "1234");
+  const Person ivan = world.enrol("Ivan", "plum-1234");
   std::atomic<int> good = 0;
 
   inThreads([&](int thread) {
     for (int round = 0; round < kRounds; ++round) {
       const std::string content = "document " + std::to_string(thread * kRounds + round);
-      const SsfOutcome made = ssfSign(content, {{.id = ivan.thumbprint, .password = "1234"}});
+      const SsfOutcome made = ssfSign(content, {{.id = ivan.thumbprint, .password = "plum-1234"}});
       const SsfOutcome verified = ssfVerify(made.output);
       good += verified.code == SSF_API_OK && verified.output == content ? 1 : 0;
     }
@@ -48,13 +48,13 @@ TEST(SystemParallel, ThreadsSignAndVerifyAtOnce) {
 
 TEST(SystemParallel, ThreadsWithAWrongPinAreRefusedWhileOthersSign) {
   const SystemWorld world;
-  const Person ivan = world.enrol("Ivan", "1234");
+  const Person ivan = world.enrol("Ivan", "plum-1234");
   std::atomic<int> wrong = 0;
 
   inThreads([&](int thread) {
-    const char* pins[] = {"1234", "", "4321"};
+    const char* pins[] = {"plum-1234", "", "plum-4321"};
     const std::string pin = pins[thread % 3];
-    const SAPRETURN expected = pin == "1234" ? SSF_API_OK : SSF_API_SIGNER_ERROR;
+    const SAPRETURN expected = pin == "plum-1234" ? SSF_API_OK : SSF_API_SIGNER_ERROR;
     for (int round = 0; round < kRounds; ++round) {
       wrong += ssfSign("text", {{.id = ivan.thumbprint, .password = pin}}).code == expected ? 0 : 1;
     }
@@ -66,18 +66,18 @@ TEST(SystemParallel, ThreadsWithAWrongPinAreRefusedWhileOthersSign) {
 // The thread sanitizer does not follow a threaded process into a child: it leaves SystemFork out.
 TEST(SystemFork, AChildSignsAndVerifiesWhileTheParentsThreadsSign) {
   const SystemWorld world;
-  const Person ivan = world.enrol("Ivan", "1234");
+  const Person ivan = world.enrol("Ivan", "plum-1234");
   std::atomic<bool> stop = false;
   std::thread busy([&] {
     while (!stop) {
-      ssfSign("text", {{.id = ivan.thumbprint, .password = "1234"}});
+      ssfSign("text", {{.id = ivan.thumbprint, .password = "plum-1234"}});
     }
   });
 
   for (int child = 0; child < kThreads; ++child) {
     const pid_t pid = fork();
     if (pid == 0) {
-      const SsfOutcome made = ssfSign("text", {{.id = ivan.thumbprint, .password = "1234"}});
+      const SsfOutcome made = ssfSign("text", {{.id = ivan.thumbprint, .password = "plum-1234"}});
       const bool refused =
           ssfSign("text", {{.id = ivan.thumbprint, .password = "0"}}).code == SSF_API_SIGNER_ERROR;
       _exit(ssfVerify(made.output).code == SSF_API_OK && refused ? 0 : 1);

@@ -125,12 +125,12 @@ const std::string kContent = "a document";
 TEST(SystemReload, SignsAndVerifiesInEachOfAHundredRounds) {
   constexpr int kRounds = 100;
   const SystemWorld world;
-  const Person ivan = world.enrol("Ivan", "1234");
+  const Person ivan = world.enrol("Ivan", "plum-1234");
   const auto round = [&] {
     const LoadedLibrary library;
-    const std::string message = library.sign(kContent, ivan.thumbprint, "1234");
+    const std::string message = library.sign(kContent, ivan.thumbprint, "plum-1234");
     EXPECT_EQ(library.signerOf(message, kContent), "CN=Ivan, O=Bank, C=RU");
-    EXPECT_EQ(library.sign(kContent, ivan.thumbprint, "4321"), "");
+    EXPECT_EQ(library.sign(kContent, ivan.thumbprint, "plum-4321"), "");
   };
 
   round();

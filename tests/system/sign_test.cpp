@@ -75,22 +75,22 @@ TEST(SystemSign, GoesOnToTheNextCertificateWhenTheFirstHasNoKey) {
 
 TEST(SystemSign, UnlocksAKeyWithItsPinOnly) {
   const SystemWorld world;
-  const Person ivan = world.enrol("Ivan", "1234");
+  const Person ivan = world.enrol("Ivan", "plum-1234");
 
-  EXPECT_EQ(ssfSign(kContent, {{.id = ivan.thumbprint, .password = "1234"}}).code, SSF_API_OK);
-  for (const char* pin : {"", "4321", "12345", "123"}) {
+  EXPECT_EQ(ssfSign(kContent, {{.id = ivan.thumbprint, .password = "plum-1234"}}).code, SSF_API_OK);
+  for (const char* pin : {"", "plum-4321", "plum-12345", "plum-123"}) {
     const SsfOutcome refused = ssfSign(kContent, {{.id = ivan.thumbprint, .password = pin}});
 
     EXPECT_EQ(refused.code, SSF_API_SIGNER_ERROR) << pin;
     EXPECT_EQ(refused.records[0].result, SSF_RESULT_INVALID_PASSWORD) << pin;
     EXPECT_TRUE(refused.output.empty());
   }
-  EXPECT_EQ(ssfSign(kContent, {{.id = ivan.thumbprint, .password = "1234"}}).code, SSF_API_OK);
+  EXPECT_EQ(ssfSign(kContent, {{.id = ivan.thumbprint, .password = "plum-1234"}}).code, SSF_API_OK);
 }
 
 TEST(SystemSign, DoesNotAskForAPinWithoutAPrompt) {
   const SystemWorld world;
-  const Person ivan = world.enrol("Ivan", "1234");
+  const Person ivan = world.enrol("Ivan", "plum-1234");
 
   const SsfOutcome refused = ssfSign(kContent, {{.id = ivan.thumbprint, .password = "!"}});
 
