@@ -90,7 +90,7 @@ TEST(HttpClient, FindsLocalhostByItsName) {
   EXPECT_EQ(get("http://localhost:" + std::to_string(server.port()) + "/"), "hello");
 }
 
-TEST(HttpClient, IsRefusedAtOnce) {
+TEST(HttpClient, IsRefusedWithoutAWait) {
   const std::string port = std::to_string(unusedPort());
   EXPECT_EQ(get("http://127.0.0.1:" + port), failed(ERROR_CONNECTION_REFUSED));
   EXPECT_EQ(get("http://localhost:" + port), failed(ERROR_CONNECTION_REFUSED));
