@@ -21,12 +21,18 @@ using ::testing::Not;
 
 using SsfDoctorTool = CliTest;
 
-/// A lab without those whose certificates are expired or revoked: nothing is wrong with it.
+/// A lab without those whose certificates are expired or revoked, and with none but recipients in its
+/// address book: nothing is wrong with it.
 class SsfDoctor : public LabTest {
  protected:
   SsfDoctor() {
     for (const char* name : {"elena", "igor"}) {
       fs::remove(certificateFile("My", name));
+    }
+    for (const auto& who : people()) {
+      if (who["role"] == "signer") {
+        fs::remove(certificateFile("Addressbook", who["name"]));
+      }
     }
   }
 
@@ -247,7 +253,7 @@ TEST_F(SsfDoctor, MissesAnIntermediateAndARoot) {
 }
 
 TEST_F(SsfDoctor, RefusesAnExpiredSignerAndWarnsOfOthers) {
-  fs::copy(certificateFile("Addressbook", "elena"), userFolder() + "/stores/My/elena.cer");
+  fs::copy(lab("pem/elena.crt"), userFolder() + "/stores/My/elena.cer");
   const CommandResult other = examine();
   EXPECT_EQ(other.exitCode, 0);
   EXPECT_THAT(other.out, HasSubstr("warning  CN=Elena Vorobeva, O=Lab, C=RU: expired at "));
@@ -261,11 +267,45 @@ TEST_F(SsfDoctor, RefusesAnExpiredSignerAndWarnsOfOthers) {
 }
 
 TEST_F(SsfDoctor, RefusesARevokedSigner) {
-  fs::copy(certificateFile("Addressbook", "igor"), userFolder() + "/stores/My/igor.cer");
+  fs::copy(lab("pem/igor.crt"), userFolder() + "/stores/My/igor.cer");
   const CommandResult told = examine({"--signer", "CN=Igor Belov"});
   EXPECT_EQ(told.exitCode, 4);
   EXPECT_THAT(told.out, HasSubstr("FAULT    CN=Igor Belov, O=Lab, C=RU: is revoked\n"));
   EXPECT_THAT(examine({}).out, HasSubstr("warning  CN=Igor Belov, O=Lab, C=RU: is revoked\n"));
+}
+
+TEST_F(SsfDoctor, WarnsOfRecipientsWhoseCertificatesDoNotHold) {
+  for (const char* name : {"elena", "igor"}) {
+    fs::copy(lab("pem/" + std::string(name) + ".crt"),
+             userFolder() + "/stores/Addressbook/" + name + ".cer");
+  }
+  const CommandResult told = examine();
+  EXPECT_EQ(told.exitCode, 0);
+  EXPECT_THAT(told.out, HasSubstr("warning  CN=Elena Vorobeva, O=Lab, C=RU: expired at "));
+  EXPECT_THAT(told.out, HasSubstr("warning  CN=Igor Belov, O=Lab, C=RU: is revoked, and would be"));
+  EXPECT_THAT(told.out,
+              HasSubstr("mend: qxprovider cert remove --store Addressbook " +
+                        person("igor")["thumbprint"].get<std::string>() + "\n"));
+}
+
+TEST_F(SsfDoctor, WarnsOnceOfAllWhoseKeysAreNotForEncryption) {
+  for (const char* name : {"ivan", "anna"}) {
+    fs::copy(lab("pem/" + std::string(name) + ".crt"),
+             userFolder() + "/stores/Addressbook/" + name + ".cer");
+  }
+  const CommandResult told = examine();
+  EXPECT_EQ(told.exitCode, 0);
+  EXPECT_THAT(told.out,
+              ContainsRegex("warning  Addressbook: holds certificates that are not meant for "
+                            "encryption, by their key usage: CN=(Ivan|Anna) [^;]*; CN=[^;]*\n"));
+  EXPECT_THAT(told.out, HasSubstr("\n0 faults, 1 warning\n"));
+}
+
+TEST_F(SsfDoctor, SaysThatThereIsNoAddressBook) {
+  fs::remove_all(userFolder() + "/stores/Addressbook");
+  const CommandResult told = examine();
+  EXPECT_EQ(told.exitCode, 0);
+  EXPECT_THAT(told.out, HasSubstr("good     Addressbook: none: nobody can be encrypted for"));
 }
 
 TEST_F(SsfDoctor, CountsTheCertificatesThatMatch) {

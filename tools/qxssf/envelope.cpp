@@ -8,6 +8,7 @@
 #include "tools/qxssf/codes.h"
 #include "tools/qxssf/commands.h"
 #include "tools/qxssf/library.h"
+#include "tools/qxssf/recipient_view.h"
 #include "tools/qxssf/signers.h"
 
 namespace qx::ssf {
@@ -67,6 +68,7 @@ void envelope(Program& program, const EnvelopeArguments& arguments) {
   report.facts()["code"] = code;
   reportPeople(records, kRecipient, report);
   requireGood(code, input, records);
+  warnOfRecipients(library, message.bytes(), arguments.profile, report);
   deliver(report, arguments.files, message.bytes());
   report.line(input.name() + ": enveloped for " + counted(arguments.recipients.size(), kRecipient) +
               ", " + std::to_string(message.bytes().size()) + " bytes");

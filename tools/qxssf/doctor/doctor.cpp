@@ -55,6 +55,7 @@ void examine(Program& program, const Signer& signer) {
   if (library) {
     examineCertificates(*library, person, findings);
     examineTrust(*library, person, findings);
+    examineRecipients(*library, findings);
   }
   doctor::examineEnvironment(findings);
   if (library) {

@@ -29,6 +29,9 @@ void examineCertificates(const Library& library, const Person& person, Findings&
 /// The chains and revocation lists of these certificates: of the identity's, or of all that have a key.
 void examineTrust(const Library& library, const Person& person, Findings& findings);
 
+/// The address book: certificates that nobody should encrypt for. The library does so all the same.
+void examineRecipients(const Library& library, Findings& findings);
+
 /// The clock, the variables and the configuration file.
 void examineEnvironment(Findings& findings);
 

@@ -3,9 +3,8 @@
 #include <filesystem>
 #include <set>
 
-#include "platform/cert_chain.h"
-
 #include "tools/common/report.h"
+#include "tools/qxssf/chain_view.h"
 #include "tools/qxssf/doctor/families.h"
 #include "tools/qxssf/doctor/key_view.h"
 #include "tools/qxssf/doctor/store_view.h"
@@ -14,8 +13,6 @@ namespace qx::ssf::doctor {
 namespace {
 
 using tools::ExitCode;
-
-using ChainPtr = std::shared_ptr<const CERT_CHAIN_CONTEXT>;
 
 // What has findings of its own; everything else that can be wrong is told by its bits.
 constexpr DWORD kTold = CERT_TRUST_IS_NOT_TIME_VALID | CERT_TRUST_IS_REVOKED |
@@ -28,22 +25,6 @@ DWORD verifyFlags() {
   char* end = nullptr;
   const auto number = static_cast<DWORD>(std::strtoul(flags.c_str(), &end, 16));
   return end == flags.c_str() ? CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT : number;
-}
-
-ChainPtr chainOf(const Library& library, const CERT_CONTEXT& certificate) {
-  CERT_CHAIN_PARA para{};
-  para.cbSize = sizeof(para);
-  PCCERT_CHAIN_CONTEXT chain = nullptr;
-  const BOOL built = QX_SSF_FUNCTION(library, CertGetCertificateChain)(HCCE_CURRENT_USER,
-                                                                       &certificate,
-                                                                       /*pTime=*/nullptr,
-                                                                       /*hAdditionalStore=*/nullptr,
-                                                                       &para,
-                                                                       verifyFlags(),
-                                                                       /*pvReserved=*/nullptr,
-                                                                       &chain);
-  return built == FALSE ? nullptr
-                        : ChainPtr(chain, QX_SSF_FUNCTION(library, CertFreeCertificateChain));
 }
 
 bool isSame(const CERT_NAME_BLOB& one, const CERT_NAME_BLOB& other) {
@@ -69,7 +50,7 @@ class Trust {
 
   void examine(const CERT_CONTEXT& certificate, bool meant) {
     const std::string subject = nameText(*library_, certificate.pCertInfo->Subject);
-    const ChainPtr chain = chainOf(*library_, certificate);
+    const ChainPtr chain = chainOf(*library_, certificate, verifyFlags());
     if (chain == nullptr || chain->cChain == 0) {
       findings_->fault(ExitCode::NotTrusted, subject, "no chain can be built", "qxssf explain 22");
       return;
