@@ -50,3 +50,16 @@ function(qx_test name)
   gtest_discover_tests(${name} DISCOVERY_TIMEOUT 60 PROPERTIES TIMEOUT 300 ${traced} ENVIRONMENT
                                                                "${ARG_ENVIRONMENT}")
 endfunction()
+
+# qx_full_types(TARGET PATTERN) has the sources whose names match compiled with the types in their debug
+# information: what abidw tells the interface of a library from.
+function(qx_full_types target pattern)
+  get_target_property(sources ${target} SOURCES)
+  list(FILTER sources INCLUDE REGEX ${pattern})
+  get_target_property(folder ${target} SOURCE_DIR)
+  list(TRANSFORM sources PREPEND ${folder}/)
+  set_property(
+    SOURCE ${sources}
+    TARGET_DIRECTORY ${target}
+    PROPERTY COMPILE_OPTIONS $<$<CONFIG:Release>:-g>)
+endfunction()
