@@ -8,13 +8,15 @@
 
 #include "provider/openssl/errors.h"
 #include "provider/result.h"
+#include "provider/support/fork_gate.h"
 
 namespace qx {
 
 /// guarded runs the body of a platform function: the provider's one wall against exceptions, and the
-/// guard of libcrypto's error queue. `body` returns a Result.
+/// guard of libcrypto's error queue and of its locks against a fork. `body` returns a Result.
 template <class Body>
 auto guarded(Body&& body) noexcept -> decltype(body()) {
+  const ForkWaits call;
   const ErrorQueueGuard queue;
   try {
     return std::forward<Body>(body)();

@@ -181,5 +181,6 @@ BOOL CertGetCertificateChain(HCERTCHAINENGINE hChainEngine,
 }
 
 void CertFreeCertificateChain(PCCERT_CHAIN_CONTEXT pChainContext) {
+  const qx::ForkWaits call;
   const std::unique_ptr<qx::ChainContext> chain(qx::ChainContext::from(pChainContext));
 }

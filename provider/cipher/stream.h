@@ -26,7 +26,7 @@ class CipherStream {
 
   /// update gives the number of octets that it wrote to `out`, which may be where `in` is. Stream
   /// modes write as many as they read, CBC holds back what is no whole block, and the last one of what
-  /// it decrypts. NTE_FAIL.
+  /// it decrypts. Forks go on meanwhile: the caller holds no lock. NTE_FAIL.
   Result<std::size_t> update(der::Bytes in, std::uint8_t* out);
 
   /// finish writes what was held back, less than a block. NTE_BAD_DATA when the padding is wrong.

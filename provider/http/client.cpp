@@ -10,6 +10,8 @@
 #include <string_view>
 #include <utility>
 
+#include <openssl/crypto.h>
+
 #include "provider/http/credentials.h"
 #include "provider/http/response.h"
 #include "provider/http/stream.h"
@@ -18,6 +20,7 @@
 #include "provider/openssl/errors.h"
 #include "provider/support/config.h"
 #include "provider/support/deadline.h"
+#include "provider/support/fork_gate.h"
 #include "provider/support/trace.h"
 #include "provider/support/wipe.h"
 
@@ -121,14 +124,21 @@ class SignalsBlocked {
 };
 
 // libssl empties the error queue of its thread with every handshake, the host's errors and marks
-// included: it works in a thread of its own.
+// included: it works in a thread of its own. What libcrypto keeps for that thread goes before the thread
+// ends, when a fork would no longer wait for it.
 template <class Work>
 auto inThread(const Work& work) {
   std::future<decltype(work())> done;
   {
     const SignalsBlocked blocked;
-    done = std::async(std::launch::async, work);
+    done = std::async(std::launch::async, [&work] {
+      const ForkWaits call;
+      auto answer = work();
+      OPENSSL_thread_stop();
+      return answer;
+    });
   }
+  const ForkMayPass noLockIsHeld;
   return done.get();
 }
 

@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "provider/support/fork.h"
+#include "provider/support/fork_gate.h"
 
 namespace qx {
 namespace {
@@ -111,6 +112,7 @@ bool isNumeric(const std::string& host) {
 }  // namespace
 
 Result<AddressList> resolve(const std::string& host, std::uint16_t port, const Deadline& deadline) {
+  const ForkMayPass noLockIsHeld;
   auto lookup = std::make_unique<Lookup>(host, port);
   if (isNumeric(host)) {
     lookup->hints.ai_flags = AI_NUMERICSERV | AI_NUMERICHOST;

@@ -11,6 +11,7 @@
 #include <csignal>
 
 #include "provider/support/deadline.h"
+#include "provider/support/fork_gate.h"
 
 // glibc's header forgets C++.
 extern "C" {
@@ -79,6 +80,7 @@ HelperProgram::~HelperProgram() {
   if (child_ < 0) {
     return;
   }
+  const ForkMayPass noLockIsHeld;
   // The end of its input ends a sound program, which then leaves the terminal in order.
   socket_.reset();
   if (handle_ && !Deadline(kFarewell).waitFor(handle_.get(), POLLIN)) {

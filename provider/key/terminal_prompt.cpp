@@ -11,6 +11,7 @@
 #include "provider/key/prompt.h"
 #include "provider/support/deadline.h"
 #include "provider/support/files.h"
+#include "provider/support/fork_gate.h"
 #include "provider/support/trace.h"
 
 namespace qx {
@@ -133,6 +134,7 @@ Result<SecretBytes> askOnTerminal(const char* device,
     QX_TRACE("a PIN is needed and there is no terminal to ask on");
     return fail(NTE_SILENT_CONTEXT);
   }
+  const ForkMayPass noLockIsHeld;
   const Deadline deadline(timeout);
   const Fd named = openByName(terminal.get());
   const TerminalLock lock(named ? named.get() : terminal.get(), deadline);

@@ -118,6 +118,7 @@ PCCERT_CONTEXT CertDuplicateCertificateContext(PCCERT_CONTEXT pCertContext) {
 }
 
 BOOL CertFreeCertificateContext(PCCERT_CONTEXT pCertContext) {
+  const qx::ForkWaits call;
   if (qx::CertificateContext* context = qx::CertificateContext::from(pCertContext)) {
     context->release();
   }

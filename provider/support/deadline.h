@@ -8,6 +8,8 @@
 #include <chrono>
 #include <limits>
 
+#include "provider/support/fork_gate.h"
+
 namespace qx {
 
 /// Deadline is a point in time until which something may wait.
@@ -25,8 +27,10 @@ class Deadline {
 
   bool passed() const { return left() == std::chrono::milliseconds::zero(); }
 
-  /// waitFor tells whether `events` of poll() came in time.
+  /// waitFor tells whether `events` of poll() came in time. Forks go on meanwhile: the caller holds no
+  /// lock.
   bool waitFor(int fd, short events) const {
+    const ForkMayPass noLockIsHeld;
     for (;;) {
       const auto wait = std::min<std::int64_t>(left().count(), std::numeric_limits<int>::max());
       pollfd entry{.fd = fd, .events = events, .revents = 0};

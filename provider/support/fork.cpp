@@ -6,6 +6,8 @@
 #include <chrono>
 #include <thread>
 
+#include "provider/support/fork_gate.h"
+
 namespace qx {
 
 /// The live mutexes. Its members are constant-initialised and need
@@ -14,7 +16,6 @@ struct ForkRegistry {
   std::mutex guard;
   ForkSafeMutex* first = nullptr;
   ForkSafeMutex* last = nullptr;
-  bool handlersInstalled = false;
   std::atomic<unsigned> generation = 0;
 
   void add(ForkSafeMutex& mutex);
@@ -22,7 +23,6 @@ struct ForkRegistry {
   void lockAll();
   void unlockAll();
   bool tryLockAll() const;
-  void installHandlers();
 };
 
 namespace {
@@ -30,31 +30,31 @@ namespace {
 // NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): fork handlers take no argument
 constinit ForkRegistry registry;
 
+// In this order: a call may need any lock to come to its end.
 void beforeFork() {
+  closeForkGate();
   registry.lockAll();
 }
 
 void afterForkInParent() {
   registry.unlockAll();
+  openForkGate();
 }
 
 void afterForkInChild() {
   registry.generation.fetch_add(1, std::memory_order_relaxed);
   registry.unlockAll();
+  openForkGate();
 }
+
+// At load: before any call, and before any lock is taken.
+[[maybe_unused]] const int installed =
+    pthread_atfork(beforeFork, afterForkInParent, afterForkInChild);
 
 }  // namespace
 
-// The caller holds the guard.
-void ForkRegistry::installHandlers() {
-  if (!handlersInstalled) {
-    handlersInstalled = pthread_atfork(beforeFork, afterForkInParent, afterForkInChild) == 0;
-  }
-}
-
 void ForkRegistry::add(ForkSafeMutex& mutex) {
   const std::scoped_lock lock(guard);
-  installHandlers();
   mutex.earlier_ = last;
   (last != nullptr ? last->later_ : first) = &mutex;
   last = &mutex;
@@ -112,10 +112,6 @@ ForkSafeMutex::~ForkSafeMutex() {
 }
 
 unsigned forkGeneration() {
-  {
-    const std::scoped_lock lock(registry.guard);
-    registry.installHandlers();
-  }
   return registry.generation.load(std::memory_order_relaxed);
 }
 

@@ -35,7 +35,7 @@ class ForkSafeMutex {
   ForkSafeMutex* later_ = nullptr;
 };
 
-/// forkGeneration is a number that is another one in every child made by fork() after the first call.
+/// forkGeneration is a number that is another one in every child made by fork().
 unsigned forkGeneration();
 
 }  // namespace qx

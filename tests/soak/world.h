@@ -1,6 +1,7 @@
 #ifndef QX_TESTS_SOAK_WORLD_H_
 #define QX_TESTS_SOAK_WORLD_H_
 
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -36,6 +37,9 @@ class World {
   /// The digest R 34.11-94, by the engine.
   const EVP_MD* oldGostDigest() const { return oldGostDigest_; }
 
+  /// Held around the test's own calls of libcrypto, which a host has to keep apart from its forks.
+  std::mutex& ownLibcrypto() const { return ownLibcrypto_; }
+
   /// change makes one change after the other for a guest, by their number: the key comes, the
   /// certificate comes, the revocation list is renewed, the certificate goes, the key goes, and so on.
   /// One thread a guest.
@@ -57,6 +61,7 @@ class World {
   test::ProviderFolder folder_;
   lab::Authority authority_;
   const EVP_MD* oldGostDigest_ = nullptr;
+  mutable std::mutex ownLibcrypto_;
   std::string material_;
   std::vector<Identity> identities_;
   std::vector<Identity> guests_;
