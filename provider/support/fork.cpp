@@ -44,6 +44,7 @@ void afterForkInParent() {
 void afterForkInChild() {
   registry.generation.fetch_add(1, std::memory_order_relaxed);
   registry.unlockAll();
+  forgetOtherThreads();
   openForkGate();
 }
 

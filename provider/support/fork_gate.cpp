@@ -107,6 +107,12 @@ void closeForkGate() {
   }
 }
 
+void forgetOtherThreads() {
+  for (Shard& shard : gate.shards) {
+    shard.calls = 0;
+  }
+}
+
 void openForkGate() {
   self.depth = std::exchange(self.depthAtFork, 0);
   if (self.depth != 0) {

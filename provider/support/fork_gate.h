@@ -34,8 +34,10 @@ class ForkMayPass {
 };
 
 /// closeForkGate returns when no call is at work; new ones wait until the same thread opens the gate, in
-/// the parent and in the child. For the fork handlers.
+/// the parent and in the child. The child first forgets the other threads: those that began a call while
+/// the gate was closed have counted it, and will not come to take it back. For the fork handlers.
 void closeForkGate();
+void forgetOtherThreads();
 void openForkGate();
 
 }  // namespace qx
