@@ -15,7 +15,7 @@ told() {
 look() {
   local help options commands word
   help=$("$tool" "$@" --help)
-  options=$(sed -n '/^Subcommands:/q;s/^  \(-[^ ]*\).*/\1/p' <<<"$help" | grep -oE -- '--[a-z-]+' || true)
+  options=$(sed -n '/^Subcommands:/q;s/^  \(-[^ ]*\).*/\1/p' <<<"$help" | grep -oE -- '--[a-z0-9-]+' || true)
   commands=$(sed -n '1,/^Subcommands:/d;s/^  \([a-z]*\) .*/\1/p' <<<"$help")
   [ -n "$options" ] || { echo "$*: no options in the help" >&2 && exit 1; }
   for word in $options; do

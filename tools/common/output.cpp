@@ -8,6 +8,7 @@
 #include <climits>
 #include <cstdlib>
 #include <filesystem>
+#include <functional>
 
 #include "tools/common/descriptor.h"
 #include "tools/common/error.h"
@@ -102,9 +103,14 @@ std::string resolved(const std::string& path) {
   return error ? path : target.string();
 }
 
-}  // namespace
+std::span<const std::uint8_t> bytesOf(std::string_view text) {
+  return {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()};
+}
 
-void writeOutput(const std::string& path, std::span<const std::uint8_t> bytes, mode_t mode) {
+// `rightsOf` says what rights the file gets: of the one that it replaces, or null.
+void put(const std::string& path,
+         std::span<const std::uint8_t> bytes,
+         const std::function<mode_t(const struct stat*)>& rightsOf) {
   if (path.empty()) {
     throw ToolError(ExitCode::Usage, "the name of the output file is empty");
   }
@@ -119,13 +125,28 @@ void writeOutput(const std::string& path, std::span<const std::uint8_t> bytes, m
     return;
   }
   Replacement file(exists ? resolved(path) : path);
-  file.write(bytes, exists ? status.st_mode & 07777 : withUmask(mode));
+  file.write(bytes, rightsOf(exists ? &status : nullptr));
   file.rename();
 }
 
+}  // namespace
+
+void writeOutput(const std::string& path, std::span<const std::uint8_t> bytes, mode_t mode) {
+  put(path, bytes, [mode](const struct stat* present) {
+    return present == nullptr ? withUmask(mode) : present->st_mode & 07777;
+  });
+}
+
+void writePrivateOutput(const std::string& path, std::span<const std::uint8_t> bytes) {
+  put(path, bytes, [](const struct stat*) { return S_IRUSR | S_IWUSR; });
+}
+
 void writeOutput(const std::string& path, std::string_view text, mode_t mode) {
-  writeOutput(
-      path, std::span(reinterpret_cast<const std::uint8_t*>(text.data()), text.size()), mode);
+  writeOutput(path, bytesOf(text), mode);
+}
+
+void writePrivateOutput(const std::string& path, std::string_view text) {
+  writePrivateOutput(path, bytesOf(text));
 }
 
 }  // namespace qx::tools

@@ -17,6 +17,11 @@ namespace qx::tools {
 void writeOutput(const std::string& path, std::span<const std::uint8_t> bytes, mode_t mode = 0666);
 void writeOutput(const std::string& path, std::string_view text, mode_t mode = 0666);
 
+/// writePrivateOutput does the same for a file that its owner alone may read, whoever could read the
+/// one that it replaces: mode 0600.
+void writePrivateOutput(const std::string& path, std::span<const std::uint8_t> bytes);
+void writePrivateOutput(const std::string& path, std::string_view text);
+
 }  // namespace qx::tools
 
 #endif

@@ -18,8 +18,10 @@
 #include "tools/qxprovider/certificate_text.h"
 #include "tools/qxprovider/commands.h"
 #include "tools/qxprovider/failure.h"
+#include "tools/qxprovider/key_creation.h"
 #include "tools/qxprovider/key_import.h"
 #include "tools/qxprovider/key_texts.h"
+#include "tools/qxprovider/key_unlock.h"
 #include "tools/qxprovider/location.h"
 
 namespace qx::admin {
@@ -37,54 +39,14 @@ struct KeyArguments {
   std::string id;
   std::string store = "My";
   std::string publicKey;
-  PinSource pin;
+  NewPin newPin;
   PinSource password;
-  bool noPin = false;
 };
-
-// The PIN that a key shall get, nothing for none. Silence is neither: a key without a PIN is a
-// decision.
-std::optional<Secret> newPin(const KeyArguments& arguments, tools::Report& report) {
-  if (arguments.noPin && arguments.pin.kind != PinSource::Kind::None) {
-    throw ToolError(ExitCode::Usage, "--no-pin and a PIN exclude each other");
-  }
-  if (arguments.noPin) {
-    return std::nullopt;
-  }
-  PinSource source = arguments.pin;
-  if (source.kind == PinSource::Kind::None) {
-    source.kind = PinSource::Kind::Prompt;
-  }
-  Secret pin = tools::readNewPin(source, "PIN of the key", report);
-  if (pin.empty()) {
-    throw ToolError(ExitCode::Key, "the PIN is empty; --no-pin leaves the key without one");
-  }
-  return pin;
-}
-
-std::optional<std::string_view> textOf(const std::optional<Secret>& pin) {
-  return pin ? std::optional(pin->text()) : std::nullopt;
-}
-
-std::string typeName(const PrivateKey& key) {
-  return keyTypeName(key.type(), require(PublicKey::parse(key.spki()), "key").bitLength());
-}
-
-// Stores a key and reports it.
-void store(const PrivateKey& key, const KeyArguments& arguments, tools::Report& report) {
-  const std::optional<Secret> pin = newPin(arguments, report);
-  const std::string id = require(addKey(arguments.location, key, textOf(pin)), "key");
-  report.facts()["key"] = id;
-  report.facts()["type"] = typeName(key);
-  report.facts()["pin"] = pin.has_value();
-  report.line("key " + id + " (" + typeName(key) + (pin ? ", with a PIN)" : ", without a PIN)"));
-}
 
 void generate(tools::Tool& tool, const KeyArguments& arguments) {
   tool.claimOutput(arguments.publicKey, tools::Tool::Content::Text);
-  const auto key =
-      require(PrivateKey::fromEvp(lab::generateKey(kindByName(arguments.kind))), arguments.kind);
-  store(*key, arguments, tool.report);
+  const auto key = makeKey(arguments.kind);
+  storeKey(arguments.location, *key, arguments.newPin, tool.report);
   if (!arguments.publicKey.empty()) {
     tools::writeOutput(arguments.publicKey, appendPem({}, kPublicKeyLabel, key->spki()).text());
   }
@@ -134,7 +96,7 @@ void import(tools::Tool& tool, const KeyArguments& arguments) {
     return tools::readPin(source, "Password of " + arguments.file, report);
   });
   warnOfRights(arguments.file, Location::CurrentUser, report);
-  store(*imported.key, arguments, report);
+  storeKey(arguments.location, *imported.key, arguments.newPin, report);
   addCertificates(imported, arguments, report);
 }
 
@@ -174,31 +136,21 @@ void list(tools::Tool& tool, const KeyArguments& arguments) {
   }
 }
 
-// The old PIN: a key that has none needs none.
-Secret oldPin(const KeyFile& file, const PinSource& given, tools::Report& report) {
-  PinSource source = given;
-  if (file.hasPin() && source.kind == PinSource::Kind::None) {
-    source.kind = PinSource::Kind::Prompt;
-  }
-  return tools::readPin(source, "Present PIN", report);
-}
-
-KeyFilePtr openKeyFile(const KeyArguments& arguments) {
-  Result<KeyFilePtr> file = findKey(arguments.location, arguments.id);
-  if (!file && file.error() == ERROR_FILE_NOT_FOUND) {
-    throw ToolError(ExitCode::Input,
-                    "the " + std::string(locationName(arguments.location)) + " has no key " +
-                        arguments.id + "; key list shows all");
-  }
-  return require(std::move(file), arguments.id);
+// As the file has it: the PIN that guards it here guards it there, too.
+void exportKey(tools::Tool& tool, const KeyArguments& arguments) {
+  tool.claimOutput(arguments.file, tools::Tool::Content::Text);
+  const KeyFilePtr file = openKeyFile(arguments.location, arguments.id, tool.report);
+  tools::writePrivateOutput(arguments.file, file->text());
+  tool.report.facts()["key"] = file->id();
+  tool.report.facts()["pin"] = file->hasPin();
+  tool.report.facts()["output"] = arguments.file;
 }
 
 void passwd(tools::Tool& tool, const KeyArguments& arguments) {
   tools::Report& report = tool.report;
-  const KeyFilePtr file = openKeyFile(arguments);
-  warnOfRights(keyPath(arguments.location, file->name()), arguments.location, report);
-  const Secret present = oldPin(*file, arguments.password, report);
-  const std::optional<Secret> chosen = newPin(arguments, report);
+  const KeyFilePtr file = openKeyFile(arguments.location, arguments.id, report);
+  const Secret present = presentPin(*file, arguments.password, report);
+  const std::optional<Secret> chosen = readChosenPin(arguments.newPin, report);
   require(changePin(arguments.location, arguments.id, present.text(), textOf(chosen)),
           arguments.id);
   report.facts()["key"] = arguments.id;
@@ -206,20 +158,12 @@ void passwd(tools::Tool& tool, const KeyArguments& arguments) {
   report.line("key " + arguments.id + (chosen ? " has its new PIN" : " has no PIN any more"));
 }
 
-void addNewPin(CLI::App& verb, KeyArguments& arguments, const std::string& name) {
-  tools::addPinOptions(
-      verb, name, "the key's new PIN", [&arguments]() -> PinSource& { return arguments.pin; });
-  verb.add_flag("--no-pin", arguments.noPin, "Leave the key without a PIN");
-}
-
 void addGenerate(CLI::App& noun, tools::Tool& tool) {
   auto arguments = std::make_shared<KeyArguments>();
   CLI::App& verb = *noun.add_subcommand("generate", "Make a new key");
-  verb.add_option("--type", arguments->kind, "The kind of key")
-      ->check(CLI::IsMember(kindNames()))
-      ->capture_default_str();
+  addKeyType(verb, arguments->kind);
   verb.add_option("--public-key", arguments->publicKey, "Write the public key to this file (PEM)");
-  addNewPin(verb, *arguments, "pin");
+  addNewPin(verb, arguments->newPin, "pin");
   addLocation(verb, arguments->location);
   verb.callback([&tool, arguments] { generate(tool, *arguments); });
 }
@@ -231,11 +175,21 @@ void addImport(CLI::App& noun, tools::Tool& tool) {
   tools::addPinOptions(verb, "password", "the password of the file", [arguments]() -> PinSource& {
     return arguments->password;
   });
-  addNewPin(verb, *arguments, "pin");
+  addNewPin(verb, arguments->newPin, "pin");
   verb.add_option("--store", arguments->store, "The store for the certificate of a PKCS#12 file")
       ->capture_default_str();
   addLocation(verb, arguments->location);
   verb.callback([&tool, arguments] { import(tool, *arguments); });
+}
+
+void addExport(CLI::App& noun, tools::Tool& tool) {
+  auto arguments = std::make_shared<KeyArguments>();
+  CLI::App& verb = *noun.add_subcommand("export", "Write a key, under its PIN, as PEM");
+  verb.add_option("KEY", arguments->id, "The key, as key list names it")->required();
+  verb.add_option("-o,--output", arguments->file, "The file to write; - is standard output")
+      ->required();
+  addLocation(verb, arguments->location);
+  verb.callback([&tool, arguments] { exportKey(tool, *arguments); });
 }
 
 void addList(CLI::App& noun, tools::Tool& tool) {
@@ -251,7 +205,7 @@ void addPasswd(CLI::App& noun, tools::Tool& tool) {
   verb.add_option("KEY", arguments->id, "The key, as key list names it")->required();
   tools::addPinOptions(
       verb, "pin", "the present PIN", [arguments]() -> PinSource& { return arguments->password; });
-  addNewPin(verb, *arguments, "new-pin");
+  addNewPin(verb, arguments->newPin, "new-pin");
   addLocation(verb, arguments->location);
   verb.callback([&tool, arguments] { passwd(tool, *arguments); });
 }
@@ -262,6 +216,7 @@ void addKeys(tools::Tool& tool) {
   CLI::App& noun = *tool.app.add_subcommand("key", "Private keys")->require_subcommand(1);
   addGenerate(noun, tool);
   addImport(noun, tool);
+  addExport(noun, tool);
   addList(noun, tool);
   addPasswd(noun, tool);
 }

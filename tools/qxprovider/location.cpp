@@ -19,8 +19,8 @@ void addLocation(CLI::App& command, Location& location) {
       ->excludes(user);
 }
 
-void addStore(CLI::App& command, std::string& store) {
-  command.add_option("--store", store, "The store's name")->capture_default_str();
+CLI::Option* addStore(CLI::App& command, std::string& store) {
+  return command.add_option("--store", store, "The store's name")->capture_default_str();
 }
 
 StoreName storeName(Location location, const std::string& name) {

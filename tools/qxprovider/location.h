@@ -16,7 +16,7 @@ namespace qx::admin {
 void addLocation(CLI::App& command, Location& location);
 
 /// addStore adds --store, with a default name.
-void addStore(CLI::App& command, std::string& store);
+CLI::Option* addStore(CLI::App& command, std::string& store);
 
 /// storeName checks a store's name; throws ToolError (Usage).
 StoreName storeName(Location location, const std::string& name);

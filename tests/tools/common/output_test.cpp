@@ -66,6 +66,20 @@ TEST_F(Output, KeepsTheRightsOfAFileThatItReplaces) {
   EXPECT_EQ(modeOf(path), 0640U);
 }
 
+TEST_F(Output, GivesAPrivateFileToItsOwnerAlone) {
+  writePrivateOutput(folder_.file("new"), std::string_view("content"));
+  EXPECT_EQ(test::readFile(folder_.file("new")), "content");
+  EXPECT_EQ(modeOf(folder_.file("new")), 0600U);
+}
+
+TEST_F(Output, TakesTheRightsFromAFileThatAPrivateOneReplaces) {
+  const std::string path = folder_.write("old", "a much longer content");
+  ASSERT_EQ(chmod(path.c_str(), 0644), 0);
+  writePrivateOutput(path, std::string_view("new"));
+  EXPECT_EQ(test::readFile(path), "new");
+  EXPECT_EQ(modeOf(path), 0600U);
+}
+
 TEST_F(Output, ReplacesTheFileSoThatWhoReadsTheOldOneKeepsIt) {
   const std::string path = folder_.write("old", "old");
   ASSERT_EQ(link(path.c_str(), folder_.file("same").c_str()), 0);
