@@ -79,7 +79,7 @@ INSTANTIATE_TEST_SUITE_P(
         CommandCase{
             "addsign", {"-s", "CN=Boris Sokolov"}, {"sign", "-s", "CN=Anna Orlova"}, "message"},
         CommandCase{"verify", {}, {"sign", "-s", "CN=Anna Orlova"}, "message"},
-        CommandCase{"envelope", {"-r", "CN=Anna Orlova"}, {}, "input"},
+        CommandCase{"envelope", {"-r", "CN=Pavel Fedorov"}, {}, "input"},
         CommandCase{
             "develope", {"-r", "CN=Anna Orlova"}, {"envelope", "-r", "CN=Anna Orlova"}, "message"}),
     [](const auto& test) { return std::string(test.param.name); });
