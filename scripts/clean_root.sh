@@ -7,6 +7,7 @@ set -euo pipefail
 cd "$(dirname "$0")/.."
 packages=${1:-build/release/packages}
 
+scripts/install_packages.sh root
 if ! compgen -G "$packages/*.deb" >/dev/null; then
   scripts/package.sh
 fi
@@ -37,7 +38,7 @@ cat >"$work/run" <<'END'
 set -eux
 export DEBIAN_FRONTEND=noninteractive
 for tool in cc gcc g++ clang make cmake; do
-  ! command -v $tool
+  if command -v $tool; then exit 1; fi
 done
 apt-get install -y --no-install-recommends systemd-standalone-sysusers systemd-standalone-tmpfiles >/dev/null
 useradd --create-home sidadm
