@@ -15,14 +15,18 @@ namespace {
 namespace fs = std::filesystem;
 using tools::ExitCode;
 
-/// What may be done with the keys of a place by others than their owner.
+/// What others than the owner may do in a place.
 struct Rights {
-  mode_t forbidden;
-  const char* mode;
+  mode_t keysForbidden;
+  const char* keyMode;
+  /// Whether a group may share stores, other than those that say whom to trust.
+  bool groupWritesStores;
 };
 
-constexpr Rights kUserKeys{.forbidden = S_IRWXG | S_IRWXO, .mode = "600"};
-constexpr Rights kMachineKeys{.forbidden = S_IWGRP | S_IXGRP | S_IRWXO, .mode = "640"};
+constexpr Rights kUserRights{
+    .keysForbidden = S_IRWXG | S_IRWXO, .keyMode = "600", .groupWritesStores = false};
+constexpr Rights kMachineRights{
+    .keysForbidden = S_IWGRP | S_IXGRP | S_IRWXO, .keyMode = "640", .groupWritesStores = true};
 constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
 
 std::string octal(mode_t mode) {
@@ -75,11 +79,11 @@ void examineKey(const std::string& path, const Rights& rights, Findings& finding
   if (!isReadable(path)) {
     refuseReading(path, ExitCode::Key, findings);
   }
-  if (const mode_t mode = modeOf(path); (mode & rights.forbidden) != 0) {
+  if (const mode_t mode = modeOf(path); (mode & rights.keysForbidden) != 0) {
     findings.fault(ExitCode::Key,
                    path,
                    "others have rights to this key (mode " + octal(mode) + ")",
-                   std::string("chmod ") + rights.mode + " " + quoted(path));
+                   std::string("chmod ") + rights.keyMode + " " + quoted(path));
   }
 }
 
@@ -99,14 +103,21 @@ void examineKeys(const std::string& folder, const Rights& rights, Findings& find
 }
 
 // Who may write here says what is trusted, and whose certificate is taken.
-void examineWriters(const std::string& path, Findings& findings) {
-  if (const mode_t mode = modeOf(path); (mode & kOthersWrite) != 0) {
+void examineWriters(const std::string& path, mode_t forbidden, Findings& findings) {
+  if (const mode_t mode = modeOf(path); (mode & forbidden) != 0) {
     findings.warn(
         path, "others may write here (mode " + octal(mode) + ")", "chmod go-w " + quoted(path));
   }
 }
 
-void examineStore(const std::string& folder, Findings& findings) {
+// A folder that hands its group down is shared with that group on purpose.
+mode_t storeForbidden(const fs::path& folder, const Rights& rights) {
+  const bool saysWhomToTrust = folder.filename() == "Root" || folder.filename() == "CA";
+  const bool isShared = (modeOf(folder) & S_ISGID) != 0;
+  return rights.groupWritesStores && isShared && !saysWhomToTrust ? S_IWOTH : kOthersWrite;
+}
+
+void examineStore(const std::string& folder, const Rights& rights, Findings& findings) {
   if (!isReadable(folder)) {
     refuseReading(folder, ExitCode::Input, findings);
     return;
@@ -122,16 +133,16 @@ void examineStore(const std::string& folder, Findings& findings) {
   }
   findings.good(folder,
                 std::to_string(certificates) + " certificates, " + std::to_string(lists) + " CRLs");
-  examineWriters(folder, findings);
+  examineWriters(folder, storeForbidden(folder, rights), findings);
 }
 
-void examineRoot(const std::string& root, const Rights& keys, Findings& findings) {
-  examineWriters(root, findings);
+void examineRoot(const std::string& root, const Rights& rights, Findings& findings) {
+  examineWriters(root, kOthersWrite, findings);
   const fs::path stores = fs::path(root) / "stores";
   for (const std::string& name : namesIn(stores)) {
-    examineStore(stores / name, findings);
+    examineStore(stores / name, rights, findings);
   }
-  examineKeys(root + "/keys", keys, findings);
+  examineKeys(root + "/keys", rights, findings);
 }
 
 void examineUserFolder(Findings& findings) {
@@ -144,7 +155,7 @@ void examineUserFolder(Findings& findings) {
     return;
   }
   findings.good("user's folder", folder.value + from + ", mode " + octal(modeOf(folder.value)));
-  examineRoot(folder.value, kUserKeys, findings);
+  examineRoot(folder.value, kUserRights, findings);
 }
 
 void examineMachineFolder(Findings& findings) {
@@ -156,7 +167,7 @@ void examineMachineFolder(Findings& findings) {
     return;
   }
   findings.good("machine's folder", folder.value + from + ", mode " + octal(modeOf(folder.value)));
-  examineRoot(folder.value, kMachineKeys, findings);
+  examineRoot(folder.value, kMachineRights, findings);
 }
 
 }  // namespace

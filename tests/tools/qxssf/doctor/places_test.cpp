@@ -90,6 +90,26 @@ TEST_F(DoctorPlaces, NameFoldersThatOthersChange) {
   EXPECT_EQ(about(findings, path("user/stores/My")).level, Level::Warning);
 }
 
+TEST_F(DoctorPlaces, LetAGroupShareStoresOfTheMachineButNotWhomToTrust) {
+  for (const char* name : {"My", "Root", "CA"}) {
+    const std::string store = std::string("machine/stores/") + name;
+    write(store + "/c.pem", 0644);
+    allow(path(store), 02770);
+  }
+  write("machine/stores/Plain/c.pem", 0644);
+  allow(path("machine/stores/Plain"), 0770);
+  write("user/stores/My/c.pem", 0644);
+  allow(path("user/stores/My"), 02770);
+  const Findings findings = examine();
+  EXPECT_EQ(findings.count(Level::Warning), 4U);
+  for (const char* warned :
+       {"machine/stores/Root", "machine/stores/CA", "machine/stores/Plain", "user/stores/My"}) {
+    EXPECT_EQ(about(findings, path(warned)).level, Level::Warning) << warned;
+  }
+  allow(path("machine/stores/My"), 02772);
+  EXPECT_EQ(about(examine(), path("machine/stores/My")).level, Level::Warning);
+}
+
 // Nobody is kept from reading who is root, but a link to nothing is not read by root either.
 TEST_F(DoctorPlaces, NameWhatCannotBeRead) {
   write("user/keys/k", 0600);
