@@ -7,6 +7,7 @@
 #include "provider/hash/hash.h"
 #include "provider/openssl/errors.h"
 #include "provider/store/x509_fields.h"
+#include "provider/support/until_unload.h"
 
 namespace qx {
 namespace {
@@ -99,11 +100,11 @@ OCSP_BASICRESP* OcspData::response() const {
   return fresh;
 }
 
-// Never destroyed: what libcrypto made of the answers could outlive libcrypto's own end.
 template <>
 Result<OcspPtr> parseShared(der::Bytes der) {
   constexpr std::size_t kMaxSize = std::size_t{16} << 10U;
-  static auto& answers = *new SharedObjects<OcspData>({.objects = 200, .bytes = kMaxSize});
+  static auto& answers = untilUnload(std::make_unique<SharedObjects<OcspData>>(
+      SharedObjects<OcspData>::Limits{.objects = 200, .bytes = kMaxSize}));
   return answers.parse(der);
 }
 

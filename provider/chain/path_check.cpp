@@ -1,6 +1,7 @@
 #include "provider/chain/path_check.h"
 
 #include <algorithm>
+#include <memory>
 #include <new>
 
 #include <openssl/x509_vfy.h>
@@ -11,6 +12,7 @@
 #include "provider/chain/proved_signatures.h"
 #include "provider/openssl/library_context.h"
 #include "provider/openssl/owned.h"
+#include "provider/support/until_unload.h"
 
 namespace qx {
 namespace {
@@ -128,21 +130,20 @@ int verifyUnprovedSignatures(X509_STORE_CTX* context) {
   return result;
 }
 
-X509_STORE* makeRules() {
-  X509_STORE* rules = X509_STORE_new();
-  if (rules == nullptr) {
+std::unique_ptr<X509StorePtr> makeRules() {
+  auto rules = std::make_unique<X509StorePtr>(X509_STORE_new());
+  if (*rules == nullptr) {
     throw std::bad_alloc();
   }
-  X509_STORE_set_check_issued(rules, isIssuedBy);
-  X509_STORE_set_verify_cb(rules, onVerified);
+  X509_STORE_set_check_issued(rules->get(), isIssuedBy);
+  X509_STORE_set_verify_cb(rules->get(), onVerified);
   return rules;
 }
 
-// An empty store that carries our callbacks, read by all threads. Kept for good: libcrypto may be gone
-// before our static objects are.
+// An empty store that carries our callbacks, read by all threads.
 X509_STORE* verifierRules() {
-  static X509_STORE* const rules = makeRules();
-  return rules;
+  static const X509StorePtr& rules = untilUnload(makeRules());
+  return rules.get();
 }
 
 template <class Owner, class Push>

@@ -1,5 +1,7 @@
 #include "provider/chain/proved_signatures.h"
 
+#include "provider/support/until_unload.h"
+
 namespace qx {
 namespace {
 
@@ -42,9 +44,8 @@ bool ProvedSignatures::prove(SignedKind kind,
   return isGood;
 }
 
-// Never destroyed: a thread may still verify while the process ends.
 ProvedSignatures& processProvedSignatures() {
-  static auto& proved = *new ProvedSignatures(kRemembered);
+  static auto& proved = untilUnload(std::make_unique<ProvedSignatures>(kRemembered));
   return proved;
 }
 

@@ -12,6 +12,7 @@
 #include "provider/support/config.h"
 #include "provider/support/fork.h"
 #include "provider/support/trace.h"
+#include "provider/support/until_unload.h"
 
 namespace qx {
 namespace {
@@ -119,9 +120,8 @@ TrustSourcePtr makeSource(const Contents& contents) {
 /// only; nothing is read under them.
 class TrustStores {
  public:
-  // Never destroyed: what libcrypto made of the certificates could outlive libcrypto's own end.
   static TrustStores& instance() {
-    static auto& stores = *new TrustStores;
+    static auto& stores = untilUnload(std::make_unique<TrustStores>());
     return stores;
   }
 

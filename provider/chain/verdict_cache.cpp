@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "provider/hash/hash.h"
+#include "provider/support/until_unload.h"
 
 namespace qx {
 namespace {
@@ -122,9 +123,8 @@ Result<VerdictPtr> VerdictCache::evaluate(ChainRequest request,
   return VerdictPtr(fresh);
 }
 
-// Never destroyed: what libcrypto made of the certificates could outlive libcrypto's own end.
 VerdictCache& processVerdicts() {
-  static auto& cache = *new VerdictCache(kCachedVerdicts);
+  static auto& cache = untilUnload(std::make_unique<VerdictCache>(kCachedVerdicts));
   return cache;
 }
 

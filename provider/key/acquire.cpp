@@ -13,6 +13,7 @@
 #include "provider/key/unlock.h"
 #include "provider/store/certificate_context.h"
 #include "provider/support/fork.h"
+#include "provider/support/until_unload.h"
 
 namespace qx {
 namespace {
@@ -126,7 +127,7 @@ Result<FoundKey> findCertificateKey(const CertificateContext& certificate, DWORD
 
 /// Two threads that ask at once for the key of one context get one handle.
 ForkSafeMutex& keepingMutex() {
-  static ForkSafeMutex& mutex = *new ForkSafeMutex();
+  static ForkSafeMutex& mutex = untilUnload(std::make_unique<ForkSafeMutex>());
   return mutex;
 }
 

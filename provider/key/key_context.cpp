@@ -7,6 +7,7 @@
 #include "provider/key/unlock.h"
 #include "provider/support/fork.h"
 #include "provider/support/trace.h"
+#include "provider/support/until_unload.h"
 
 namespace qx {
 namespace {
@@ -14,7 +15,7 @@ namespace {
 /// One lock for the state of all contexts: it is held for the copy of a pointer only, never while a
 /// key is looked for or opened.
 ForkSafeMutex& stateMutex() {
-  static ForkSafeMutex& mutex = *new ForkSafeMutex();
+  static ForkSafeMutex& mutex = untilUnload(std::make_unique<ForkSafeMutex>());
   return mutex;
 }
 

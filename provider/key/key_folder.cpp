@@ -7,6 +7,7 @@
 
 #include "provider/key/unlock.h"
 #include "provider/support/trace.h"
+#include "provider/support/until_unload.h"
 
 namespace qx {
 namespace {
@@ -21,8 +22,7 @@ struct Folders {
 };
 
 Folders& folders() {
-  // Kept for good: at the process's end libcrypto, which wipes memory for us, may be gone already.
-  static Folders& all = *new Folders();
+  static Folders& all = untilUnload(std::make_unique<Folders>());
   return all;
 }
 

@@ -4,6 +4,7 @@
 
 #include "provider/key/unlocked_keys.h"
 #include "provider/support/config.h"
+#include "provider/support/until_unload.h"
 
 namespace qx {
 namespace {
@@ -15,11 +16,10 @@ UnlockedKeys::Time bootTime() {
 }
 
 UnlockedKeys& unlockedKeys() {
-  // Kept for good: at the process's end libcrypto, which holds the keys, may be gone already.
-  static UnlockedKeys& keys =
-      *new UnlockedKeys({.unused = std::chrono::seconds(configuration().pin.cacheSeconds),
-                         .most = std::chrono::seconds(configuration().pin.cacheMaxSeconds)},
-                        bootTime);
+  static UnlockedKeys& keys = untilUnload(std::make_unique<UnlockedKeys>(
+      UnlockedKeys::Limits{.unused = std::chrono::seconds(configuration().pin.cacheSeconds),
+                           .most = std::chrono::seconds(configuration().pin.cacheMaxSeconds)},
+      bootTime));
   return keys;
 }
 

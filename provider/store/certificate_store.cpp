@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "provider/store/store_files.h"
+#include "provider/support/until_unload.h"
 
 namespace qx {
 namespace {
@@ -39,10 +40,14 @@ CertificateStore* CertificateStore::from(HCERTSTORE handle) {
   return fromHandle<CertificateStore>(handle);
 }
 
-// Never destroyed: contexts point at it until the process ends.
+// Contexts point at it until the library goes.
 CertificateStore& CertificateStore::none() {
-  static auto& store = *new CertificateStore(std::nullopt, emptySnapshot(), 0, true);
-  return store;
+  static CertificateStore* const store = [] {
+    auto* made = new CertificateStore(std::nullopt, emptySnapshot(), 0, true);
+    endAtUnload(made, [](void* kept) { delete static_cast<CertificateStore*>(kept); });
+    return made;
+  }();
+  return *store;
 }
 
 // A memory store is written whatever its flags say.

@@ -9,6 +9,7 @@
 #include "provider/store/folder_state.h"
 #include "provider/support/fork.h"
 #include "provider/support/trace.h"
+#include "provider/support/until_unload.h"
 
 namespace qx {
 namespace {
@@ -36,9 +37,8 @@ SnapshotPtr putTogether(const StoreSnapshot& user, const StoreSnapshot& machine)
 // are read, and what was replaced ends, outside of it.
 class SnapshotCache {
  public:
-  // Never destroyed: what libcrypto made of the certificates could outlive libcrypto's own end.
   static SnapshotCache& instance() {
-    static auto& cache = *new SnapshotCache;
+    static auto& cache = untilUnload(std::make_unique<SnapshotCache>());
     return cache;
   }
 

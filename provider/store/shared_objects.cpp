@@ -1,24 +1,28 @@
 #include "provider/store/shared_objects.h"
 
+#include "provider/support/until_unload.h"
+
 namespace qx {
 namespace {
 
 constexpr std::size_t kKilobyte = 1024;
 
+template <class Data>
+SharedObjects<Data>& shared(typename SharedObjects<Data>::Limits limits) {
+  static auto& objects = untilUnload(std::make_unique<SharedObjects<Data>>(limits));
+  return objects;
+}
+
 }  // namespace
 
-// Never destroyed: what libcrypto made of the objects could outlive libcrypto's own end.
 template <>
 Result<std::shared_ptr<const CertificateData>> parseShared(der::Bytes der) {
-  static auto& objects =
-      *new SharedObjects<CertificateData>({.objects = 500, .bytes = 8 * kKilobyte});
-  return objects.parse(der);
+  return shared<CertificateData>({.objects = 500, .bytes = 8 * kKilobyte}).parse(der);
 }
 
 template <>
 Result<std::shared_ptr<const CrlData>> parseShared(der::Bytes der) {
-  static auto& objects = *new SharedObjects<CrlData>({.objects = 50, .bytes = 64 * kKilobyte});
-  return objects.parse(der);
+  return shared<CrlData>({.objects = 50, .bytes = 64 * kKilobyte}).parse(der);
 }
 
 }  // namespace qx

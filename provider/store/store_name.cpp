@@ -7,6 +7,7 @@
 
 #include "provider/store/folder_state.h"
 #include "provider/support/kept_lately.h"
+#include "provider/support/until_unload.h"
 #include "provider/support/utf8.h"
 
 namespace qx {
@@ -52,7 +53,7 @@ using NamesPtr = std::shared_ptr<const std::vector<std::string>>;
 class StoresListings {
  public:
   static StoresListings& instance() {
-    static auto& listings = *new StoresListings;
+    static auto& listings = untilUnload(std::make_unique<StoresListings>());
     return listings;
   }
 
