@@ -3,10 +3,14 @@
 #include <new>
 
 #include <openssl/crypto.h>
+#include <openssl/objects.h>
 #include <openssl/provider.h>
 
 namespace qx {
 namespace {
+
+// In libcrypto's table of named objects, which lives as long as libcrypto.
+constexpr char kName[] = "qxprovider: library context";
 
 OSSL_LIB_CTX* makeContext() {
   OSSL_LIB_CTX* context = OSSL_LIB_CTX_new();
@@ -20,11 +24,33 @@ OSSL_LIB_CTX* makeContext() {
   return context;
 }
 
+// Failing that, the next one who is loaded makes a context of his own.
+void leaveForTheNext(OSSL_LIB_CTX* context) {
+  // The table keeps the name's address, which must outlast us.
+  char* name = OPENSSL_strdup(kName);
+  if (name != nullptr &&
+      OBJ_NAME_add(name, OBJ_NAME_TYPE_UNDEF, reinterpret_cast<const char*>(context)) != 1) {
+    OPENSSL_free(name);
+  }
+}
+
+// It cannot end with us: libcrypto may be gone by then, and what it keeps for each thread that ever drew
+// random bytes here refers to the context until that thread ends. So whoever is loaded after us finds it.
+OSSL_LIB_CTX* findOrMakeContext() {
+  const char* left = OBJ_NAME_get(kName, OBJ_NAME_TYPE_UNDEF);
+  if (left != nullptr) {
+    // NOLINTNEXTLINE(cppcoreguidelines-pro-type-const-cast): the table knows no other pointers
+    return reinterpret_cast<OSSL_LIB_CTX*>(const_cast<char*>(left));
+  }
+  OSSL_LIB_CTX* context = makeContext();
+  leaveForTheNext(context);
+  return context;
+}
+
 }  // namespace
 
 OSSL_LIB_CTX* libraryContext() {
-  // Kept for good: libcrypto may be gone before our static objects are.
-  static OSSL_LIB_CTX* const context = makeContext();
+  static OSSL_LIB_CTX* const context = findOrMakeContext();
   return context;
 }
 

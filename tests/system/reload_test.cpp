@@ -1,4 +1,5 @@
 #include <dlfcn.h>
+#include <malloc.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -8,6 +9,7 @@
 #include <vector>
 
 #include <gtest/gtest.h>
+#include <openssl/objects.h>
 
 #include "qxsapssf/ssf.h"
 #include "tests/provider/support/scoped_environment.h"
@@ -115,6 +117,31 @@ class LoadedLibrary {
   void* handle_;
 };
 
+// The address sanitizer has a heap of its own.
+std::size_t allocatedBytes() {
+  void* const ask = dlsym(RTLD_DEFAULT, "__sanitizer_get_current_allocated_bytes");
+  return ask != nullptr ? reinterpret_cast<std::size_t (*)()>(ask)() : mallinfo2().uordblks;
+}
+
+// libcrypto keeps the provider's library context for whoever is loaded next, and forgets it at its own end,
+// before leaks are looked for.
+class KeepsWhatLibcryptoKeeps : public ::testing::Environment {
+ public:
+  void TearDown() override {
+    static auto& kept = *new std::vector<OBJ_NAME>;
+    OBJ_NAME_do_all(
+        OBJ_NAME_TYPE_UNDEF,
+        [](const OBJ_NAME* name, void* all) {
+          static_cast<std::vector<OBJ_NAME>*>(all)->push_back(*name);
+        },
+        &kept);
+    EXPECT_LE(kept.size(), 1U);
+  }
+};
+
+// NOLINTNEXTLINE(cert-err58-cpp): what it throws ends the test
+const auto* const keeper = ::testing::AddGlobalTestEnvironment(new KeepsWhatLibcryptoKeeps);
+
 auto openDescriptors() {
   return std::distance(std::filesystem::directory_iterator("/proc/self/fd"),
                        std::filesystem::directory_iterator());
@@ -139,6 +166,25 @@ TEST(SystemReload, SignsAndVerifiesInEachOfAHundredRounds) {
     round();
   }
   EXPECT_EQ(openDescriptors(), descriptors);
+}
+
+TEST(SystemReload, NeedsNoMoreMemoryEachTime) {
+  constexpr std::size_t kRounds = 20;
+  constexpr std::size_t kMostPerRound = 2048;  // a store of one certificate needs ten times as much
+  const SystemWorld world;
+  const Person ivan = world.enrol("Ivan", "plum-1234");
+  const auto rounds = [&] {
+    for (std::size_t i = 0; i < kRounds; ++i) {
+      const LoadedLibrary library;
+      const std::string message = library.sign(kContent, ivan.thumbprint, "plum-1234");
+      EXPECT_NE(library.signerOf(message, kContent), "");
+    }
+  };
+
+  rounds();
+  const std::size_t before = allocatedBytes();
+  rounds();
+  EXPECT_LT(allocatedBytes(), before + kRounds * kMostPerRound);
 }
 
 // What a thread keeps for itself is the library's, too, and must not outlive it.
