@@ -6,8 +6,11 @@
 namespace qx::admin {
 
 // Each adds one verb to the noun "cert".
+void addCertAnswer(CLI::App& noun, tools::Tool& tool);
 void addCertExport(CLI::App& noun, tools::Tool& tool);
 void addCertList(CLI::App& noun, tools::Tool& tool);
+void addCertRenew(CLI::App& noun, tools::Tool& tool);
+void addCertRequest(CLI::App& noun, tools::Tool& tool);
 
 }  // namespace qx::admin
 

@@ -71,6 +71,9 @@ void addCerts(tools::Tool& tool) {
 
   addCertExport(noun, tool);
   addCertList(noun, tool);
+  addCertRequest(noun, tool);
+  addCertRenew(noun, tool);
+  addCertAnswer(noun, tool);
 }
 
 }  // namespace qx::admin

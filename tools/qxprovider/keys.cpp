@@ -1,7 +1,5 @@
-#include <algorithm>
 #include <memory>
 #include <optional>
-#include <span>
 #include <string>
 #include <string_view>
 #include <utility>
@@ -11,7 +9,6 @@
 #include "provider/key/pem.h"
 #include "provider/key/public_key.h"
 #include "provider/store/folder_store.h"
-#include "provider/store/store_files.h"
 #include "tools/common/error.h"
 #include "tools/common/output.h"
 #include "tools/common/pin.h"
@@ -23,6 +20,7 @@
 #include "tools/qxprovider/key_texts.h"
 #include "tools/qxprovider/key_unlock.h"
 #include "tools/qxprovider/location.h"
+#include "tools/qxprovider/received.h"
 
 namespace qx::admin {
 namespace {
@@ -52,34 +50,17 @@ void generate(tools::Tool& tool, const KeyArguments& arguments) {
   }
 }
 
-void addCertificate(const CertificateData& certificate,
-                    const StoreName& store,
-                    tools::Report& report) {
-  require(addCertificateFile(store, certificate, IfPresent::Keep), store.name());
-  auto facts = certificateFacts(certificate);
-  facts["store"] = store.name();
-  report.line(store.name() + ": " + facts["subject"].get<std::string>());
-  report.facts()["certificates"].push_back(std::move(facts));
-}
-
-bool isSelfIssued(const CertificateData& certificate) {
-  const CERT_NAME_BLOB& subject = certificate.info().Subject;
-  const CERT_NAME_BLOB& issuer = certificate.info().Issuer;
-  return std::ranges::equal(std::span(subject.pbData, subject.cbData),
-                            std::span(issuer.pbData, issuer.cbData));
-}
-
 // The key's own certificate goes where it was asked for, intermediates go where chains are built from.
 // A root is never trusted for having come along.
 void addCertificates(const ImportedKey& imported,
                      const KeyArguments& arguments,
                      tools::Report& report) {
   if (imported.certificate != nullptr) {
-    addCertificate(*imported.certificate, storeName(arguments.location, arguments.store), report);
+    putCertificate(storeName(arguments.location, arguments.store), *imported.certificate, report);
   }
   for (const auto& other : imported.others) {
     if (!isSelfIssued(*other)) {
-      addCertificate(*other, storeName(arguments.location, "CA"), report);
+      putCertificate(storeName(arguments.location, "CA"), *other, report);
     }
   }
 }
