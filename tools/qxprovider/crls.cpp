@@ -6,6 +6,7 @@
 #include "tools/qxprovider/certificate_files.h"
 #include "tools/qxprovider/certificate_text.h"
 #include "tools/qxprovider/commands.h"
+#include "tools/qxprovider/crl_update.h"
 #include "tools/qxprovider/failure.h"
 #include "tools/qxprovider/location.h"
 
@@ -43,6 +44,7 @@ void addCrls(tools::Tool& tool) {
       addFile(tool.report, *arguments, path);
     }
   });
+  addCrlUpdate(noun, tool);
 }
 
 }  // namespace qx::admin

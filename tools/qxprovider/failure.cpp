@@ -12,21 +12,6 @@ namespace {
 
 using tools::ExitCode;
 
-std::string textOf(DWORD error) {
-  std::array<char, 512> text{};
-  const DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
-                                      nullptr,
-                                      error,
-                                      0,
-                                      text.data(),
-                                      text.size(),
-                                      nullptr);
-  std::string words(text.data(), length);
-  words.erase(words.find_last_not_of(". \r\n") + 1);
-  const std::string number = tools::errorNumber(error);
-  return words.empty() ? number : words + " (" + number + ")";
-}
-
 ExitCode exitOf(DWORD error) {
   switch (error) {
     case SCARD_W_WRONG_CHV:
@@ -47,8 +32,23 @@ ExitCode exitOf(DWORD error) {
 
 }  // namespace
 
+std::string failureText(DWORD error) {
+  std::array<char, 512> text{};
+  const DWORD length = FormatMessageA(FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS,
+                                      nullptr,
+                                      error,
+                                      0,
+                                      text.data(),
+                                      text.size(),
+                                      nullptr);
+  std::string words(text.data(), length);
+  words.erase(words.find_last_not_of(". \r\n") + 1);
+  const std::string number = tools::errorNumber(error);
+  return words.empty() ? number : words + " (" + number + ")";
+}
+
 void refuse(const std::string& what, DWORD error) {
-  throw tools::ToolError(exitOf(error), what + ": " + textOf(error));
+  throw tools::ToolError(exitOf(error), what + ": " + failureText(error));
 }
 
 }  // namespace qx::admin

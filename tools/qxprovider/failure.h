@@ -8,6 +8,9 @@
 
 namespace qx::admin {
 
+/// failureText is the provider's error in words and as a number.
+std::string failureText(DWORD error);
+
 /// refuse ends a command: what it was about, and the provider's error in words and as a number.
 [[noreturn]] void refuse(const std::string& what, DWORD error);
 
