@@ -1,0 +1,256 @@
+#include <fcntl.h>
+#include <grp.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <array>
+#include <cerrno>
+#include <cstdio>
+#include <ctime>
+#include <memory>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "provider/support/files.h"
+#include "tools/common/error.h"
+#include "tools/qxprovider/commands.h"
+#include "tools/qxprovider/failure.h"
+#include "tools/qxprovider/location.h"
+
+namespace qx::admin {
+namespace {
+
+constexpr const char* kGroup = "qxprovider";
+constexpr std::string_view kTemporary = ".tmp-";
+constexpr std::size_t kTemporaryDigits = 16;
+// A younger file may be one that somebody is writing.
+constexpr std::time_t kLeftoverSeconds = 3600;
+
+/// What the folders and files of a location shall have. The machine's are root's and their group's: its
+/// members read all, write the stores but those that say whom to trust, and use the keys. The sticky
+/// bit keeps them from renaming a store that is not theirs.
+struct Rights {
+  mode_t root;
+  mode_t stores;
+  mode_t trustStore;
+  mode_t store;
+  mode_t keys;
+  mode_t key;
+  mode_t cache;
+};
+
+constexpr Rights kUserRights{.root = 0700,
+                             .stores = 0700,
+                             .trustStore = 0700,
+                             .store = 0700,
+                             .keys = 0700,
+                             .key = 0600,
+                             .cache = 0700};
+constexpr Rights kMachineRights{.root = 02750,
+                                .stores = 03770,
+                                .trustStore = 02750,
+                                .store = 02770,
+                                .keys = 02750,
+                                .key = 0640,
+                                .cache = 02770};
+
+std::optional<gid_t> groupId() {
+  group entry{};
+  group* found = nullptr;
+  std::array<char, 4096> buffer{};
+  if (getgrnam_r(kGroup, &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) {
+    return std::nullopt;
+  }
+  return found->gr_gid;
+}
+
+std::string octal(mode_t mode) {
+  std::array<char, 16> text{};
+  static_cast<void>(std::snprintf(text.data(), text.size(), "%04o", mode & 07777U));
+  return text.data();
+}
+
+bool isTemporary(std::string_view name) {
+  return name.starts_with(kTemporary) && name.size() == kTemporary.size() + kTemporaryDigits &&
+         name.find_first_not_of("0123456789abcdef", kTemporary.size()) == std::string_view::npos;
+}
+
+// A folder that is open, and where it lies.
+struct Folder {
+  Fd fd;
+  std::string path;
+};
+
+/// Repair goes through the folders of a location from above: what cannot be entered is mended first. No
+/// link is followed.
+class Repair {
+ public:
+  Repair(tools::Report& report, Location location, bool dryRun)
+      : report_(&report),
+        rights_(location == Location::CurrentUser ? &kUserRights : &kMachineRights),
+        machine_(location == Location::LocalMachine),
+        dryRun_(dryRun),
+        group_(machine_ ? groupId() : std::nullopt) {}
+
+  void mend(const std::string& path) {
+    const std::optional<Folder> root = enter(AT_FDCWD, path, path, rights_->root);
+    if (!root) {
+      return;
+    }
+    if (const auto stores = enter(*root, "stores", rights_->stores)) {
+      for (const std::string& name : namesOf(*stores)) {
+        mendStore(*stores, name);
+      }
+    }
+    if (const auto keys = enter(*root, "keys", rights_->keys)) {
+      mendKeys(*keys);
+    }
+    if (const auto cache = enter(*root, "cache", rights_->cache)) {
+      removeLeftovers(*cache);
+    }
+  }
+
+  std::size_t changes() const { return changes_; }
+
+ private:
+  static std::string under(const Folder& folder, const std::string& name) {
+    return folder.path + "/" + name;
+  }
+
+  static std::vector<std::string> namesOf(const Folder& folder) {
+    return require(namesIn(folder.fd.get()), folder.path);
+  }
+
+  void note(const std::string& path, const std::string& change) {
+    ++changes_;
+    report_->line(path + ": " + change);
+    report_->facts()["changes"].push_back({{"path", path}, {"change", change}});
+  }
+
+  static void check(int result, const std::string& path) {
+    if (result != 0) {
+      throw tools::ToolError(tools::ExitCode::Input, path + ": " + tools::errnoText(errno));
+    }
+  }
+
+  // The owner first: to give a file away takes bits of its mode.
+  void setRights(int folder,
+                 const std::string& name,
+                 const std::string& path,
+                 const struct stat& present,
+                 mode_t mode) {
+    const gid_t group = group_.value_or(present.st_gid);
+    if (machine_ && (present.st_uid != 0 || present.st_gid != group)) {
+      note(path, std::string("given to root and the group ") + kGroup);
+      check(dryRun_ ? 0 : fchownat(folder, name.c_str(), 0, group, AT_SYMLINK_NOFOLLOW), path);
+    }
+    if ((present.st_mode & 07777U) != mode) {
+      note(path, "mode " + octal(present.st_mode) + " becomes " + octal(mode));
+      check(dryRun_ ? 0 : fchmodat(folder, name.c_str(), mode, AT_SYMLINK_NOFOLLOW), path);
+    }
+  }
+
+  std::optional<Folder> enter(const Folder& parent, const std::string& name, mode_t mode) {
+    return enter(parent.fd.get(), name, under(parent, name), mode);
+  }
+
+  // Nothing where there is no folder, or where it cannot be entered before it is mended.
+  std::optional<Folder> enter(int parent,
+                              const std::string& name,
+                              const std::string& path,
+                              mode_t mode) {
+    struct stat present{};
+    const int found = fstatat(parent, name.c_str(), &present, AT_SYMLINK_NOFOLLOW);
+    if (found != 0 && errno == ENOENT) {
+      return std::nullopt;
+    }
+    check(found, path);
+    if (!S_ISDIR(present.st_mode)) {
+      report_->warn(path + ": is no folder and is left as it is");
+      return std::nullopt;
+    }
+    setRights(parent, name, path, present, mode);
+    Fd opened(openat(parent, name.c_str(), O_RDONLY | O_DIRECTORY | O_NOFOLLOW | O_CLOEXEC));
+    if (!opened && !dryRun_) {
+      check(-1, path);
+    }
+    return opened ? std::optional<Folder>({.fd = std::move(opened), .path = path}) : std::nullopt;
+  }
+
+  void mendStore(const Folder& stores, const std::string& name) {
+    const bool trust = name == "Root" || name == "CA";
+    if (const auto store = enter(stores, name, trust ? rights_->trustStore : rights_->store)) {
+      removeLeftovers(*store);
+    }
+  }
+
+  void mendKeys(const Folder& keys) {
+    removeLeftovers(keys);
+    for (const std::string& name : namesOf(keys)) {
+      struct stat present{};
+      if (fstatat(keys.fd.get(), name.c_str(), &present, AT_SYMLINK_NOFOLLOW) != 0) {
+        continue;
+      }
+      if (S_ISREG(present.st_mode)) {
+        setRights(keys.fd.get(), name, under(keys, name), present, rights_->key);
+      } else {
+        report_->warn(under(keys, name) + ": is no file and is left as it is");
+      }
+    }
+  }
+
+  void removeLeftovers(const Folder& folder) {
+    for (const std::string& name : namesOf(folder)) {
+      struct stat present{};
+      if (isTemporary(name) &&
+          fstatat(folder.fd.get(), name.c_str(), &present, AT_SYMLINK_NOFOLLOW) == 0 &&
+          S_ISREG(present.st_mode) &&
+          present.st_mtim.tv_sec + kLeftoverSeconds < std::time(nullptr)) {
+        note(under(folder, name), "removed: somebody was interrupted who wrote it");
+        check(dryRun_ ? 0 : unlinkat(folder.fd.get(), name.c_str(), 0), under(folder, name));
+      }
+    }
+  }
+
+  tools::Report* report_;
+  const Rights* rights_;
+  bool machine_;
+  bool dryRun_;
+  std::optional<gid_t> group_;
+  std::size_t changes_ = 0;
+};
+
+struct RepairArguments {
+  Location location = Location::CurrentUser;
+  bool dryRun = false;
+};
+
+void repair(tools::Report& report, const RepairArguments& arguments) {
+  const std::string root = require(rootFolder(arguments.location), "folders");
+  report.facts()["folder"] = root;
+  report.facts()["dryRun"] = arguments.dryRun;
+  report.facts()["changes"] = nlohmann::ordered_json::array();
+  Repair work(report, arguments.location, arguments.dryRun);
+  work.mend(root);
+  if (work.changes() == 0) {
+    report.line(root + ": nothing to repair");
+  } else if (arguments.dryRun) {
+    report.line("nothing was changed (--dry-run)");
+  }
+}
+
+}  // namespace
+
+void addRepair(tools::Tool& tool) {
+  auto arguments = std::make_shared<RepairArguments>();
+  CLI::App& verb = *tool.app.add_subcommand(
+      "repair", "Mend the rights of folders and keys, remove what interrupted writes left");
+  addLocation(verb, arguments->location);
+  verb.add_flag("--dry-run", arguments->dryRun, "Tell what would be done, and do nothing");
+  verb.callback([&tool, arguments] { repair(tool.report, *arguments); });
+}
+
+}  // namespace qx::admin
