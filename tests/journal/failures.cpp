@@ -10,7 +10,6 @@ namespace qx::test {
 namespace {
 
 constexpr std::string_view kArrow = " => ";
-constexpr std::string_view kAllocation = "allocation";
 
 /// "CALL #3": takes the number off.
 unsigned occurrenceOf(std::string& call) {
@@ -61,12 +60,13 @@ Consequence FailureTable::of(std::string_view road, const std::vector<std::strin
   return {};
 }
 
-bool FailureTable::allows(std::string_view road,
+bool FailureTable::allows(std::string_view fault,
+                          std::string_view road,
                           const std::string& code,
                           const std::string& results) {
   bool isAllowed = false;
   for (Row& row : rows_) {
-    if (row.call == kAllocation && (row.road.empty() || row.road == road) &&
+    if (row.call == fault && (row.road.empty() || row.road == road) &&
         row.consequence.code == code && row.consequence.results == results) {
       row.isUsed = true;
       isAllowed = true;

@@ -7,6 +7,7 @@
 //   CertOpenStore( => 5 24 quiet          the code, the records' results (- : none) and what is told
 //   CryptMsgUpdate(message#1 #2 => 12 - pair     of several calls that begin so, the second
 //   allocation => 4 99                    what may come of memory that is missing
+//   wrong size => 3 99                    what may come of less than was announced, or of more
 //   [sign_cades]                          what follows is for this road only
 //
 // A call is told by the beginning of its journal line. What stands for the road goes before what stands
@@ -41,8 +42,11 @@ class FailureTable {
   /// written.
   Consequence of(std::string_view road, const std::vector<std::string>& callsSoFar);
 
-  /// Whether this may come of a failed allocation.
-  bool allows(std::string_view road, const std::string& code, const std::string& results);
+  /// Whether this may come of a failed allocation ("allocation") or of a size that is wrong ("wrong size").
+  bool allows(std::string_view fault,
+              std::string_view road,
+              const std::string& code,
+              const std::string& results);
 
   /// The rows that were of no use so far.
   std::vector<std::string> unused() const;

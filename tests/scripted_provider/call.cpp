@@ -70,6 +70,15 @@ bool Call::givesNothing() const {
                              [&](const std::string& call) { return text_.starts_with(call); });
 }
 
+std::size_t Call::missized(std::size_t actual) {
+  Provider::State& s = state();
+  if (s.missizeAny == 0 || s.missizeAny != s.failableCalls) {
+    return actual;
+  }
+  ++s.failuresSeen;
+  return static_cast<std::size_t>(std::max(0L, static_cast<long>(actual) + s.missizeDifference));
+}
+
 BOOL Call::give(std::span<const BYTE> data, void* out, DWORD* size) {
   if (size == nullptr) {
     return fail(E_INVALIDARG);
@@ -86,6 +95,7 @@ BOOL Call::give(std::span<const BYTE> data, void* out, DWORD* size) {
       actual = static_cast<std::size_t>(static_cast<long>(actual) + rule.difference);
     }
   }
+  actual = missized(actual);
   const DWORD room = *size;
   *size = static_cast<DWORD>(actual);
   if (out != nullptr) {

@@ -117,6 +117,11 @@ void Provider::failAny(unsigned n, DWORD lastError) {
   state_->failAnyError = lastError;
 }
 
+void Provider::missizeAny(unsigned n, int difference) {
+  state_->missizeAny = n;
+  state_->missizeDifference = difference;
+}
+
 void Provider::sizeChanges(std::string_view call, int difference) {
   state_->sizes.push_back(
       {.call = std::string(call), .difference = difference, .claim = std::nullopt});

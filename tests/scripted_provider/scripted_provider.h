@@ -178,6 +178,9 @@ class QX_SCRIPTED_API Provider {
   void failAny(unsigned n, DWORD lastError);
   /// The object grows (or shrinks) by so many bytes between a size query and its read.
   void sizeChanges(std::string_view call, int difference);
+  /// The n-th call that can fail at all, a size query or a read, tells or gives so many bytes more (or
+  /// fewer) than there are.
+  void missizeAny(unsigned n, int difference);
   /// The call succeeds but gives no output (NULL, 0).
   void giveNothing(std::string_view call);
   /// The sizes that queries answer are this number, whatever there is.
@@ -186,7 +189,7 @@ class QX_SCRIPTED_API Provider {
   unsigned failableCalls() const;
   /// The same calls as they stand in the journal, without what came of them.
   const std::vector<std::string>& failable() const;
-  /// How many of the failures that a test asked for have happened.
+  /// How many of the failures and the wrong size that a test asked for have happened.
   unsigned failuresSeen() const;
 
   // ---- What happened ----

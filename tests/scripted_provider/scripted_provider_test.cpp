@@ -229,6 +229,20 @@ TEST_F(ScriptedProvider, LetsAnObjectGrowBetweenQueryAndRead) {
   EXPECT_TRUE(CryptMsgClose(message));
 }
 
+TEST_F(ScriptedProvider, TellsOneSizeWrong) {
+  ToyMessage toy;
+  toy.content = "text";
+  HCRYPTMSG message = decoded(provider().addMessage(toy));
+  provider().missizeAny(provider().failableCalls() + 2, -1);
+  for (const DWORD told : {4U, 3U, 4U}) {
+    DWORD size = 0;
+    EXPECT_TRUE(CryptMsgGetParam(message, CMSG_CONTENT_PARAM, 0, nullptr, &size));
+    EXPECT_EQ(size, told);
+  }
+  EXPECT_EQ(provider().failuresSeen(), 1U);
+  EXPECT_TRUE(CryptMsgClose(message));
+}
+
 TEST_F(ScriptedProvider, UnlocksAKeyWithItsPinOnly) {
   ToyCertificate certificate;
   certificate.pin = "1234";

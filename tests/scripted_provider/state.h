@@ -108,6 +108,8 @@ struct Provider::State {
   std::vector<std::string> empty;
   unsigned failAny = 0;
   DWORD failAnyError = 0;
+  unsigned missizeAny = 0;
+  int missizeDifference = 0;
   unsigned failableCalls = 0;
   std::vector<std::string> failable;
   unsigned failuresSeen = 0;
@@ -180,6 +182,8 @@ class Call {
   BOOL give(std::span<const BYTE> data, void* out, DWORD* size);
 
  private:
+  static std::size_t missized(std::size_t actual);
+
   AllocationsPause pause_;
   std::string text_;
   std::string details_;
