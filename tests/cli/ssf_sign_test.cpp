@@ -306,7 +306,7 @@ INSTANTIATE_TEST_SUITE_P(
         std::pair{Arguments{"--signer", "CN=A", "--pin-env", "X", "--pin-prompt"}, "one source"},
         std::pair{Arguments{"--signer", "CN=A", "--format", "pkcs7"}, "PKCS7_CADES"},
         std::pair{Arguments{"--signer", "CN=A", "--nonsense"}, "--nonsense"},
-        std::pair{Arguments{"--signer", "CN=A", "second-file"}, "second-file"}));
+        std::pair{Arguments{"--signer", "CN=A", "second-file"}, "--out-dir of many"}));
 
 TEST_P(SsfSignUsage, IsToldInOneLine) {
   expectRefused(sign(GetParam().first), 1, GetParam().second);

@@ -24,7 +24,7 @@ offers "MD2 MD5" _qxssf qxssf digest --hash MD
 offers "en ru" _qxssf qxssf explain --language ""
 offers "order.txt" _qxssf qxssf verify --content or
 offers "order.txt other order.txt" _qxssf qxssf sign -s "CN=Anna" o
-offers "--recipient" _qxssf qxssf --library sign envelope --rec
+offers "--recipient" _qxssf qxssf --library sign envelope --reci
 offers "" _qxssf qxssf sign ver
 offers "" _qxssf qxssf explain o
 offers "" _qxssf qxssf --compl

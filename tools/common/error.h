@@ -30,6 +30,10 @@ class ToolError : public std::runtime_error {
   ExitCode code_;
 };
 
+/// presentFailure is the exception that is being handled, as what it ends a command with: a ToolError as it
+/// is, anything else as Internal. To be called from a catch clause.
+ToolError presentFailure();
+
 /// errnoText is the system's text for a value of errno.
 std::string errnoText(int error);
 

@@ -25,6 +25,24 @@ constexpr std::size_t kFirstRead = 64UL * 1024;
   refuse(name, "more than 2147483647 bytes, the most that one SSF call can take");
 }
 
+bool isStandard(const std::string& path, InputKind kind) {
+  return path == "-" && kind == InputKind::Any;
+}
+
+// Whoever opens a pipe that nobody writes to waits, unless he asks not to.
+int flagsOf(InputKind kind) {
+  constexpr int kFlags = O_RDONLY | O_CLOEXEC | O_NOCTTY;
+  switch (kind) {
+    case InputKind::Any:
+      return kFlags;
+    case InputKind::File:
+      return kFlags | O_NONBLOCK;
+    case InputKind::FoundFile:
+      return kFlags | O_NONBLOCK | O_NOFOLLOW;
+  }
+  return kFlags;
+}
+
 // A mapped file that somebody shortens meanwhile ends the process: let it end with a line and the
 // code that bad input gets.
 void tellOfLostInput(int /*signal*/) {
@@ -35,9 +53,10 @@ void tellOfLostInput(int /*signal*/) {
 
 }  // namespace
 
-Input::Input(const std::string& path) : name_(path == "-" ? "standard input" : path) {
-  const Descriptor file(path == "-" ? dup(STDIN_FILENO)
-                                    : open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
+Input::Input(const std::string& path, InputKind kind)
+    : name_(isStandard(path, kind) ? "standard input" : path) {
+  const Descriptor file(isStandard(path, kind) ? dup(STDIN_FILENO)
+                                               : open(path.c_str(), flagsOf(kind)));
   struct stat status{};
   if (!file || fstat(file.get(), &status) != 0) {
     refuse(name_, errnoText(errno));
@@ -45,11 +64,15 @@ Input::Input(const std::string& path) : name_(path == "-" ? "standard input" : p
   if (S_ISDIR(status.st_mode)) {
     refuse(name_, "is a folder");
   }
+  if (kind != InputKind::Any && !S_ISREG(status.st_mode)) {
+    refuse(name_, "is no regular file");
+  }
   const bool whole = S_ISREG(status.st_mode) && lseek(file.get(), 0, SEEK_CUR) == 0;
-  if (whole && status.st_size > 0) {
-    map(file.get(), static_cast<std::size_t>(status.st_size));
+  const auto size = whole ? static_cast<std::size_t>(status.st_size) : 0;
+  if (size > 0 && kind == InputKind::Any) {
+    map(file.get(), size);
   } else {
-    readAll(file.get());
+    readAll(file.get(), size);
   }
 }
 
@@ -65,7 +88,7 @@ void Input::map(int fd, std::size_t size) {
   }
   void* memory = mmap(nullptr, size, PROT_READ, MAP_PRIVATE, fd, 0);
   if (memory == MAP_FAILED) {
-    readAll(fd);
+    readAll(fd, size);
     return;
   }
   // NOLINTNEXTLINE(cert-err33-c): the default then ends the process, too.
@@ -74,8 +97,15 @@ void Input::map(int fd, std::size_t size) {
   bytes_ = {static_cast<const std::uint8_t*>(memory), size};
 }
 
-void Input::readAll(int fd) {
+// One byte more than is expected shows that there is no more.
+void Input::readAll(int fd, std::size_t expected) {
   std::size_t used = 0;
+  if (expected > kMaxInput) {
+    refuseSize(name_);
+  }
+  if (expected > 0) {
+    read_.resize(expected + 1);
+  }
   for (;;) {
     if (used == read_.size()) {
       read_.resize(std::min(std::max(kFirstRead, used * 2), kMaxInput + 1));

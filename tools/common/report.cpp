@@ -4,7 +4,6 @@
 #include <cstddef>
 #include <span>
 #include <string_view>
-#include <system_error>
 #include <utility>
 
 namespace qx::tools {
@@ -59,18 +58,18 @@ void appendHex(std::string& text, std::uint8_t byte) {
 
 }  // namespace
 
-std::string errnoText(int error) {
-  return std::generic_category().message(error);
-}
-
 void Report::warn(const std::string& text) {
-  static_cast<void>(
-      std::fprintf(stderr, "%s: warning: %s\n", tool_.c_str(), printable(text).c_str()));
+  if (!collecting_) {
+    static_cast<void>(
+        std::fprintf(stderr, "%s: warning: %s\n", tool_.c_str(), printable(text).c_str()));
+  }
   facts_["warnings"].push_back(printable(text));
 }
 
 void Report::error(ExitCode code, const std::string& text) {
-  static_cast<void>(std::fprintf(stderr, "%s: %s\n", tool_.c_str(), printable(text).c_str()));
+  if (!collecting_) {
+    static_cast<void>(std::fprintf(stderr, "%s: %s\n", tool_.c_str(), printable(text).c_str()));
+  }
   facts_["error"] = {{"exitCode", static_cast<int>(code)}, {"message", printable(text)}};
 }
 

@@ -28,16 +28,26 @@ class Report {
 
   bool isJson() const { return json_; }
 
+  /// collect keeps warnings and errors for the facts alone: somebody else tells of them.
+  void collect() { collecting_ = true; }
+
   /// toStandardError moves the lines out of the way of content on standard output.
   void toStandardError() { stream_ = stderr; }
 
   /// facts is the JSON object.
   nlohmann::ordered_json& facts() { return facts_; }
 
+  const nlohmann::ordered_json& facts() const { return facts_; }
+
   void line(const std::string& text) { lines_.push_back(text); }
+
+  const std::vector<std::string>& lines() const { return lines_; }
 
   void warn(const std::string& text);
   void error(ExitCode code, const std::string& text);
+
+  /// told says that everything has been printed already: print says nothing any more.
+  void told() { printed_ = true; }
 
   /// print ends the report; only its first call says anything.
   void print();
@@ -46,6 +56,7 @@ class Report {
   std::string tool_;
   bool json_ = false;
   bool printed_ = false;
+  bool collecting_ = false;
   std::FILE* stream_ = stdout;
   nlohmann::ordered_json facts_ = nlohmann::ordered_json::object();
   std::vector<std::string> lines_;

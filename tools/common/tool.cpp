@@ -4,9 +4,7 @@
 
 #include <cerrno>
 #include <cstdio>
-#include <exception>
 #include <functional>
-#include <new>
 #include <string>
 #include <vector>
 
@@ -48,12 +46,9 @@ ExitCode guarded(Tool& tool, const std::function<void()>& work) {
     return failed(
         ExitCode::Usage,
         usageFault(tool.app, error) + " (" + commandLine(tool.app) + " --help tells more)");
-  } catch (const ToolError& error) {
+  } catch (...) {
+    const ToolError error = presentFailure();
     return failed(error.code(), error.what());
-  } catch (const std::bad_alloc&) {
-    return failed(ExitCode::Internal, "there is not enough memory");
-  } catch (const std::exception& error) {
-    return failed(ExitCode::Internal, error.what());
   }
 }
 

@@ -73,7 +73,7 @@ void addSignature(Program& program, const AddSignArguments& arguments) {
   report.facts()["code"] = code;
   reportPeople(records, kSigner, report);
   requireGood(library, code, arguments, files, records);
-  deliver(report, arguments.files, message.bytes());
+  deliver(report, arguments.files.output, message.bytes());
   report.line(files.message().name() + ": signature added, " +
               std::to_string(message.bytes().size()) + " bytes");
 }

@@ -26,10 +26,10 @@ bool isCades(const FileArguments& arguments) {
 }
 
 void deliver(tools::Report& report,
-             const FileArguments& arguments,
+             const std::string& output,
              std::span<const std::uint8_t> bytes) {
-  tools::writeOutput(arguments.output, bytes);
-  report.facts()["output"] = arguments.output;
+  tools::writeOutput(output, bytes);
+  report.facts()["output"] = output;
   report.facts()["bytes"] = bytes.size();
 }
 

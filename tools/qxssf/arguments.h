@@ -26,10 +26,8 @@ void addFormat(CLI::App& command, FileArguments& arguments);
 /// isCades tells whether the format makes CAdES messages.
 bool isCades(const FileArguments& arguments);
 
-/// deliver writes what a command made to its output and puts "output" and "bytes" into the facts.
-void deliver(tools::Report& report,
-             const FileArguments& arguments,
-             std::span<const std::uint8_t> bytes);
+/// deliver writes what a command made to the file `output` and puts "output" and "bytes" into the facts.
+void deliver(tools::Report& report, const std::string& output, std::span<const std::uint8_t> bytes);
 
 /// requireContent refuses an empty file (ToolError, Input), naming it.
 void requireContent(const tools::Input& input);

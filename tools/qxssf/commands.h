@@ -16,7 +16,8 @@ struct Program {
   std::string library = "libqxsapssf.so.1";
 };
 
-// Each adds one command, which makes one SSF call; explain makes none, doctor makes several.
+// Each adds one command, which makes one SSF call, or one for each of many files; explain makes none,
+// doctor makes several.
 void addDigest(Program& program);
 void addSign(Program& program);
 void addAddSign(Program& program);

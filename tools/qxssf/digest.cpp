@@ -39,7 +39,7 @@ void digest(Program& program, const DigestArguments& arguments) {
   if (code != SSF_API_OK) {
     throw ToolError(meaningOf(code).exit, input.name() + ": not hashed: " + meaningOf(code).words);
   }
-  deliver(program.tool.report, arguments.files, message.bytes());
+  deliver(program.tool.report, arguments.files.output, message.bytes());
   program.tool.report.line(input.name() + ": hashed with " + arguments.hash + ", " +
                            std::to_string(message.bytes().size()) + " bytes");
 }

@@ -31,7 +31,7 @@ void transfer(Program& program, const FileArguments& files, const char* function
   if (code != SSF_API_OK) {
     throw ToolError(meaningOf(code).exit, input.name() + ": " + meaningOf(code).words);
   }
-  deliver(program.tool.report, files, output.bytes());
+  deliver(program.tool.report, files.output, output.bytes());
   program.tool.report.line(input.name() + ": " + std::to_string(output.bytes().size()) + " bytes");
 }
 

@@ -5,6 +5,7 @@
 #include "tools/common/error.h"
 #include "tools/common/input.h"
 #include "tools/qxssf/arguments.h"
+#include "tools/qxssf/batch/batch.h"
 #include "tools/qxssf/codes.h"
 #include "tools/qxssf/commands.h"
 #include "tools/qxssf/library.h"
@@ -18,6 +19,7 @@ using tools::ToolError;
 
 struct EnvelopeArguments {
   FileArguments files;
+  BatchArguments batch;
   std::string cipher = "GOST28147";
   std::string profile;
   std::vector<std::string> recipients;
@@ -52,12 +54,11 @@ void requireGood(SAPRETURN code, const tools::Input& input, const Records& recor
                   input.name() + ": not enveloped: " + reasonOf(code, records, kRecipient));
 }
 
-void envelope(Program& program, const EnvelopeArguments& arguments) {
-  tools::Report& report = program.tool.report;
-  program.tool.claimOutput(arguments.files.output, tools::Tool::Content::Binary);
-  const tools::Input input(arguments.files.input);
-  requireContent(input);
-  const Library library(program.library);
+void envelopeInput(const Library& library,
+                   const EnvelopeArguments& arguments,
+                   const tools::Input& input,
+                   const std::string& output,
+                   tools::Report& report) {
   Records records(library);
   for (const std::string& recipient : arguments.recipients) {
     records.add(recipient, /*profile=*/"", /*password=*/{});
@@ -69,9 +70,27 @@ void envelope(Program& program, const EnvelopeArguments& arguments) {
   reportPeople(records, kRecipient, report);
   requireGood(code, input, records);
   warnOfRecipients(library, message.bytes(), arguments.profile, report);
-  deliver(report, arguments.files, message.bytes());
+  deliver(report, output, message.bytes());
   report.line(input.name() + ": enveloped for " + counted(arguments.recipients.size(), kRecipient) +
               ", " + std::to_string(message.bytes().size()) + " bytes");
+}
+
+void envelopeOne(Program& program, const EnvelopeArguments& arguments) {
+  program.tool.claimOutput(arguments.files.output, tools::Tool::Content::Binary);
+  const tools::Input input(arguments.batch.one());
+  requireContent(input);
+  const Library library(program.library);
+  envelopeInput(library, arguments, input, arguments.files.output, program.tool.report);
+}
+
+void envelopeMany(Program& program, const EnvelopeArguments& arguments) {
+  const Library library(program.library);
+  const BatchRule rule{.naming = Naming::AddMessage, .done = "enveloped"};
+  runBatch(program, arguments.batch, rule, [&](const BatchTask& task, tools::Report& report) {
+    const tools::Input input(task.input, task.kind);
+    requireContent(input);
+    envelopeInput(library, arguments, input, task.output, report);
+  });
 }
 
 }  // namespace
@@ -79,8 +98,8 @@ void envelope(Program& program, const EnvelopeArguments& arguments) {
 void addEnvelope(Program& program) {
   auto arguments = std::make_shared<EnvelopeArguments>();
   CLI::App& command =
-      *program.tool.app.add_subcommand("envelope", "Encrypt a file for one or more recipients");
-  addFiles(command, arguments->files, "The enveloped message");
+      *program.tool.app.add_subcommand("envelope", "Encrypt files for one or more recipients");
+  addBatch(command, arguments->batch, arguments->files, "The enveloped message");
   addFormat(command, arguments->files);
   command
       .add_option("-r,--recipient",
@@ -95,7 +114,9 @@ void addEnvelope(Program& program) {
   command.add_option("--cipher", arguments->cipher, "The content's cipher")
       ->check(CLI::IsMember({"GOST28147", "GOST-28147-89"}))
       ->capture_default_str();
-  command.callback([&program, arguments] { envelope(program, *arguments); });
+  command.callback([&program, &command, arguments] {
+    (isBatch(command, arguments->batch) ? envelopeMany : envelopeOne)(program, *arguments);
+  });
 }
 
 }  // namespace qx::ssf

@@ -18,9 +18,11 @@ std::string notTwice(const std::string& message, const std::string& content) {
 
 }  // namespace
 
-MessageFiles::MessageFiles(const std::string& message, const std::string& content)
-    : message_(notTwice(message, content)),
-      content_(content.empty() ? nullptr : std::make_unique<tools::Input>(content)) {
+MessageFiles::MessageFiles(const std::string& message,
+                           const std::string& content,
+                           tools::InputKind kind)
+    : message_(notTwice(message, content), kind),
+      content_(content.empty() ? nullptr : std::make_unique<tools::Input>(content, kind)) {
   requireContent(message_);
   if (content_ != nullptr) {
     requireContent(*content_);

@@ -13,9 +13,11 @@ namespace qx::ssf {
 /// MessageFiles is a signed message and, when it was named, the content beside it.
 class MessageFiles {
  public:
-  /// `content` is empty for none. Throws ToolError: Usage when both are standard input, Input when a
+  /// `content` is empty for none. Both are of one kind. Throws ToolError: Usage when both are standard input, Input when a
   /// file is empty or cannot be read.
-  MessageFiles(const std::string& message, const std::string& content);
+  MessageFiles(const std::string& message,
+               const std::string& content,
+               tools::InputKind kind = tools::InputKind::Any);
 
   const tools::Input& message() const { return message_; }
 

@@ -5,6 +5,7 @@
 #include "tools/common/error.h"
 #include "tools/common/input.h"
 #include "tools/qxssf/arguments.h"
+#include "tools/qxssf/batch/batch.h"
 #include "tools/qxssf/codes.h"
 #include "tools/qxssf/commands.h"
 #include "tools/qxssf/enhancement.h"
@@ -16,8 +17,11 @@ namespace {
 
 using tools::ToolError;
 
+using Pins = std::vector<tools::Secret>;
+
 struct SignArguments {
   FileArguments files;
+  BatchArguments batch;
   std::vector<Signer> signers;
   bool detached = false;
   bool certificates = true;
@@ -35,14 +39,14 @@ struct SignArguments {
                   input.name() + ": not signed: " + reasonOf(code, records, kSigner));
 }
 
-void sign(Program& program, const SignArguments& arguments) {
-  tools::Report& report = program.tool.report;
-  program.tool.claimOutput(arguments.files.output, tools::Tool::Content::Binary);
-  const tools::Input input(arguments.files.input);
-  requireContent(input);
-  const Library library(program.library);
+void signInput(const Library& library,
+               const SignArguments& arguments,
+               const Pins& pins,
+               const tools::Input& input,
+               const std::string& output,
+               tools::Report& report) {
   Records records(library);
-  fillRecords(arguments.signers, records, report);
+  fillRecords(arguments.signers, pins, records);
   Octets message(library);
   const std::string& format = arguments.files.format;
   const SAPRETURN code = QX_SSF_FUNCTION(library, SsfSign)(bytesIn(format),
@@ -62,9 +66,30 @@ void sign(Program& program, const SignArguments& arguments) {
   if (code != SSF_API_OK) {
     refuse(library, arguments, code, input, records);
   }
-  deliver(report, arguments.files, message.bytes());
+  deliver(report, output, message.bytes());
   report.line(input.name() + ": signed by " + counted(arguments.signers.size(), kSigner) + ", " +
               std::to_string(message.bytes().size()) + " bytes");
+}
+
+void signOne(Program& program, const SignArguments& arguments) {
+  program.tool.claimOutput(arguments.files.output, tools::Tool::Content::Binary);
+  const tools::Input input(arguments.batch.one());
+  requireContent(input);
+  const Library library(program.library);
+  const Pins pins = readPins(arguments.signers, program.tool.report);
+  signInput(library, arguments, pins, input, arguments.files.output, program.tool.report);
+}
+
+void signMany(Program& program, const SignArguments& arguments) {
+  const Library library(program.library);
+  const Pins pins = readPins(arguments.signers, program.tool.report);
+  const BatchRule rule{.naming = arguments.detached ? Naming::AddSignature : Naming::AddMessage,
+                       .done = "signed"};
+  runBatch(program, arguments.batch, rule, [&](const BatchTask& task, tools::Report& report) {
+    const tools::Input input(task.input, task.kind);
+    requireContent(input);
+    signInput(library, arguments, pins, input, task.output, report);
+  });
 }
 
 }  // namespace
@@ -72,15 +97,17 @@ void sign(Program& program, const SignArguments& arguments) {
 void addSign(Program& program) {
   auto arguments = std::make_shared<SignArguments>();
   CLI::App& command =
-      *program.tool.app.add_subcommand("sign", "Sign a file for one or more signers");
-  addFiles(command, arguments->files, "The signed message");
+      *program.tool.app.add_subcommand("sign", "Sign files for one or more signers");
+  addBatch(command, arguments->batch, arguments->files, "The signed message");
   addFormat(command, arguments->files);
   command.add_flag("--detached", arguments->detached, "Leave the content out of the message");
   command.add_flag("--certificates,!--no-certificates",
                    arguments->certificates,
                    "Put the signers' certificates into the message (the default)");
   addSigners(command, arguments->signers);
-  command.callback([&program, arguments] { sign(program, *arguments); });
+  command.callback([&program, &command, arguments] {
+    (isBatch(command, arguments->batch) ? signMany : signOne)(program, *arguments);
+  });
 }
 
 }  // namespace qx::ssf

@@ -74,11 +74,25 @@ void addSigners(CLI::App& command, std::vector<Signer>& signers) {
   });
 }
 
-void fillRecords(const std::vector<Signer>& signers, Records& records, tools::Report& report) {
+std::vector<tools::Secret> readPins(const std::vector<Signer>& signers, tools::Report& report) {
+  std::vector<tools::Secret> pins;
+  pins.reserve(signers.size());
   for (const Signer& signer : signers) {
-    const tools::Secret pin = tools::readPin(signer.pin, "PIN of " + signer.id, report);
-    records.add(signer.id, signer.profile, pin.bytes());
+    pins.push_back(tools::readPin(signer.pin, "PIN of " + signer.id, report));
   }
+  return pins;
+}
+
+void fillRecords(const std::vector<Signer>& signers,
+                 const std::vector<tools::Secret>& pins,
+                 Records& records) {
+  for (std::size_t i = 0; i < signers.size(); ++i) {
+    records.add(signers[i].id, signers[i].profile, pins[i].bytes());
+  }
+}
+
+void fillRecords(const std::vector<Signer>& signers, Records& records, tools::Report& report) {
+  fillRecords(signers, readPins(signers, report), records);
 }
 
 void addPerson(CLI::App& command,

@@ -22,6 +22,14 @@ struct Signer {
 /// in front of it.
 void addSigners(CLI::App& command, std::vector<Signer>& signers);
 
+/// readPins reads every signer's PIN.
+std::vector<tools::Secret> readPins(const std::vector<Signer>& signers, tools::Report& report);
+
+/// fillRecords makes a record for each signer; his PIN has the same place in the other list.
+void fillRecords(const std::vector<Signer>& signers,
+                 const std::vector<tools::Secret>& pins,
+                 Records& records);
+
 /// fillRecords reads every signer's PIN and makes his record.
 void fillRecords(const std::vector<Signer>& signers, Records& records, tools::Report& report);
 

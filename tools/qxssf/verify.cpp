@@ -5,6 +5,7 @@
 #include "tools/common/error.h"
 #include "tools/common/output.h"
 #include "tools/qxssf/arguments.h"
+#include "tools/qxssf/batch/batch.h"
 #include "tools/qxssf/codes.h"
 #include "tools/qxssf/commands.h"
 #include "tools/qxssf/library.h"
@@ -18,6 +19,7 @@ using tools::ToolError;
 
 struct VerifyArguments {
   FileArguments files{.format = "PKCS7_ANY", .output = ""};
+  BatchArguments batch;
   std::string content;
   std::string profile;
 };
@@ -58,25 +60,45 @@ SAPRETURN callVerify(const Library& library,
                                              output.length());
 }
 
-void verify(Program& program, const VerifyArguments& arguments) {
-  program.tool.claimOutput(arguments.files.output, tools::Tool::Content::Binary);
-  const MessageFiles files(arguments.files.input, arguments.content);
-  const Library library(program.library);
+void verifyFiles(const Library& library,
+                 const VerifyArguments& arguments,
+                 const MessageFiles& files,
+                 const std::string& output,
+                 tools::Report& report) {
   Records records(library);
-  Octets output(library);
-  const SAPRETURN code = callVerify(library, arguments, files, records, output);
+  Octets content(library);
+  const SAPRETURN code = callVerify(library, arguments, files, records, content);
   const std::vector<SignerVerdict> verdicts = verdictsOf(library, records);
-  tools::Report& report = program.tool.report;
   report.facts()["message"] = files.message().name();
   report.facts()["code"] = code;
   report.facts()["verified"] = code == SSF_API_OK;
   reportVerdicts(verdicts, report);
   requireGood(code, files, verdicts);
-  if (!arguments.files.output.empty()) {
-    tools::writeOutput(arguments.files.output, output.bytes());
-    report.facts()["output"] = arguments.files.output;
+  if (!output.empty()) {
+    tools::writeOutput(output, content.bytes());
+    report.facts()["output"] = output;
   }
   report.line(files.message().name() + ": verified");
+}
+
+void verifyOne(Program& program, const VerifyArguments& arguments) {
+  program.tool.claimOutput(arguments.files.output, tools::Tool::Content::Binary);
+  const MessageFiles files(arguments.batch.one(), arguments.content);
+  const Library library(program.library);
+  verifyFiles(library, arguments, files, arguments.files.output, program.tool.report);
+}
+
+void verifyMany(Program& program, const VerifyArguments& arguments) {
+  if (!arguments.content.empty()) {
+    throw ToolError(tools::ExitCode::Usage,
+                    "--content belongs to one file; of many, the content of FILE.p7s is FILE");
+  }
+  const Library library(program.library);
+  const BatchRule rule{.naming = Naming::TakeOffIntoFolder, .done = "verified"};
+  runBatch(program, arguments.batch, rule, [&](const BatchTask& task, tools::Report& report) {
+    const MessageFiles files(task.input, task.content, task.kind);
+    verifyFiles(library, arguments, files, task.output, report);
+  });
 }
 
 }  // namespace
@@ -84,15 +106,17 @@ void verify(Program& program, const VerifyArguments& arguments) {
 void addVerify(Program& program) {
   auto arguments = std::make_shared<VerifyArguments>();
   CLI::App& command =
-      *program.tool.app.add_subcommand("verify", "Verify every signature of a signed message");
-  addFiles(command, arguments->files, "The signed content");
+      *program.tool.app.add_subcommand("verify", "Verify every signature of signed messages");
+  addBatch(command, arguments->batch, arguments->files, "The signed content");
   addFormat(command, arguments->files);
   command.add_option("--content", arguments->content, "The content of a detached signature");
   command.add_option(
       "-p,--profile",
       arguments->profile,
       "The store for certificates that the message lacks, Addressbook if none is given");
-  command.callback([&program, arguments] { verify(program, *arguments); });
+  command.callback([&program, &command, arguments] {
+    (isBatch(command, arguments->batch) ? verifyMany : verifyOne)(program, *arguments);
+  });
 }
 
 }  // namespace qx::ssf

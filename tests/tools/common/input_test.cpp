@@ -67,6 +67,39 @@ TEST(Input, RefusesAFolder) {
       [&] { Input const input(folder.path()); }, ExitCode::Input, HasSubstr("is a folder"));
 }
 
+TEST(Input, OfAFileIsCopied) {
+  const test::TempDir folder;
+  const std::string path = folder.write("file", "content");
+  const Input input(path, InputKind::File);
+  ASSERT_EQ(truncate(path.c_str(), 0), 0);
+  EXPECT_EQ(std::string(input.bytes().begin(), input.bytes().end()), "content");
+  EXPECT_TRUE(Input(path, InputKind::File).bytes().empty());
+}
+
+TEST(Input, OfAFileIsNeitherPipeNorDevice) {
+  const test::TempDir folder;
+  ASSERT_EQ(mkfifo(folder.file("pipe").c_str(), 0600), 0);
+  for (const std::string& path : {folder.file("pipe"), std::string("/dev/null")}) {
+    expectRefusal([&] { Input const input(path, InputKind::File); },
+                  ExitCode::Input,
+                  AllOf(StartsWith(path), HasSubstr("is no regular file")));
+  }
+  expectRefusal([] { Input const input("-", InputKind::File); },
+                ExitCode::Input,
+                HasSubstr("-: No such file"));
+}
+
+TEST(Input, ThatWasFoundIsNoLink) {
+  const test::TempDir folder;
+  const std::string path = folder.write("file", "content");
+  const std::string link = folder.file("link");
+  ASSERT_EQ(symlink(path.c_str(), link.c_str()), 0);
+  EXPECT_EQ(Input(link, InputKind::File).bytes().size(), 7U);
+  EXPECT_EQ(Input(path, InputKind::FoundFile).bytes().size(), 7U);
+  expectRefusal(
+      [&] { Input const input(link, InputKind::FoundFile); }, ExitCode::Input, StartsWith(link));
+}
+
 TEST(Input, RefusesMoreThanALengthCanTell) {
   const test::TempDir folder;
   const std::string path = folder.write("file", "");

@@ -207,6 +207,28 @@ TEST(Printable, GoesOnBehindWhatItEscapes) {
   EXPECT_EQ(printable(""), "");
 }
 
+TEST(Report, LeavesItToOthersToTellWhatItCollects) {
+  Report report("tool");
+  report.collect();
+  CaptureStderr();
+  report.warn("take care");
+  report.error(ExitCode::Key, "no key");
+  EXPECT_EQ(GetCapturedStderr(), "");
+  EXPECT_EQ(report.facts()["warnings"][0], "take care");
+  EXPECT_EQ(report.facts()["error"]["message"], "no key");
+}
+
+TEST(Report, SaysNothingOnceAllIsTold) {
+  Report report("tool");
+  report.line("a line");
+  EXPECT_EQ(report.lines().size(), 1U);
+  report.told();
+  CaptureStdout();
+  report.print();
+  static_cast<void>(std::fflush(stdout));
+  EXPECT_EQ(GetCapturedStdout(), "");
+}
+
 TEST(Report, CollectsItsWarnings) {
   Report report("tool");
   CaptureStderr();

@@ -88,9 +88,8 @@ TEST(Content, IsAtLeastOneByte) {
 TEST(Delivery, WritesTheFileAndSaysSo) {
   const test::TempDir folder;
   tools::Report report("qxssf");
-  const FileArguments arguments{.output = folder.file("out")};
   const std::uint8_t bytes[] = {0, 1, 2};
-  deliver(report, arguments, bytes);
+  deliver(report, folder.file("out"), bytes);
   EXPECT_EQ(test::readFile(folder.file("out")), std::string("\0\1\2", 3));
   EXPECT_EQ(report.facts()["output"], folder.file("out"));
   EXPECT_EQ(report.facts()["bytes"], 3);
@@ -98,9 +97,9 @@ TEST(Delivery, WritesTheFileAndSaysSo) {
 
 TEST(Delivery, SaysNothingOfAFileThatCannotBeWritten) {
   tools::Report report("qxssf");
-  const FileArguments arguments{.output = "/nonexistent/out"};
-  expectRefusal(
-      [&] { deliver(report, arguments, {}); }, ExitCode::Input, HasSubstr("/nonexistent/out"));
+  expectRefusal([&] { deliver(report, "/nonexistent/out", {}); },
+                ExitCode::Input,
+                HasSubstr("/nonexistent/out"));
   EXPECT_TRUE(report.facts().empty());
 }
 
