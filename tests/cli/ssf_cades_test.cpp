@@ -142,7 +142,7 @@ TEST_F(SsfCadesTool, TellsWhyThereIsNoStamp) {
   endServices();
   EXPECT_EQ(reason(), "the time-stamp server cannot be reached\n");
   setEnvironment("QXPROVIDER_TSP_DEFAULT_URL", "");
-  EXPECT_EQ(reason(), "no time-stamp server is configured\n");
+  EXPECT_EQ(reason(), "no time-stamp server is configured (tsp.default_url in provider.conf)\n");
 }
 
 TEST_F(SsfCadesTool, TellsThatTheSignersCertificateIsRevokedOrMayBe) {

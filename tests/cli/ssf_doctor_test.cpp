@@ -185,7 +185,8 @@ TEST_F(SsfDoctor, TriesAPinThatIsWrong) {
   EXPECT_EQ(told.exitCode, 5);
   EXPECT_THAT(told.out,
               AllOf(HasSubstr("FAULT    sign: signer 1 (CN=Ivan Petrov): "
-                              "the PIN does not open the private key (returned 5)\n"),
+                              "the PIN does not open the private key (--pin-file, "
+                              "--pin-fd, --pin-env or --pin-prompt gives it) (returned 5)\n"),
                     HasSubstr("mend: qxssf explain 25 --operation sign\n"),
                     Not(HasSubstr("ivan-4712"))));
 }

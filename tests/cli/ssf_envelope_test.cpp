@@ -59,11 +59,12 @@ class SsfEnvelopeTool : public LabTest {
 TEST_F(SsfEnvelopeTool, NamesEveryRecipientThatIsNotFound) {
   const CommandResult result =
       envelope({"-r", "CN=Nobody", "-r", "CN=Anna Orlova", "-r", "no name"});
-  expectRefused(result,
-                5,
-                document_ +
-                    ": not enveloped: recipient 1 (CN=Nobody): no certificate of this identity in "
-                    "the address book; recipient 3 (no name): is neither a name nor a thumbprint");
+  expectRefused(
+      result,
+      5,
+      document_ +
+          ": not enveloped: recipient 1 (CN=Nobody): no certificate of this identity in "
+          "the address book (qxprovider cert add --store Addressbook); recipient 3 (no name): is neither a name nor a thumbprint");
 }
 
 TEST_F(SsfEnvelopeTool, TellsTheResultOfEachRecipientInJson) {

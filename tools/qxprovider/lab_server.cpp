@@ -80,7 +80,8 @@ std::uint16_t ownPort(const std::string& folder) {
 // Looked for before there is a server that nobody needs.
 std::uint16_t portFor(const LabServing& serving) {
   if (!std::filesystem::exists(serving.folder + "/lab.json")) {
-    throw tools::ToolError(tools::ExitCode::Input, serving.folder + " is no lab");
+    throw tools::ToolError(tools::ExitCode::Input,
+                           serving.folder + " is no lab; lab create makes one");
   }
   std::ranges::for_each(serving.revoked, checkPerson);
   return serving.port ? *serving.port : ownPort(serving.folder);

@@ -28,7 +28,7 @@ void requireGood(SAPRETURN code, const tools::Input& input, const Records& recor
   }
   const std::string start = input.name() + ": not opened: ";
   if (code == SSF_API_INVALID_INPUT) {
-    throw ToolError(ExitCode::Input, start + "is no message that can be read");
+    throw ToolError(ExitCode::Input, start + meaningOf(SSF_API_DECODE_ERROR).words);
   }
   throw ToolError(meaningOf(code).exit, start + reasonOf(code, records, kReader));
 }

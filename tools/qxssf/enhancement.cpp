@@ -21,7 +21,8 @@ constexpr const char* kNotUsable = "the time-stamp server gave no answer that ca
 constexpr const char* kUnknown = "it cannot be found out whether a certificate is revoked";
 
 constexpr Reason kReasons[] = {
-    {ERROR_SERVICE_NOT_FOUND, "no time-stamp server is configured"},
+    {ERROR_SERVICE_NOT_FOUND,
+     "no time-stamp server is configured (tsp.default_url in provider.conf)"},
     {ERROR_WINHTTP_INVALID_URL, "the time-stamp server's address is none"},
     {ERROR_CONNECTION_REFUSED, kUnreachable},
     {ERROR_HOST_UNREACHABLE, kUnreachable},

@@ -14,7 +14,9 @@ void* load(const std::string& path) {
   void* handle = dlopen(path.c_str(), RTLD_NOW | RTLD_LOCAL | RTLD_NODELETE);
   if (handle == nullptr) {
     const char* reason = dlerror();  // NOLINT(concurrency-mt-unsafe): one thread
-    throw ToolError(ExitCode::Internal, "the SSF library cannot be loaded: " + std::string(reason));
+    throw ToolError(
+        ExitCode::Internal,
+        "the SSF library cannot be loaded: " + std::string(reason) + " (--library names another)");
   }
   return handle;
 }

@@ -124,9 +124,11 @@ TEST(SignerFault, NamesEveryOneWhoCouldNotSign) {
   records.get()->info->result = SSF_RESULT_UNKNOWN;
   records.get()->next->info->result = SSF_RESULT_OK;
   records.get()->next->next->info->result = SSF_RESULT_INVALID_PASSWORD;
-  EXPECT_EQ(reasonOf(SSF_API_SIGNER_ERROR, records, kSigner),
-            "signer 1 (CN=A): no certificate of this identity in the store; "
-            "signer 3 (CN=C): the PIN does not open the private key");
+  EXPECT_EQ(
+      reasonOf(SSF_API_SIGNER_ERROR, records, kSigner),
+      "signer 1 (CN=A): no certificate of this identity in the store (qxprovider cert list shows "
+      "whom it holds); signer 3 (CN=C): the PIN does not open the private key (--pin-file, "
+      "--pin-fd, --pin-env or --pin-prompt gives it)");
 }
 
 TEST(SignerFault, IsTheCodesOwnMeaningWhenAllCouldSign) {
@@ -171,8 +173,10 @@ TEST(Recipients, AreToldInTheWordsOfTheirOperation) {
   Records records(library());
   records.add("CN=A", "", {});
   records.get()->info->result = SSF_RESULT_NOCERTIFICATE;
-  EXPECT_EQ(reasonOf(SSF_API_RECIPIENT_ERROR, records, kRecipient),
-            "recipient 1 (CN=A): no certificate of this identity in the address book");
+  EXPECT_EQ(
+      reasonOf(SSF_API_RECIPIENT_ERROR, records, kRecipient),
+      "recipient 1 (CN=A): no certificate of this identity in the address book (qxprovider cert "
+      "add --store Addressbook)");
   records.get()->info->result = SSF_RESULT_NOT_OK;
   EXPECT_EQ(reasonOf(SSF_API_RECIPIENT_ERROR, records, kReader),
             "recipient 1 (CN=A): the message is not for this recipient, or was changed");
