@@ -11,6 +11,7 @@ void addCerts(tools::Tool& tool);
 void addCrls(tools::Tool& tool);
 void addKeys(tools::Tool& tool);
 void addRepair(tools::Tool& tool);
+void addLandscape(tools::Tool& tool);
 void addLab(tools::Tool& tool);
 
 }  // namespace qx::admin

@@ -8,6 +8,7 @@ int main(int argc, char** argv) {
   qx::admin::addCerts(tool);
   qx::admin::addCrls(tool);
   qx::admin::addKeys(tool);
+  qx::admin::addLandscape(tool);
   qx::admin::addRepair(tool);
   qx::admin::addLab(tool);
   return tool.run(argc, argv);
