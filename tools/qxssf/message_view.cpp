@@ -1,19 +1,29 @@
 #include "tools/qxssf/message_view.h"
 
+#include <algorithm>
 #include <cstring>
 
+#include "platform/cert_store.h"
+
 namespace qx::ssf {
+namespace {
+
+constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
+
+// More than that need not be looked at, whatever a message says.
+constexpr DWORD kMaxCertificates = 10'000;
+
+}  // namespace
 
 MessageView::MessageView(const Library& library, std::span<const std::uint8_t> message)
     : read_(QX_SSF_FUNCTION(library, CryptMsgGetParam)),
-      message_(
-          QX_SSF_FUNCTION(library, CryptMsgOpenToDecode)(X509_ASN_ENCODING | PKCS_7_ASN_ENCODING,
-                                                         /*dwFlags=*/0,
-                                                         /*dwMsgType=*/0,
-                                                         /*hCryptProv=*/0,
-                                                         /*pRecipientInfo=*/nullptr,
-                                                         /*pStreamInfo=*/nullptr),
-          QX_SSF_FUNCTION(library, CryptMsgClose)) {
+      message_(QX_SSF_FUNCTION(library, CryptMsgOpenToDecode)(kEncoding,
+                                                              /*dwFlags=*/0,
+                                                              /*dwMsgType=*/0,
+                                                              /*hCryptProv=*/0,
+                                                              /*pRecipientInfo=*/nullptr,
+                                                              /*pStreamInfo=*/nullptr),
+               QX_SSF_FUNCTION(library, CryptMsgClose)) {
   if (message_ != nullptr &&
       QX_SSF_FUNCTION(library, CryptMsgUpdate)(message_.get(),
                                                message.data(),
@@ -44,6 +54,29 @@ DWORD MessageView::count(DWORD type) const {
     std::memcpy(&number, record.data(), sizeof number);
   }
   return number;
+}
+
+StorePtr certificatesOf(const Library& library, const MessageView& message) {
+  const StorePtr store(
+      QX_SSF_FUNCTION(library, CertOpenStore)(CERT_STORE_PROV_MEMORY,
+                                              /*dwEncodingType=*/0,
+                                              /*hCryptProv=*/0,
+                                              /*dwFlags=*/0,
+                                              /*pvPara=*/nullptr),
+      [close = QX_SSF_FUNCTION(library, CertCloseStore)](void* handle) { close(handle, 0); });
+  auto* const add = QX_SSF_FUNCTION(library, CertAddEncodedCertificateToStore);
+  const DWORD count = std::min(message.count(CMSG_CERT_COUNT_PARAM), kMaxCertificates);
+  for (DWORD i = 0; store != nullptr && i < count; ++i) {
+    const std::vector<std::uint8_t> der = message.parameter(CMSG_CERT_PARAM, i);
+    // What cannot be added does not help to build a chain.
+    static_cast<void>(add(store.get(),
+                          kEncoding,
+                          der.data(),
+                          static_cast<DWORD>(der.size()),
+                          CERT_STORE_ADD_USE_EXISTING,
+                          nullptr) == FALSE);
+  }
+  return store;
 }
 
 }  // namespace qx::ssf

@@ -31,6 +31,12 @@ class MessageView {
   std::unique_ptr<void, decltype(&CryptMsgClose)> message_;
 };
 
+using StorePtr = std::shared_ptr<void>;
+
+/// certificatesOf is a store with the certificates that a message brings along, as far as they can be read;
+/// empty when there can be no store.
+StorePtr certificatesOf(const Library& library, const MessageView& message);
+
 }  // namespace qx::ssf
 
 #endif

@@ -4,12 +4,16 @@
 
 #include "tools/common/error.h"
 #include "tools/common/output.h"
+#include "tools/common/times.h"
 #include "tools/qxssf/arguments.h"
 #include "tools/qxssf/batch/batch.h"
+#include "tools/qxssf/chain_view.h"
 #include "tools/qxssf/codes.h"
 #include "tools/qxssf/commands.h"
 #include "tools/qxssf/library.h"
 #include "tools/qxssf/message_files.h"
+#include "tools/qxssf/page/evidence.h"
+#include "tools/qxssf/page/page.h"
 #include "tools/qxssf/verify_report.h"
 
 namespace qx::ssf {
@@ -22,6 +26,8 @@ struct VerifyArguments {
   BatchArguments batch;
   std::string content;
   std::string profile;
+  /// Where the page about it is written; empty: nowhere.
+  std::string page;
 };
 
 void requireGood(SAPRETURN code,
@@ -60,6 +66,36 @@ SAPRETURN callVerify(const Library& library,
                                              output.length());
 }
 
+std::string versionOf(const Library& library) {
+  Octets version(library);
+  const SAPRETURN code = QX_SSF_FUNCTION(library, SsfVersion)(version.data(), version.length());
+  return code == SSF_API_OK ? std::string(version.text()) : "a library that tells no version";
+}
+
+/// Writes the page about a verification, which failed when there is a fault.
+void writePage(const Library& library,
+               const VerifyArguments& arguments,
+               const MessageFiles& files,
+               const Records& records,
+               const std::string& fault,
+               tools::Report& report) {
+  if (arguments.page.empty()) {
+    return;
+  }
+  const PageFacts facts{.message = files.message().name(),
+                        .size = files.message().bytes().size(),
+                        .content = arguments.content,
+                        .format = arguments.files.format,
+                        .library = versionOf(library),
+                        .time = tools::isoTime(tools::ticksNow()),
+                        .fault = fault,
+                        .revocation = verifyFlags() != 0,
+                        .verdicts = verdictsOf(library, records),
+                        .evidence = evidenceOf(library, files.message().bytes(), records)};
+  tools::writeOutput(arguments.page, pageOf(facts));
+  report.facts()["report"] = arguments.page;
+}
+
 void verifyFiles(const Library& library,
                  const VerifyArguments& arguments,
                  const MessageFiles& files,
@@ -73,7 +109,13 @@ void verifyFiles(const Library& library,
   report.facts()["code"] = code;
   report.facts()["verified"] = code == SSF_API_OK;
   reportVerdicts(verdicts, report);
-  requireGood(code, files, verdicts);
+  try {
+    requireGood(code, files, verdicts);
+  } catch (const ToolError& error) {
+    writePage(library, arguments, files, records, error.what(), report);
+    throw;
+  }
+  writePage(library, arguments, files, records, /*fault=*/"", report);
   if (!output.empty()) {
     tools::writeOutput(output, content.bytes());
     report.facts()["output"] = output;
@@ -83,6 +125,10 @@ void verifyFiles(const Library& library,
 
 void verifyOne(Program& program, const VerifyArguments& arguments) {
   program.tool.claimOutput(arguments.files.output, tools::Tool::Content::Binary);
+  program.tool.claimOutput(arguments.page, tools::Tool::Content::Text);
+  if (arguments.page == "-" && arguments.files.output == "-") {
+    throw ToolError(tools::ExitCode::Usage, "standard output takes the content or the report");
+  }
   const MessageFiles files(arguments.batch.one(), arguments.content);
   const Library library(program.library);
   verifyFiles(library, arguments, files, arguments.files.output, program.tool.report);
@@ -92,6 +138,9 @@ void verifyMany(Program& program, const VerifyArguments& arguments) {
   if (!arguments.content.empty()) {
     throw ToolError(tools::ExitCode::Usage,
                     "--content belongs to one file; of many, the content of FILE.p7s is FILE");
+  }
+  if (!arguments.page.empty()) {
+    throw ToolError(tools::ExitCode::Usage, "--report tells of one file; name one");
   }
   const Library library(program.library);
   const BatchRule rule{.naming = Naming::TakeOffIntoFolder, .done = "verified"};
@@ -114,6 +163,8 @@ void addVerify(Program& program) {
       "-p,--profile",
       arguments->profile,
       "The store for certificates that the message lacks, Addressbook if none is given");
+  command.add_option(
+      "--report", arguments->page, "Write a page for people about the verification, HTML");
   command.callback([&program, &command, arguments] {
     (isBatch(command, arguments->batch) ? verifyMany : verifyOne)(program, *arguments);
   });

@@ -1,4 +1,3 @@
-#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <set>
@@ -18,14 +17,6 @@ using tools::ExitCode;
 constexpr DWORD kTold = CERT_TRUST_IS_NOT_TIME_VALID | CERT_TRUST_IS_REVOKED |
                         CERT_TRUST_IS_UNTRUSTED_ROOT | CERT_TRUST_REVOCATION_STATUS_UNKNOWN |
                         CERT_TRUST_IS_OFFLINE_REVOCATION | CERT_TRUST_IS_PARTIAL_CHAIN;
-
-/// The flags with which SsfVerify checks a chain.
-DWORD verifyFlags() {
-  const std::string flags = variable("QX_SSF_VERIFYCERTFLAGS");
-  char* end = nullptr;
-  const auto number = static_cast<DWORD>(std::strtoul(flags.c_str(), &end, 16));
-  return end == flags.c_str() ? CERT_CHAIN_REVOCATION_CHECK_CHAIN_EXCLUDE_ROOT : number;
-}
 
 bool isSame(const CERT_NAME_BLOB& one, const CERT_NAME_BLOB& other) {
   return one.cbData == other.cbData && std::memcmp(one.pbData, other.pbData, one.cbData) == 0;
