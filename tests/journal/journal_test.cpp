@@ -29,5 +29,10 @@ INSTANTIATE_TEST_SUITE_P(EveryRoad,
                          testing::ValuesIn(allRoads()),
                          [](const auto& instance) { return instance.param.name; });
 
+INSTANTIATE_TEST_SUITE_P(EveryRefusal,
+                         Journal,
+                         testing::ValuesIn(allRefusals()),
+                         [](const auto& instance) { return instance.param.name; });
+
 }  // namespace
 }  // namespace qx::test

@@ -37,6 +37,14 @@ std::unique_ptr<Road> digest(const char* hash, int detached) {
 
 using Transfer = decltype(&SsfEncode);
 
+NamedRoad digestRefusal(const char* file, void (*change)(DigestRoad&)) {
+  return {"SsfDigest", file, OnFailure::Untouched, [change] {
+            auto road = std::make_unique<DigestRoad>();
+            change(*road);
+            return road;
+          }};
+}
+
 struct TransferRoad : PlainRoad {
   explicit TransferRoad(Transfer theFunction) : function(theFunction) {}
 
@@ -53,6 +61,18 @@ struct TransferRoad : PlainRoad {
                     theOutput.length());
   }
 };
+
+NamedRoad transferRefusal(const char* operation,
+                          const char* file,
+                          Transfer function,
+                          const std::string& format) {
+  return {operation, file, OnFailure::Untouched, [=] {
+            auto road = std::make_unique<TransferRoad>(function);
+            road->format = format;
+            road->input.clear();
+            return road;
+          }};
+}
 
 struct VersionRoad : PlainRoad {
   SAPRETURN run() override { return SsfVersion(theOutput.data(), theOutput.length()); }
@@ -93,6 +113,19 @@ std::vector<NamedRoad> plainRoads() {
       property("properties_hashes", "HASH"),
       property("properties_ciphers", "ENCRALGS"),
       property("properties_popups", "SSF_POPUPS"),
+  };
+}
+
+std::vector<NamedRoad> plainRefusals() {
+  return {
+      digestRefusal("refused_digest_no_data", [](DigestRoad& r) { r.input.clear(); }),
+      digestRefusal("refused_digest_no_hash_name", [](DigestRoad& r) { r.hash.clear(); }),
+      digestRefusal("refused_digest_unknown_hash", [](DigestRoad& r) { r.hash = "SHA1X"; }),
+      digestRefusal("refused_digest_format", [](DigestRoad& r) { r.format = "pkcs7"; }),
+      transferRefusal("SsfEncode", "refused_encode_no_data", &SsfEncode, "PKCS7"),
+      transferRefusal("SsfEncode", "refused_encode_format", &SsfEncode, std::string(257, 'P')),
+      transferRefusal("SsfDecode", "refused_decode_no_data", &SsfDecode, "PKCS7"),
+      property("refused_property", "XYZ"),
   };
 }
 

@@ -1,22 +1,31 @@
 #include "tests/journal/road.h"
 
 #include <cstdlib>
+#include <initializer_list>
 
 #include "tests/journal/journal.h"
 
 namespace qx::test {
 
-std::vector<NamedRoad> allRoads() {
+namespace {
+
+std::vector<NamedRoad> joined(std::initializer_list<std::vector<NamedRoad>> parts) {
   std::vector<NamedRoad> all;
-  for (const auto& roads : {plainRoads(),
-                            signRoads(),
-                            addSignRoads(),
-                            verifyRoads(),
-                            envelopeRoads(),
-                            developeRoads()}) {
+  for (const auto& roads : parts) {
     all.insert(all.end(), roads.begin(), roads.end());
   }
   return all;
+}
+
+}  // namespace
+
+std::vector<NamedRoad> allRoads() {
+  return joined(
+      {plainRoads(), signRoads(), addSignRoads(), verifyRoads(), envelopeRoads(), developeRoads()});
+}
+
+std::vector<NamedRoad> allRefusals() {
+  return joined({plainRefusals(), signRefusals(), verifyRefusals()});
 }
 
 std::unique_ptr<Road> prepared(const NamedRoad& road) {

@@ -1,8 +1,8 @@
 #ifndef QX_TESTS_JOURNAL_ROAD_H_
 #define QX_TESTS_JOURNAL_ROAD_H_
 
-// The good roads through the operations: each a call with the script that it needs. Their journals are
-// compared line by line, and then every call and every allocation on them is made to fail.
+// The good roads through the operations, and refusals: each a call with the script that it needs. Their
+// journals are compared line by line, and then every call and every allocation on the good ones fails.
 
 #include <functional>
 #include <memory>
@@ -58,6 +58,13 @@ std::vector<NamedRoad> envelopeRoads();
 std::vector<NamedRoad> developeRoads();
 
 std::vector<NamedRoad> allRoads();
+
+/// Calls that are refused, for their journals.
+std::vector<NamedRoad> plainRefusals();
+std::vector<NamedRoad> signRefusals();
+std::vector<NamedRoad> verifyRefusals();
+
+std::vector<NamedRoad> allRefusals();
 
 /// A road from a fresh provider with default settings.
 std::unique_ptr<Road> prepared(const NamedRoad& road);

@@ -154,4 +154,34 @@ std::vector<NamedRoad> signRoads() {
   };
 }
 
+std::vector<NamedRoad> signRefusals() {
+  return {
+      road("refused_sign_format", [](SignRoad& r) { withFormat(r, "pkcs7"); }),
+      road("refused_sign_no_list", [](SignRoad& r) { r.call.input.clear(); }),
+      road("refused_sign_no_data",
+           [](SignRoad& r) {
+             addIvan(r, "uMy", kPin);
+             r.call.input.clear();
+           }),
+      road("refused_sign_absent",
+           [](SignRoad& r) {
+             provider().addCertificate({.subject = "CN=Somebody"});
+             r.call.signers.add(kIvan, "uMy", kPin);
+           }),
+      road("refused_sign_pin", [](SignRoad& r) { addIvan(r, "uMy", "12345"); }),
+      road("refused_sign_no_key",
+           [](SignRoad& r) {
+             provider().addCertificate({.hasKey = false});
+             r.call.signers.add(kIvan, "uMy", kPin);
+           }),
+      road("refused_sign_no_store", [](SignRoad& r) { addIvan(r, "uNone", kPin); }),
+      road("refused_sign_nobody", [](SignRoad& r) { r.call.signers.add("   "); }),
+      road("refused_sign_second",
+           [](SignRoad& r) {
+             addTwoByThumbprint(r);
+             provider().stores[0].certificates.pop_back();
+           }),
+  };
+}
+
 }  // namespace qx::test

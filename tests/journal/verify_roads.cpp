@@ -122,4 +122,23 @@ std::vector<NamedRoad> verifyRoads() {
   };
 }
 
+std::vector<NamedRoad> verifyRefusals() {
+  return {
+      road("refused_verify_forged",
+           [](VerifyRoad& r) { r.signer().signatureError = NTE_BAD_SIGNATURE; }),
+      road("refused_verify_differs", [](VerifyRoad& r) { r.call.input = "contents"; }),
+      road("refused_verify_detached_alone",
+           [](VerifyRoad& r) {
+             r.toy.content.clear();
+             r.toy.isDetached = true;
+           }),
+      road("refused_verify_untrusted",
+           [](VerifyRoad& r) {
+             r.ivan.trustError = 0x20;
+             r.toy.certificates = {r.ivan};
+             r.signer().cades.status = 5;
+           }),
+  };
+}
+
 }  // namespace qx::test
