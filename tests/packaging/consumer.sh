@@ -1,19 +1,14 @@
 #!/usr/bin/env bash
-# consumer.sh BUILD_FOLDER LIBRARY_FOLDER find_package|pkg-config|flags: installs the libraries and what
-# belongs to developing with them into a folder, builds a C program against nothing but that, and runs it.
+# consumer.sh INSTALLED LIBRARY_FOLDER find_package|pkg-config|flags: builds a C program against the tree of
+# libraries and headers below INSTALLED, and runs it.
 set -euo pipefail
-build=$1
+root=$1
 libraries=$2
 way=$3
 here=$(cd "$(dirname "$0")" && pwd)
 
 work=$(mktemp -d)
 trap 'rm -rf "$work"' EXIT
-root=$work/installed
-for component in library provider development; do
-  cmake --install "$build" --component $component --prefix "$root" >"$work/log"
-done
-
 # Warnings of our headers are errors to others, too.
 strict=(-std=c11 -Wall -Wextra -Wpedantic -Werror)
 case $way in
@@ -36,5 +31,6 @@ case $way in
     exit 1
     ;;
 esac
-LD_LIBRARY_PATH=$root/$libraries ldd "$work/consumer" | grep -F "$root/$libraries/libqxprovider.so.1" >"$work/log"
-LD_LIBRARY_PATH=$root/$libraries "$work/consumer" | grep .
+export LD_LIBRARY_PATH=$root/$libraries
+ldd "$work/consumer" | grep -F "$root/$libraries/libqxprovider.so.1" >"$work/log"
+"$work/consumer" | grep .
