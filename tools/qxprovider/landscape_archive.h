@@ -10,7 +10,8 @@
 
 namespace qx::admin {
 
-// A tar archive (POSIX ustar) of regular files, in memory.
+// A tar archive (POSIX ustar) of regular files, in memory that is wiped: libraries for archives keep copies of
+// what passes through them, and keys do.
 
 /// The most that an archive may hold.
 constexpr std::size_t kMaxArchive = std::size_t{64} << 20U;
