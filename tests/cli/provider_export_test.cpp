@@ -20,7 +20,8 @@ class ProviderExport : public LabTest {
 
   // Somebody's key, as key list names it.
   std::string keyOf(const std::string& name) const {
-    for (const auto& entry : providerJson({"cert", "list"})["certificates"]) {
+    const nlohmann::json listed = providerJson({"cert", "list"});
+    for (const auto& entry : listed["certificates"]) {
       if (entry["thumbprint"] == thumbprint(name)) {
         return entry["key"];
       }
