@@ -10,6 +10,7 @@
 #include <openssl/evp.h>
 
 #include "provider/openssl/errors.h"
+#include "provider/openssl/owned.h"
 #include "provider/support/fork.h"
 #include "provider/support/trace.h"
 
@@ -22,6 +23,39 @@ ENGINE* findEngine() {
   // A host that reads its own configuration in another thread may have added it between our look-up
   // and our load: then it is there now.
   return engine != nullptr ? engine : ENGINE_by_id("gost");
+}
+
+struct ParameterSet {
+  int kind;
+  const char* name;
+};
+
+// Those of R 34.10-2001 are among the first kind's.
+constexpr ParameterSet kParameterSets[] = {{NID_id_GostR3410_2012_256, "A"},
+                                           {NID_id_GostR3410_2012_256, "B"},
+                                           {NID_id_GostR3410_2012_256, "C"},
+                                           {NID_id_GostR3410_2012_256, "XA"},
+                                           {NID_id_GostR3410_2012_256, "XB"},
+                                           {NID_id_GostR3410_2012_256, "TCA"},
+                                           {NID_id_GostR3410_2012_256, "TCB"},
+                                           {NID_id_GostR3410_2012_256, "TCC"},
+                                           {NID_id_GostR3410_2012_256, "TCD"},
+                                           {NID_id_GostR3410_2012_512, "A"},
+                                           {NID_id_GostR3410_2012_512, "B"},
+                                           {NID_id_GostR3410_2012_512, "C"}};
+
+// The engine makes the group of a parameter set at its first use and keeps it, without a lock: of two threads
+// that come at once one would lose what it made. So each is used here, where there is one thread.
+void makeGroups(ENGINE* engine) {
+  for (const ParameterSet& set : kParameterSets) {
+    const EvpPkeyCtxPtr context(EVP_PKEY_CTX_new_id(set.kind, engine));
+    EVP_PKEY* parameters = nullptr;
+    if (context != nullptr && EVP_PKEY_paramgen_init(context.get()) == 1 &&
+        EVP_PKEY_CTX_ctrl_str(context.get(), "paramset", set.name) == 1) {
+      EVP_PKEY_paramgen(context.get(), &parameters);
+    }
+    EVP_PKEY_free(parameters);
+  }
 }
 
 /// Both references are kept for good: keys and contexts of any age use the engine.
@@ -39,6 +73,7 @@ ENGINE* loadEngine() {
     ENGINE_free(engine);
     return nullptr;
   }
+  makeGroups(engine);
   return engine;
 }
 
