@@ -1,64 +1,18 @@
 #include "provider/key/key_store.h"
 
-#include <grp.h>
-#include <sys/stat.h>
-#include <unistd.h>
-
-#include <array>
-#include <limits>
-
 #include <openssl/x509.h>
 
 #include "provider/key/key_folder.h"
+#include "provider/key/key_rights.h"
 #include "provider/key/pbes2.h"
 #include "provider/key/pem.h"
 #include "provider/key/public_key.h"
 #include "provider/key/unlock.h"
 #include "provider/support/config.h"
 #include "provider/support/files.h"
-#include "provider/support/trace.h"
 
 namespace qx {
 namespace {
-
-constexpr const char* kMachineGroup = "qxprovider";
-
-mode_t folderMode(Location location) {
-  return location == Location::CurrentUser ? S_IRWXU : S_ISGID | S_IRWXU | S_IRGRP | S_IXGRP;
-}
-
-mode_t fileMode(Location location) {
-  constexpr mode_t kOwner = S_IRUSR | S_IWUSR;
-  return location == Location::CurrentUser ? kOwner : kOwner | S_IRGRP;
-}
-
-/// The machine's keys are for the members of a group, if the machine has that group.
-void giveToGroup(int folder) {
-  group entry{};
-  group* found = nullptr;
-  std::array<char, 4096> buffer{};
-  if (geteuid() != 0 ||
-      getgrnam_r(kMachineGroup, &entry, buffer.data(), buffer.size(), &found) != 0 ||
-      found == nullptr) {
-    return;
-  }
-  // Without the group's rights the folder is merely stricter than it has to be.
-  if (fchown(folder, std::numeric_limits<uid_t>::max(), found->gr_gid) != 0) {
-    QX_TRACE("the machine's keys could not be given to the group %s", kMachineGroup);
-  }
-}
-
-Result<Fd> openForWriting(Location location, const std::string& path) {
-  auto folder = openFolder(path);
-  if (folder || folder.error() != ERROR_FILE_NOT_FOUND) {
-    return folder;
-  }
-  folder = makeFolder(path, folderMode(location));
-  if (folder && location == Location::LocalMachine) {
-    giveToGroup(folder->get());
-  }
-  return folder;
-}
 
 Result<SecretBytes> encodePlain(PKCS8_PRIV_KEY_INFO* info) {
   const int length = i2d_PKCS8_PRIV_KEY_INFO(info, nullptr);
@@ -140,7 +94,7 @@ Result<std::string> addKey(Location location,
   if (!keys || !text) {
     return keys ? text.failure() : keys.failure();
   }
-  const auto folder = openForWriting(location, (*keys)->path());
+  const auto folder = openKeyFolder(location, (*keys)->path());
   const auto lock = folder ? FolderLock::acquire(folder->get()) : folder.failure();
   if (!lock) {
     return lock.failure();
@@ -149,7 +103,7 @@ Result<std::string> addKey(Location location,
   if ((*keys)->find(id)) {
     return fail(NTE_EXISTS);
   }
-  const auto written = writeFileIn(folder->get(), id.c_str(), text->bytes(), fileMode(location));
+  const auto written = writeFileIn(folder->get(), id.c_str(), text->bytes(), keyFileMode(location));
   return written ? Result<std::string>(id) : written.failure();
 }
 
@@ -172,7 +126,7 @@ Result<void> changePin(Location location,
   const auto text =
       makeText(**key, newPin, namedById ? std::span<const std::uint8_t>() : (*key)->spki());
   return text ? writeFileIn(
-                    folder->get(), (*file)->name().c_str(), text->bytes(), fileMode(location))
+                    folder->get(), (*file)->name().c_str(), text->bytes(), keyFileMode(location))
               : text.failure();
 }
 

@@ -4,6 +4,7 @@
 #include <ranges>
 #include <utility>
 
+#include "provider/key/key_rights.h"
 #include "provider/store/file_content.h"
 #include "provider/store/store_files.h"
 #include "tools/common/error.h"
@@ -13,10 +14,6 @@ namespace qx::admin {
 namespace {
 
 constexpr mode_t kPublicMode = 0644;
-constexpr mode_t kUserKeyMode = 0600;
-constexpr mode_t kMachineKeyMode = 0640;
-constexpr mode_t kUserFolderMode = 0700;
-constexpr mode_t kMachineKeysMode = 02750;
 
 }  // namespace
 
@@ -36,16 +33,11 @@ Fd Placement::openFolderOf(const LandscapePlace& place) const {
     return require(place.store->openOrMake(), place.store->name()).fd;
   }
   const std::string path = require(rootFolder(location_), "keys") + "/keys";
-  return require(
-      makeFolder(path, location_ == Location::CurrentUser ? kUserFolderMode : kMachineKeysMode),
-      path);
+  return require(openKeyFolder(location_, path), path);
 }
 
 mode_t Placement::modeOf(const LandscapePlace& place) const {
-  if (place.store) {
-    return kPublicMode;
-  }
-  return location_ == Location::CurrentUser ? kUserKeyMode : kMachineKeyMode;
+  return place.store ? kPublicMode : keyFileMode(location_);
 }
 
 bool Placement::put(const LandscapePlace& place,

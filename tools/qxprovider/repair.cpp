@@ -1,5 +1,4 @@
 #include <fcntl.h>
-#include <grp.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -14,6 +13,7 @@
 #include <utility>
 #include <vector>
 
+#include "provider/key/key_rights.h"
 #include "provider/support/files.h"
 #include "tools/common/error.h"
 #include "tools/qxprovider/commands.h"
@@ -23,49 +23,26 @@
 namespace qx::admin {
 namespace {
 
-constexpr const char* kGroup = "qxprovider";
 constexpr std::string_view kTemporary = ".tmp-";
 constexpr std::size_t kTemporaryDigits = 16;
 // A younger file may be one that somebody is writing.
 constexpr std::time_t kLeftoverSeconds = 3600;
 
-/// What the folders and files of a location shall have. The machine's are root's and their group's: its
-/// members read all, write the stores but those that say whom to trust, and use the keys. The sticky
-/// bit keeps them from renaming a store that is not theirs.
+/// What the folders of a location shall have, but for that of keys. The machine's are root's and their
+/// group's: its members read all, write the stores but those that say whom to trust, and use the keys. The
+/// sticky bit keeps them from renaming a store that is not theirs.
 struct Rights {
   mode_t root;
   mode_t stores;
   mode_t trustStore;
   mode_t store;
-  mode_t keys;
-  mode_t key;
   mode_t cache;
 };
 
-constexpr Rights kUserRights{.root = 0700,
-                             .stores = 0700,
-                             .trustStore = 0700,
-                             .store = 0700,
-                             .keys = 0700,
-                             .key = 0600,
-                             .cache = 0700};
-constexpr Rights kMachineRights{.root = 02750,
-                                .stores = 03770,
-                                .trustStore = 02750,
-                                .store = 02770,
-                                .keys = 02750,
-                                .key = 0640,
-                                .cache = 02770};
-
-std::optional<gid_t> groupId() {
-  group entry{};
-  group* found = nullptr;
-  std::array<char, 4096> buffer{};
-  if (getgrnam_r(kGroup, &entry, buffer.data(), buffer.size(), &found) != 0 || found == nullptr) {
-    return std::nullopt;
-  }
-  return found->gr_gid;
-}
+constexpr Rights kUserRights{
+    .root = 0700, .stores = 0700, .trustStore = 0700, .store = 0700, .cache = 0700};
+constexpr Rights kMachineRights{
+    .root = 02750, .stores = 03770, .trustStore = 02750, .store = 02770, .cache = 02770};
 
 std::string octal(mode_t mode) {
   std::array<char, 16> text{};
@@ -91,9 +68,9 @@ class Repair {
   Repair(tools::Report& report, Location location, bool dryRun)
       : report_(&report),
         rights_(location == Location::CurrentUser ? &kUserRights : &kMachineRights),
-        machine_(location == Location::LocalMachine),
+        location_(location),
         dryRun_(dryRun),
-        group_(machine_ ? groupId() : std::nullopt) {}
+        group_(location == Location::LocalMachine ? machineGroup() : std::nullopt) {}
 
   void mend(const std::string& path) {
     const std::optional<Folder> root = enter(AT_FDCWD, path, path, rights_->root);
@@ -105,7 +82,7 @@ class Repair {
         mendStore(*stores, name);
       }
     }
-    if (const auto keys = enter(*root, "keys", rights_->keys)) {
+    if (const auto keys = enter(*root, "keys", keyFolderMode(location_))) {
       mendKeys(*keys);
     }
     if (const auto cache = enter(*root, "cache", rights_->cache)) {
@@ -143,8 +120,8 @@ class Repair {
                  const struct stat& present,
                  mode_t mode) {
     const gid_t group = group_.value_or(present.st_gid);
-    if (machine_ && (present.st_uid != 0 || present.st_gid != group)) {
-      note(path, std::string("given to root and the group ") + kGroup);
+    if (location_ == Location::LocalMachine && (present.st_uid != 0 || present.st_gid != group)) {
+      note(path, std::string("given to root and the group ") + kMachineGroup);
       check(dryRun_ ? 0 : fchownat(folder, name.c_str(), 0, group, AT_SYMLINK_NOFOLLOW), path);
     }
     if ((present.st_mode & 07777U) != mode) {
@@ -195,7 +172,7 @@ class Repair {
         continue;
       }
       if (S_ISREG(present.st_mode)) {
-        setRights(keys.fd.get(), name, under(keys, name), present, rights_->key);
+        setRights(keys.fd.get(), name, under(keys, name), present, keyFileMode(location_));
       } else {
         report_->warn(under(keys, name) + ": is no file and is left as it is");
       }
@@ -217,7 +194,7 @@ class Repair {
 
   tools::Report* report_;
   const Rights* rights_;
-  bool machine_;
+  Location location_;
   bool dryRun_;
   std::optional<gid_t> group_;
   std::size_t changes_ = 0;
