@@ -204,7 +204,7 @@ SAPRETURN addCadesSigner(const AddSignArguments& arguments,
   return SSF_API_OK;
 }
 
-SAPRETURN encodeMessage(Message& message, OwnedBytes& encoded) noexcept {
+SAPRETURN readEncoded(const Message& message, OwnedBytes& encoded) noexcept {
   DWORD size = 0;
   if (CryptMsgGetParam(message.get(), CMSG_ENCODED_MESSAGE, /*dwIndex=*/0, nullptr, &size) ==
       FALSE) {
@@ -222,24 +222,29 @@ SAPRETURN encodeMessage(Message& message, OwnedBytes& encoded) noexcept {
   if (code == SSF_API_ENCODE_ERROR) {
     QX_TRACE(kName, "#error#: Failed to extract encoded message.\n");
   }
-  if (code != SSF_API_OK) {
-    return code;
-  }
-  return message.close() ? SSF_API_OK : failedCall(kName, SSF_API_ENCODE_ERROR);
+  return code;
 }
 
-/// Selects the signer and makes the message with him in it. His certificate outlives the message.
+/// A message that was encoded, or could not be, leaves before the signer's certificate.
+SAPRETURN encodeMessage(Message& message, OwnedBytes& encoded) noexcept {
+  const SAPRETURN code = readEncoded(message, encoded);
+  const bool isClosed = message.close();
+  return code != SSF_API_OK || isClosed ? code : failedCall(kName, SSF_API_ENCODE_ERROR);
+}
+
+/// Selects the signer and makes the message with him in it. His certificate leaves before a message that
+/// he could not be added to.
 SAPRETURN addSigner(const AddSignArguments& arguments,
                     bool isCades,
                     DWORD flags,
                     OwnedBytes& encoded) {
+  Message message;
   CMSG_SIGNER_ENCODE_INFO slot{};
   const Certificate certificate = selectSignerCertificate(
       *arguments.signer, /*number=*/0, kAddSignSelection, slot, /*certificates=*/nullptr);
   if (!certificate) {
     return SSF_API_SIGNER_ERROR;
   }
-  Message message;
   SAPRETURN code = reopenMessage(arguments, flags, message);
   if (code == SSF_API_OK) {
     code = isCades

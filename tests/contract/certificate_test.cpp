@@ -2,7 +2,7 @@
 
 // Certificate contexts, their comparison, and names as text.
 
-namespace qx::test {
+namespace qx::test::certificate_test {
 namespace {
 
 TEST(ContractCertificate, IsACopyOfItsBytes) {
@@ -116,4 +116,4 @@ TEST(ContractCertificate, FindsTheFirstAttributeOfAType) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::certificate_test

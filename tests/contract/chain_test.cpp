@@ -4,7 +4,7 @@
 
 // Chains: TRUE says that one was built, its status what it is worth.
 
-namespace qx::test {
+namespace qx::test::chain_test {
 namespace {
 
 BOOL build(const Certificate& certificate, Chain& chain, CERT_CHAIN_PARA* para) {
@@ -75,4 +75,4 @@ TEST(ContractChain, HoldsItsCertificates) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::chain_test

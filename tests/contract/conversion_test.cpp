@@ -7,7 +7,7 @@
 
 // Single values, texts and times in another form.
 
-namespace qx::test {
+namespace qx::test::conversion_test {
 namespace {
 
 std::vector<BYTE> decoded(LPCSTR type, const std::vector<BYTE>& der) {
@@ -128,4 +128,4 @@ TEST(ContractErrorText, OfAnUnknownNumberIsNotThere) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::conversion_test

@@ -2,7 +2,7 @@
 
 // Messages while they are read.
 
-namespace qx::test {
+namespace qx::test::decode_test {
 namespace {
 
 class ContractDecode : public ::testing::Test {
@@ -167,4 +167,4 @@ TEST_F(ContractDecode, WritesWhatWasAddedAndTakenAway) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::decode_test

@@ -2,7 +2,7 @@
 
 // Messages while they are made.
 
-namespace qx::test {
+namespace qx::test::encode_test {
 namespace {
 
 HCRYPTMSG open(DWORD type, const void* info, DWORD encoding = kBoth) {
@@ -142,4 +142,4 @@ TEST(ContractEncode, IsCountedAndClosedQuietly) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::encode_test

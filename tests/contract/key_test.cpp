@@ -5,7 +5,7 @@
 
 // Providers, and the keys of certificates.
 
-namespace qx::test {
+namespace qx::test::key_test {
 namespace {
 
 Provider anyProvider() {
@@ -145,4 +145,4 @@ TEST(ContractProvider, TellsItsNameAndType) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::key_test

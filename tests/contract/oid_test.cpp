@@ -4,7 +4,7 @@
 
 // What is known about object identifiers.
 
-namespace qx::test {
+namespace qx::test::oid_test {
 namespace {
 
 const CRYPT_OID_INFO* find(DWORD type, const void* key, DWORD group = 0) {
@@ -75,4 +75,4 @@ TEST(ContractOid, EntriesAreWalkedByGroupUntilToldToStop) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::oid_test

@@ -2,7 +2,7 @@
 
 // Properties of certificate contexts.
 
-namespace qx::test {
+namespace qx::test::property_test {
 namespace {
 
 std::vector<BYTE> propertyOf(const Certificate& certificate, DWORD id) {
@@ -90,4 +90,4 @@ TEST(ContractProperty, OfAKeyContextHasOneSize) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::property_test

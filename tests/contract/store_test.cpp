@@ -4,7 +4,7 @@
 
 // Stores: opening, walking, searching, adding, deleting, closing.
 
-namespace qx::test {
+namespace qx::test::store_test {
 namespace {
 
 BOOL add(const Store& store,
@@ -206,4 +206,4 @@ TEST(ContractStore, KeepsNothingThatAnotherHolds) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::store_test

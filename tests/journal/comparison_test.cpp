@@ -2,7 +2,7 @@
 
 #include "tests/journal/journal.h"
 
-namespace qx::test {
+namespace qx::test::comparison_test {
 namespace {
 
 using Lines = std::vector<std::string>;
@@ -42,4 +42,4 @@ TEST(JournalFile, FillsInValuesAndTheirLengths) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::comparison_test

@@ -19,7 +19,7 @@ using Values = std::map<std::string, std::string>;
 
 constexpr std::string_view kUse = "use ";
 constexpr std::string_view kFloating = "~ ";
-constexpr unsigned kDepth = 8;
+constexpr unsigned kDepth = 16;
 const std::string kFolder = QX_SOURCE_DIR "/tests/journal/expected/";
 
 std::string replaced(std::string text, std::string_view what, std::string_view by) {

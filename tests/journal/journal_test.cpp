@@ -2,7 +2,7 @@
 
 #include "tests/journal/road.h"
 
-namespace qx::test {
+namespace qx::test::journal_test {
 namespace {
 
 class Journal : public testing::TestWithParam<NamedRoad> {
@@ -35,4 +35,4 @@ INSTANTIATE_TEST_SUITE_P(EveryRefusal,
                          [](const auto& instance) { return instance.param.name; });
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::journal_test

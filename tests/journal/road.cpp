@@ -1,13 +1,10 @@
 #include "tests/journal/road.h"
 
 #include <cstdlib>
-#include <initializer_list>
 
 #include "tests/journal/journal.h"
 
 namespace qx::test {
-
-namespace {
 
 std::vector<NamedRoad> joined(std::initializer_list<std::vector<NamedRoad>> parts) {
   std::vector<NamedRoad> all;
@@ -17,15 +14,18 @@ std::vector<NamedRoad> joined(std::initializer_list<std::vector<NamedRoad>> part
   return all;
 }
 
-}  // namespace
-
 std::vector<NamedRoad> allRoads() {
   return joined(
       {plainRoads(), signRoads(), addSignRoads(), verifyRoads(), envelopeRoads(), developeRoads()});
 }
 
 std::vector<NamedRoad> allRefusals() {
-  return joined({plainRefusals(), signRefusals(), verifyRefusals()});
+  return joined({plainRefusals(),
+                 signRefusals(),
+                 addSignRefusals(),
+                 verifyRefusals(),
+                 envelopeRefusals(),
+                 developeRefusals()});
 }
 
 std::unique_ptr<Road> prepared(const NamedRoad& road) {

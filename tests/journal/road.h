@@ -5,6 +5,7 @@
 // journals are compared line by line, and then every call and every allocation on the good ones fails.
 
 #include <functional>
+#include <initializer_list>
 #include <memory>
 #include <ostream>
 #include <string>
@@ -62,9 +63,15 @@ std::vector<NamedRoad> allRoads();
 /// Calls that are refused, for their journals.
 std::vector<NamedRoad> plainRefusals();
 std::vector<NamedRoad> signRefusals();
+std::vector<NamedRoad> addSignRefusals();
 std::vector<NamedRoad> verifyRefusals();
+std::vector<NamedRoad> envelopeRefusals();
+std::vector<NamedRoad> developeRefusals();
 
 std::vector<NamedRoad> allRefusals();
+
+/// The roads of several lists, one list after the other.
+std::vector<NamedRoad> joined(std::initializer_list<std::vector<NamedRoad>> parts);
 
 /// A road from a fresh provider with default settings.
 std::unique_ptr<Road> prepared(const NamedRoad& road);

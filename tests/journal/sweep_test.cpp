@@ -8,7 +8,7 @@
 #include "tests/journal/journal.h"
 #include "tests/journal/road.h"
 
-namespace qx::test {
+namespace qx::test::sweep_test {
 namespace {
 
 constexpr DWORD kError = 0x8009ABCD;  // no other failure sets it
@@ -251,4 +251,4 @@ INSTANTIATE_TEST_SUITE_P(EveryOperation,
                          [](const auto& instance) { return std::string(instance.param); });
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::sweep_test

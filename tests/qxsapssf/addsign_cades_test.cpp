@@ -1,7 +1,7 @@
 // How SsfAddSign adds an enhanced signature, with the configured time-stamp server and the listed ones.
 #include "tests/qxsapssf/addsign_call.h"
 
-namespace qx::test {
+namespace qx::test::addsign_cades_test {
 namespace {
 
 using ::testing::Contains;
@@ -180,4 +180,4 @@ TEST_F(AddEnhancedSignTest, EndsWithFourWhereverMemoryIsShort) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::addsign_cades_test

@@ -1,7 +1,7 @@
 // How SsfAddSign finds the certificate and the key of the new signer.
 #include "tests/qxsapssf/addsign_call.h"
 
-namespace qx::test {
+namespace qx::test::addsign_selection_test {
 namespace {
 
 using ::testing::Contains;
@@ -205,4 +205,4 @@ TEST_F(AddSignSelectionTest, LosesASignerWhoseThumbprintThereIsNoMemoryFor) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::addsign_selection_test

@@ -1,6 +1,6 @@
 #include "tests/qxsapssf/addsign_call.h"
 
-namespace qx::test {
+namespace qx::test::addsign_test {
 namespace {
 
 using ::testing::Contains;
@@ -374,8 +374,8 @@ TEST_F(AddSignTest, ReportsAFailedControlBeforeAnythingIsReleased) {
                           "trace PrintString: Text of error 80091002. \r\n",
                           StartsWith("LocalFree("),
                           "trace SsfAddSign: #error#: Failed to add signer to message.\n",
-                          "CryptMsgClose(message#2)",
                           "CertFreeCertificateContext(certificate#1)",
+                          "CryptMsgClose(message#2)",
                           "trace SsfAddSign: !!!!!!!!!!!!!!!!#error#!!!!!!!!!!!!!!!!\n"));
 }
 
@@ -428,4 +428,4 @@ TEST_F(AddSignTest, EndsWithFourWhereverMemoryIsShort) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::addsign_test

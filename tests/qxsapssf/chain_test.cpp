@@ -5,7 +5,7 @@
 #include "qxsapssf/qxsapssf_chain.h"
 #include "tests/qxsapssf/operation.h"
 
-namespace qx::test {
+namespace qx::test::chain_test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -65,4 +65,4 @@ TEST_F(VerifyCertificateTest, SetsTheStatusAlsoWhenTheFailureLeavesNoError) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::chain_test

@@ -1,7 +1,7 @@
 // How SsfDevelope finds the certificate and the key of the recipient.
 #include "tests/qxsapssf/develope_call.h"
 
-namespace qx::test {
+namespace qx::test::develope_selection_test {
 namespace {
 
 using ::testing::Contains;
@@ -219,4 +219,4 @@ TEST_F(DevelopeSelectionTest, LosesARecipientWhoseThumbprintThereIsNoMemoryFor) 
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::develope_selection_test

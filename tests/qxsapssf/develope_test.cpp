@@ -1,6 +1,6 @@
 #include "tests/qxsapssf/develope_call.h"
 
-namespace qx::test {
+namespace qx::test::develope_test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -277,4 +277,4 @@ TEST_F(DevelopeTest, EndsWithFourWhereverMemoryIsShort) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::develope_test

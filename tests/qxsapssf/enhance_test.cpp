@@ -6,7 +6,7 @@
 #include "qxsapssf/ssfxxmain_enhance.h"
 #include "tests/qxsapssf/sign_call.h"
 
-namespace qx::test {
+namespace qx::test::enhance_test {
 namespace {
 
 using ::testing::Contains;
@@ -355,4 +355,4 @@ INSTANTIATE_TEST_SUITE_P(
                       CadesFailure{"CryptMsgClose", SSF_API_ENCODE_ERROR}));
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::enhance_test

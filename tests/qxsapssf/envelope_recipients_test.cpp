@@ -3,7 +3,7 @@
 
 #include "tests/qxsapssf/envelope_call.h"
 
-namespace qx::test {
+namespace qx::test::envelope_recipients_test {
 namespace {
 
 using ::testing::Contains;
@@ -175,4 +175,4 @@ TEST_F(EnvelopeRecipientsTest, LosesARecipientWhoseThumbprintThereIsNoMemoryFor)
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::envelope_recipients_test

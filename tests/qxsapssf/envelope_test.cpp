@@ -3,7 +3,7 @@
 #include "tests/qxsapssf/cp1251_text.h"
 #include "tests/qxsapssf/envelope_call.h"
 
-namespace qx::test {
+namespace qx::test::envelope_test {
 namespace {
 
 using ::testing::Each;
@@ -295,4 +295,4 @@ TEST_F(EnvelopeTest, EndsWithFourWhereverMemoryIsShort) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::envelope_test

@@ -5,7 +5,7 @@
 #include "qxsapssf/trace.h"
 #include "tests/scripted_provider/ssf_fixture.h"
 
-namespace qx {
+namespace qx::frame_test {
 namespace {
 
 using scripted::kError;
@@ -82,4 +82,4 @@ TEST_F(FrameTest, WithTracingOffTheFrameWritesAndReadsNothing) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::frame_test

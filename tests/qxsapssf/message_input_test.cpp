@@ -2,7 +2,7 @@
 
 #include "tests/scripted_provider/ssf_fixture.h"
 
-namespace qx {
+namespace qx::message_input_test {
 namespace {
 
 using scripted::provider;
@@ -78,4 +78,4 @@ TEST_F(MessageInput, ClosesWhatWasOpenBefore) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::message_input_test

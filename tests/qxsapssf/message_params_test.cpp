@@ -5,7 +5,7 @@
 #include "qxsapssf/platform_handles.h"
 #include "tests/scripted_provider/ssf_fixture.h"
 
-namespace qx {
+namespace qx::message_params_test {
 namespace {
 
 using scripted::AllocationFailure;
@@ -124,4 +124,4 @@ TEST_F(MessageParams, OfKnownSizeAreReadAtOnce) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::message_params_test

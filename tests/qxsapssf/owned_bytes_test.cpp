@@ -4,7 +4,7 @@
 
 #include "tests/scripted_provider/ssf_fixture.h"
 
-namespace qx {
+namespace qx::owned_bytes_test {
 namespace {
 
 using scripted::AllocationFailure;
@@ -110,4 +110,4 @@ TEST(WipeWithSpaces, IsSeenByWhoeverFindsTheFreedMemory) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::owned_bytes_test

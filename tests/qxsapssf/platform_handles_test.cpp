@@ -2,7 +2,7 @@
 
 #include "tests/scripted_provider/ssf_fixture.h"
 
-namespace qx {
+namespace qx::platform_handles_test {
 namespace {
 
 using scripted::provider;
@@ -130,4 +130,4 @@ TEST_F(PlatformHandles, DestructorsDoNotReadTheLastErrorNorChangeIt) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::platform_handles_test

@@ -3,7 +3,7 @@
 #include "tests/qxsapssf/cp1251_text.h"
 #include "tests/scripted_provider/ssf_fixture.h"
 
-namespace qx {
+namespace qx::qxsapssf_errors_test {
 namespace {
 
 using scripted::AllocationFailure;
@@ -234,4 +234,4 @@ TEST_F(FailedCallTest, WithTracingOffTheLastErrorIsReadForTheReportOnly) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::qxsapssf_errors_test

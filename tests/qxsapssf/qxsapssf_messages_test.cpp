@@ -10,7 +10,7 @@
 #include "qxsapssf/cp1251.h"
 #include "tests/qxsapssf/cp1251_text.h"
 
-namespace qx {
+namespace qx::qxsapssf_messages_test {
 namespace {
 
 using testing_support::utf8;
@@ -168,4 +168,4 @@ TEST(Cp1251, AgreesWithTheCLibrary) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::qxsapssf_messages_test

@@ -29,7 +29,7 @@ extern "C" char* __wrap_setlocale(int category, const char* locale) {
 
 // NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
-namespace qx {
+namespace qx::qxsapssf_print_test {
 namespace {
 
 using scripted::provider;
@@ -172,4 +172,4 @@ TEST_F(CheckRusTest, NeverClearsTheFlag) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::qxsapssf_print_test

@@ -4,7 +4,7 @@
 
 #include "tests/scripted_provider/ssf_fixture.h"
 
-namespace qx {
+namespace qx::qxsapssf_snap_test {
 namespace {
 
 using scripted::provider;
@@ -61,4 +61,4 @@ TEST_F(SnapTest, WantOfMemoryIsAnException) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::qxsapssf_snap_test

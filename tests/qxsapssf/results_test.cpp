@@ -3,7 +3,7 @@
 #include "qxsapssf/ssfxxmain_results.h"
 #include "tests/qxsapssf/operation.h"
 
-namespace qx::test {
+namespace qx::test::results_test {
 namespace {
 
 using scripted::Bytes;
@@ -249,4 +249,4 @@ TEST(BlobToHexTest, ReadsAnEmptyBlobAsZero) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::results_test

@@ -1,7 +1,7 @@
 // How SsfSign acquires the key of a signer, with the PIN and the hash that go with it.
 #include "tests/qxsapssf/sign_selection.h"
 
-namespace qx::test {
+namespace qx::test::sign_key_test {
 namespace {
 
 using ::testing::Contains;
@@ -229,4 +229,4 @@ TEST_F(SignerKeyTest, NeverTracesAPassword) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::sign_key_test

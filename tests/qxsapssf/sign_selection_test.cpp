@@ -1,7 +1,7 @@
 // How SsfSign finds the certificate of a signer.
 #include "tests/qxsapssf/sign_selection.h"
 
-namespace qx::test {
+namespace qx::test::sign_selection_test {
 namespace {
 
 using ::testing::AllOf;
@@ -324,4 +324,4 @@ TEST_F(SignerSelectionTest, RejectsAThumbprintThatThereIsNoMemoryFor) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::sign_selection_test

@@ -2,7 +2,7 @@
 
 #include "tests/qxsapssf/sign_call.h"
 
-namespace qx::test {
+namespace qx::test::sign_test {
 namespace {
 
 using ::testing::Contains;
@@ -471,4 +471,4 @@ TEST_F(SsfSignMemoryTest, EndsWithFourWhereverMemoryIsShort) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::sign_test

@@ -4,7 +4,7 @@
 #include "qxsapssf/ssfxxmain_signing_time.h"
 #include "tests/qxsapssf/operation.h"
 
-namespace qx::test {
+namespace qx::test::signing_time_test {
 namespace {
 
 using namespace std::string_view_literals;
@@ -119,4 +119,4 @@ TEST(FileTimeToLocalFileTimeTest, CountsDaylightSavingWhenItIsInForceNow) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::signing_time_test

@@ -5,7 +5,7 @@
 #include "qxsapssf/ssf.h"
 #include "tests/scripted_provider/ssf_fixture.h"
 
-namespace qx {
+namespace qx::ssfxxaux_print_test {
 namespace {
 
 using scripted::AllocationFailure;
@@ -268,4 +268,4 @@ TEST(RequireRoomDeathTest, EndsTheProcessInEveryBuild) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::ssfxxaux_print_test

@@ -3,7 +3,7 @@
 #include "qxsapssf/ssf.h"
 #include "tests/scripted_provider/ssf_fixture.h"
 
-namespace qx {
+namespace qx::ssfxxaux_test {
 namespace {
 
 using scripted::AllocationFailure;
@@ -334,4 +334,4 @@ TEST_F(OctetstringTest, MayComeWithoutALength) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::ssfxxaux_test

@@ -3,7 +3,7 @@
 #include "qxsapssf/ssf.h"
 #include "tests/scripted_provider/ssf_fixture.h"
 
-namespace qx {
+namespace qx::ssfxxmain_digest_test {
 namespace {
 
 using scripted::kError;
@@ -358,4 +358,4 @@ TEST_F(DigestTest, WithTracingOffNothingIsWrittenAndNothingReadForIt) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::ssfxxmain_digest_test

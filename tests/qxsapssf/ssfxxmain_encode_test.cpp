@@ -3,7 +3,7 @@
 #include "qxsapssf/ssf.h"
 #include "tests/scripted_provider/ssf_fixture.h"
 
-namespace qx {
+namespace qx::ssfxxmain_encode_test {
 namespace {
 
 using scripted::AllocationFailure;
@@ -167,4 +167,4 @@ TEST(TransferEncodingRoundTrip, GivesTheInputBack) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::ssfxxmain_encode_test

@@ -5,7 +5,7 @@
 #include "qxsapssf/ssfxxmain_arguments.h"
 #include "tests/scripted_provider/ssf_fixture.h"
 
-namespace qx {
+namespace qx::ssfxxmain_format_test {
 namespace {
 
 using scripted::Octets;
@@ -188,4 +188,4 @@ TEST_F(OutputArguments, TakeTheBytesOver) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::ssfxxmain_format_test

@@ -3,7 +3,7 @@
 #include "qxsapssf/ssf.h"
 #include "tests/scripted_provider/ssf_fixture.h"
 
-namespace qx {
+namespace qx::ssfxxmain_info_test {
 namespace {
 
 using scripted::AllocationFailure;
@@ -168,4 +168,4 @@ TEST_F(PropertiesTest, NeedAPlaceForTheOutput) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::ssfxxmain_info_test

@@ -2,7 +2,7 @@
 
 #include "tests/scripted_provider/ssf_fixture.h"
 
-namespace qx {
+namespace qx::trace_test {
 namespace {
 
 using scripted::provider;
@@ -86,4 +86,4 @@ TEST_F(TraceTest, NoBytesAreAnEmptyText) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::trace_test

@@ -4,7 +4,7 @@
 #include "qxsapssf/qxsapssf_messages.h"
 #include "tests/qxsapssf/verify_call.h"
 
-namespace qx::test {
+namespace qx::test::verify_cades_test {
 namespace {
 
 using scripted::fileTime;
@@ -174,4 +174,4 @@ TEST_F(VerifyCadesTest, VerifiesADetachedMessage) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::verify_cades_test

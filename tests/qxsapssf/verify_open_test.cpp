@@ -4,7 +4,7 @@
 #include "qxsapssf/qxsapssf_messages.h"
 #include "tests/qxsapssf/verify_call.h"
 
-namespace qx::test {
+namespace qx::test::verify_open_test {
 namespace {
 
 using ::testing::Contains;
@@ -368,4 +368,4 @@ TEST_F(VerifyOpenTest, RefusesAMessageWithoutSigners) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::verify_open_test

@@ -4,7 +4,7 @@
 #include "qxsapssf/qxsapssf_messages.h"
 #include "tests/qxsapssf/verify_call.h"
 
-namespace qx::test {
+namespace qx::test::verify_plain_test {
 namespace {
 
 using scripted::Bytes;
@@ -326,4 +326,4 @@ TEST_F(VerifyPlainTest, FailsWhenTheRecordOfAGoodSignerIsLost) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::verify_plain_test

@@ -3,7 +3,7 @@
 
 #include "tests/qxsapssf/verify_call.h"
 
-namespace qx::test {
+namespace qx::test::verify_search_test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -215,4 +215,4 @@ TEST_F(SignerSearchTest, SaysWithoutLevelThatNothingWasFound) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::verify_search_test

@@ -2,7 +2,7 @@
 #include "qxsapssf/qxsapssf_messages.h"
 #include "tests/qxsapssf/verify_call.h"
 
-namespace qx::test {
+namespace qx::test::verify_test {
 namespace {
 
 using ::testing::Contains;
@@ -266,4 +266,4 @@ TEST_F(VerifySweep, EndsInOrderWhereverMemoryIsShort) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::verify_test

@@ -3,7 +3,7 @@
 #include "qxsapssf/algorithms/find_oid_info.h"
 #include "tests/scripted_provider/ssf_fixture.h"
 
-namespace qx {
+namespace qx::oid_info_enum_test {
 namespace {
 
 using scripted::provider;
@@ -218,4 +218,4 @@ TEST_F(OidInfoEnumTest, ASignatureIsFoundByItsPublicKeyOfTheSignatureClass) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::oid_info_enum_test

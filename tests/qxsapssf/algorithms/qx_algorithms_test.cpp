@@ -5,7 +5,7 @@
 #include "qxsapssf/platform_handles.h"
 #include "tests/scripted_provider/ssf_fixture.h"
 
-namespace qx {
+namespace qx::qx_algorithms_test {
 namespace {
 
 using scripted::AllocationFailure;
@@ -220,4 +220,4 @@ TEST_F(AlgorithmsTest, WantOfMemoryAnswersNothing) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::qx_algorithms_test

@@ -7,7 +7,7 @@
 
 #include "tests/scripted_provider/allocation.h"
 
-namespace qx {
+namespace qx::config_test {
 namespace {
 
 using testing::ElementsAre;
@@ -143,4 +143,4 @@ TEST_F(ConfigTest, TheGlobalOneWasReadWhenTheProgramWasLoaded) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::config_test

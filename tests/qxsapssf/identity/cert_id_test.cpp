@@ -9,7 +9,7 @@
 
 #include "tests/scripted_provider/scripted_provider.h"
 
-namespace qx {
+namespace qx::cert_id_test {
 namespace {
 
 using scripted::AllocationFailure;
@@ -165,4 +165,4 @@ TEST(IsTime, WantsFourteenDigitsAtTheBeginning) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::cert_id_test

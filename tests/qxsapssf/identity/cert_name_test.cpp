@@ -6,7 +6,7 @@
 #include "qxsapssf/encoding.h"
 #include "tests/qxsapssf/operation.h"
 
-namespace qx {
+namespace qx::cert_name_test {
 namespace {
 
 using scripted::provider;
@@ -151,4 +151,4 @@ TEST_F(CertNameTest, LongNamesComeWhole) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::cert_name_test

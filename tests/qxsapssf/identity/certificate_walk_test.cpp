@@ -6,7 +6,7 @@
 #include "qxsapssf/identity/profile.h"
 #include "tests/qxsapssf/operation.h"
 
-namespace qx {
+namespace qx::certificate_walk_test {
 namespace {
 
 using scripted::provider;
@@ -162,4 +162,4 @@ TEST_F(CertificateWalkTest, WalksOverALargeStore) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::certificate_walk_test

@@ -12,7 +12,7 @@
 #include "qxsapssf/identity/dn.h"
 #include "tests/scripted_provider/scripted_provider.h"
 
-namespace qx {
+namespace qx::dn_reference_test {
 namespace {
 
 using Entries = std::vector<std::string>;
@@ -232,4 +232,4 @@ TEST(DnReferenceResult, HoldsNoQuoteAndAlwaysAnEqualsSign) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::dn_reference_test

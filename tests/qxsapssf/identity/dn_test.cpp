@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace qx {
+namespace qx::dn_test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -309,4 +309,4 @@ TEST(IsEqualDns, SatisfiesARepeatedEntryWithOne) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::dn_test

@@ -7,7 +7,7 @@
 
 #include "tests/qxsapssf/operation.h"
 
-namespace qx {
+namespace qx::identity_test {
 namespace {
 
 using scripted::AllocationFailure;
@@ -143,4 +143,4 @@ TEST_F(IdentityTest, IsRefusedWhenThereIsNoMemoryForItsThumbprint) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::identity_test

@@ -5,7 +5,7 @@
 
 #include "tests/qxsapssf/operation.h"
 
-namespace qx {
+namespace qx::profile_test {
 namespace {
 
 using scripted::provider;
@@ -142,4 +142,4 @@ TEST_F(ProfileStore, ReadsAProfileThatBeginsWithANulAsAStoreWithoutName) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::profile_test

@@ -7,7 +7,7 @@
 
 // Hosts search for these lines as they stand.
 
-namespace qx {
+namespace qx::selection_trace_test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -96,4 +96,4 @@ TEST_F(SelectionTraceTest, WritesNothingWithTracingOff) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::selection_trace_test

@@ -8,7 +8,7 @@
 
 // The search that three operations share. What SsfSign makes of it is tested with SsfSign.
 
-namespace qx {
+namespace qx::signer_test {
 namespace {
 
 using scripted::provider;
@@ -284,4 +284,4 @@ TEST_F(SignerTest, SurvivesAnyFailedCall) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::signer_test
