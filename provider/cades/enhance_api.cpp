@@ -7,6 +7,7 @@
 #include "provider/cades/add_enhanced.h"
 #include "provider/cades/enhance.h"
 #include "provider/cades/sign_parameters.h"
+#include "provider/chain/trust_stores.h"
 #include "provider/message/decoded_signed.h"
 
 namespace {
@@ -27,6 +28,7 @@ Result<void> withService(HCRYPTMSG handle, const CADES_SIGN_PARA* parameters, co
     return url.failure();
   }
   const Result<std::unique_ptr<TimeStampService>> service = qx::timeStampServiceAt(*url);
+  const qx::OneLook look;  // the signer's chain and those of two stamps are judged
   return service ? work(**message, **service) : service.failure();
 }
 

@@ -62,8 +62,8 @@ Result<void> verifyByCertificate(const SignerInfo& signer,
                                  std::string_view contentType,
                                  MessageContent& content,
                                  const CertificateData& certificate) {
-  const Result<PublicKey> key = PublicKey::parse(certificate.spki());
-  return key ? verifySigner(signer, contentType, content, *key) : key.failure();
+  const Result<PublicKeyPtr> key = sharedPublicKey(certificate.spki());
+  return key ? verifySigner(signer, contentType, content, **key) : key.failure();
 }
 
 }  // namespace qx

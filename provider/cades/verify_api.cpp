@@ -5,6 +5,7 @@
 #include "provider/api.h"
 #include "provider/cades/caller_memory.h"
 #include "provider/cades/verify.h"
+#include "provider/chain/trust_stores.h"
 #include "provider/store/certificate_context.h"
 #include "provider/support/trace.h"
 
@@ -50,6 +51,7 @@ Result<void> verify(HCRYPTMSG handle, DWORD index, CADES_VERIFICATION_INFO** out
   if (!signer) {
     return signer.failure();
   }
+  const qx::OneLook look;  // the signer's chain and those of two stamps are judged
   const qx::CadesVerification verification = qx::verifyCades(**message, **signer);
   *output = infoOf(verification).release();
   if (verification.finding.isGood()) {

@@ -3,6 +3,7 @@
 
 #include <array>
 #include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <ctime>
 #include <memory>
@@ -21,6 +22,9 @@ namespace qx {
 /// and is shared as CrlData is. What it gives lives as long as it does.
 class OcspData {
  public:
+  /// The most bytes of an answer that are fetched, or read from a file; one has some thousand.
+  static constexpr std::size_t kMaxSize = 1U << 20U;
+
   /// parse copies one DER OCSPResponse or BasicOCSPResponse and reads its head; bytes behind it are left
   /// out. The statuses and the signature are not looked at. Errors: CRYPT_E_ASN1_...;
   /// ERROR_INVALID_DATA for an OCSPResponse that is an error or of another type than basic.

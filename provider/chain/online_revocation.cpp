@@ -8,8 +8,6 @@
 namespace qx {
 namespace {
 
-constexpr std::size_t kMaxAnswerSize = 1U << 20U;
-
 bool isEmpty(const RevocationData& data) {
   return data.crls.empty() && data.ocsp.empty();
 }
@@ -49,7 +47,7 @@ RevocationData OnlineRevocation::askResponder(const std::string& address,
                      .contentType = "application/ocsp-request",
                      .accept = "application/ocsp-response",
                      .body = query->der()},
-                    kMaxAnswerSize);
+                    OcspData::kMaxSize);
   const Result<OcspPtr> answer = body ? OcspData::parse(*body) : body.failure();
   if (!answer) {
     return {};

@@ -6,6 +6,7 @@
 #include <utility>
 #include <vector>
 
+#include "provider/chain/trust_stores.h"
 #include "provider/hash/hash.h"
 #include "provider/support/files.h"
 #include "provider/support/trace.h"
@@ -16,7 +17,6 @@ namespace {
 constexpr std::string_view kAnswerEnding = ".ocsp";
 constexpr std::string_view kCrlEnding = ".crl";
 constexpr std::size_t kHashDigits = 64;
-constexpr std::size_t kMaxAnswerSize = 1U << 20U;
 constexpr mode_t kFolderMode = 0755;
 constexpr mode_t kFileMode = 0644;
 
@@ -80,7 +80,7 @@ OcspPtr RevocationCache::answerAbout(const CertificateData& certificate) const {
     return nullptr;
   }
   const Result<std::vector<std::uint8_t>> bytes =
-      readFileIn(folder->get(), answerName(certificate).c_str(), kMaxAnswerSize);
+      readFileIn(folder->get(), answerName(certificate).c_str(), OcspData::kMaxSize);
   const Result<OcspPtr> answer = bytes ? OcspData::parse(*bytes) : bytes.failure();
   return answer ? *answer : nullptr;
 }
@@ -108,6 +108,7 @@ void RevocationCache::write(const std::string& name, der::Bytes bytes) const {
   }
   const Result<void> written =
       folder ? writeFileIn(folder->get(), name.c_str(), bytes, kFileMode) : folder.failure();
+  lookAgain();
   if (!written) {
     QX_TRACE("revocation: %s cannot be kept in the cache: %08x", name.c_str(), written.error());
   }

@@ -171,10 +171,41 @@ TrustSourcePtr TrustStores::get(Location location) {
   return source;
 }
 
+// Plain and without destructor, so that the library can be unloaded while the thread goes on.
+// NOLINTNEXTLINE(cppcoreguidelines-avoid-non-const-global-variables): what a thread's call saw
+constinit thread_local OneLook* outermostLook = nullptr;
+
 }  // namespace
 
 TrustSourcePtr trustOf(Location location) {
-  return TrustStores::instance().get(location);
+  return outermostLook != nullptr ? outermostLook->of(location)
+                                  : TrustStores::instance().get(location);
+}
+
+OneLook::OneLook() {
+  if (outermostLook == nullptr) {
+    outermostLook = this;
+  }
+}
+
+OneLook::~OneLook() {
+  if (outermostLook == this) {
+    outermostLook = nullptr;
+  }
+}
+
+TrustSourcePtr OneLook::of(Location location) {
+  TrustSourcePtr& seen = seen_[location];
+  if (seen == nullptr) {
+    seen = TrustStores::instance().get(location);
+  }
+  return seen;
+}
+
+void lookAgain() {
+  if (outermostLook != nullptr) {
+    outermostLook->forget();
+  }
 }
 
 }  // namespace qx

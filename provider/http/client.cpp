@@ -65,11 +65,32 @@ std::string requestHead(const HttpRequest& request, const Url& url, bool through
   return head;
 }
 
-// One piece, so that it leaves in one packet where it fits; secret for what the credentials put in.
-Result<SecretBytes> wholeRequest(const HttpRequest& request,
-                                 const Url& url,
-                                 const HttpCredentials* credentials,
-                                 bool throughProxy) {
+/// What is sent: where the credentials put in a secret, in memory for secrets; pages of one's own are too
+/// dear for what everybody may see.
+class WholeRequest {
+ public:
+  WholeRequest(std::size_t size, bool secret) {
+    if (secret) {
+      secret_ = SecretBytes(size);
+    } else {
+      open_.resize(size);
+    }
+  }
+
+  std::span<std::uint8_t> bytes() {
+    return open_.empty() ? std::span(secret_.data(), secret_.size()) : std::span(open_);
+  }
+
+ private:
+  SecretBytes secret_;
+  std::vector<std::uint8_t> open_;
+};
+
+// One piece, so that it leaves in one packet where it fits.
+Result<WholeRequest> wholeRequest(const HttpRequest& request,
+                                  const Url& url,
+                                  const HttpCredentials* credentials,
+                                  bool throughProxy) {
   const std::string head = requestHead(request, url, throughProxy);
   const Result<SecretBytes> authorization =
       credentials == nullptr ? SecretBytes() : authorizationField(*credentials);
@@ -77,8 +98,9 @@ Result<SecretBytes> wholeRequest(const HttpRequest& request,
     return authorization.failure();
   }
   constexpr std::string_view kHeadEnd = "\r\n";
-  SecretBytes whole(head.size() + authorization->size() + kHeadEnd.size() + request.body.size());
-  std::uint8_t* at = std::ranges::copy(head, whole.data()).out;
+  WholeRequest whole(head.size() + authorization->size() + kHeadEnd.size() + request.body.size(),
+                     /*secret=*/!authorization->empty());
+  auto at = std::ranges::copy(head, whole.bytes().begin()).out;
   at = std::ranges::copy(authorization->bytes(), at).out;
   at = std::ranges::copy(kHeadEnd, at).out;
   std::ranges::copy(request.body, at);
@@ -174,7 +196,7 @@ class Exchange {
   Result<Answer> askNow(const Url& url) const {
     const HttpCredentials* credentials = credentialsFor(url, request_->credentials);
     const bool throughProxy = !settings_->proxy.empty() && !url.secure;
-    const Result<SecretBytes> whole = wholeRequest(*request_, url, credentials, throughProxy);
+    Result<WholeRequest> whole = wholeRequest(*request_, url, credentials, throughProxy);
     if (!whole) {
       return whole.failure();
     }

@@ -15,6 +15,10 @@
 
 namespace qx {
 
+/// The headers of a SignerInfo's signedAttrs and unsignedAttrs (RFC 5652, 5.3).
+inline constexpr std::uint8_t kSignedAttributesTag = der::contextConstructed(0);
+inline constexpr std::uint8_t kUnsignedAttributesTag = der::contextConstructed(1);
+
 /// Attribute is one attribute (RFC 5652, 5.3) over the bytes it was read from.
 struct Attribute {
   std::string oid;

@@ -21,8 +21,7 @@ class Decoded {
   Decoded(Decoded&&) = delete;
   Decoded& operator=(Decoded&&) = delete;
 
-  /// The published number and the dotted OID of the type.
-  virtual DWORD number() const = 0;
+  /// The dotted OID of the type.
   virtual std::string_view type() const = 0;
 
   /// The parameters of the type; CRYPT_E_INVALID_MSG_TYPE for others.

@@ -20,10 +20,6 @@ Result<std::unique_ptr<Decoded>> DecodedData::open(const der::Element& bare, boo
   return std::unique_ptr<Decoded>(std::move(data));
 }
 
-DWORD DecodedData::number() const {
-  return CMSG_DATA;
-}
-
 std::string_view DecodedData::type() const {
   return oids::kData;
 }

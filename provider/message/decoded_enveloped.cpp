@@ -41,10 +41,6 @@ Result<std::unique_ptr<Decoded>> DecodedEnveloped::open(const der::Element& bare
   return std::unique_ptr<Decoded>(std::move(message));
 }
 
-DWORD DecodedEnveloped::number() const {
-  return CMSG_ENVELOPED;
-}
-
 std::string_view DecodedEnveloped::type() const {
   return oids::kEnvelopedData;
 }

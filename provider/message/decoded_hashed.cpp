@@ -67,10 +67,6 @@ Result<void> DecodedHashed::readFields(der::Reader& reader) {
   return reader.expectEnd();
 }
 
-DWORD DecodedHashed::number() const {
-  return CMSG_HASHED;
-}
-
 std::string_view DecodedHashed::type() const {
   return oids::kDigestedData;
 }

@@ -83,10 +83,6 @@ Result<std::unique_ptr<Decoded>> DecodedSigned::open(const der::Element& bare, b
   return std::unique_ptr<Decoded>(std::move(message));
 }
 
-DWORD DecodedSigned::number() const {
-  return CMSG_SIGNED;
-}
-
 std::string_view DecodedSigned::type() const {
   return oids::kSignedData;
 }

@@ -15,7 +15,6 @@ class DecodedSigned final : public Decoded {
  public:
   static Result<std::unique_ptr<Decoded>> open(const der::Element& bare, bool detached);
 
-  DWORD number() const override;
   std::string_view type() const override;
   Result<void> param(DWORD type, DWORD index, ParamOutput& output) override;
   Result<void> control(DWORD type, const void* para) override;

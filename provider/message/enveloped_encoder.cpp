@@ -107,10 +107,10 @@ Result<EnvelopedEncoder::Recipient> EnvelopedEncoder::copyRecipient(const CERT_I
   if (!key) {
     return key.failure();
   }
-  if (key->type() == KeyType::Ec) {
+  if ((*key)->type() == KeyType::Ec) {
     return fail(NTE_BAD_ALGID);
   }
-  auto algorithm = algorithmOf(*key);
+  auto algorithm = algorithmOf(**key);
   if (!algorithm) {
     return algorithm.failure();
   }
@@ -135,7 +135,7 @@ Result<void> EnvelopedEncoder::finish() {
 
 Result<void> EnvelopedEncoder::encryptKeys(der::Bytes session) {
   for (const Recipient& recipient : recipients_) {
-    const auto key = encryptKeyFor(recipient.key, session);
+    const auto key = encryptKeyFor(*recipient.key, session);
     if (!key) {
       return key.failure();
     }

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "provider/cipher/content_cipher.h"
-#include "provider/key/public_key.h"
+#include "provider/key/shared_keys.h"
 #include "provider/message/encoder.h"
 #include "provider/support/wipe.h"
 
@@ -41,7 +41,7 @@ class EnvelopedEncoder final : public Encoder {
   struct Recipient {
     std::vector<std::uint8_t> id;         ///< IssuerAndSerialNumber
     std::vector<std::uint8_t> algorithm;  ///< AlgorithmIdentifier of the key
-    PublicKey key;
+    PublicKeyPtr key;
   };
 
   EnvelopedEncoder(DWORD flags, std::string contentType);

@@ -3,12 +3,17 @@
 #include <algorithm>
 #include <cstring>
 
+#include "provider/support/huge_pages.h"
 #include "provider/support/two_pass.h"
 
 namespace qx {
 
 Result<std::uint8_t*> ParamOutput::reserve(std::size_t size) {
-  return twoPass(data_, size_, size);
+  const Result<std::uint8_t*> out = twoPass(data_, size_, size);
+  if (out && *out != nullptr) {
+    fillInHugePages(*out, size);
+  }
+  return out;
 }
 
 Result<void> ParamOutput::putNumber(std::size_t number) {

@@ -15,11 +15,11 @@ namespace {
 Result<void> verifyWith(DecodedSigned& message,
                         const SignerInfo& signer,
                         const CERT_PUBLIC_KEY_INFO& info) {
-  const Result<PublicKey> key = publicKeyOf(info);
+  const Result<PublicKeyPtr> key = publicKeyOf(info);
   if (!key) {
     return key.failure();
   }
-  return verifySigner(signer, message.data().contentInfo().type, message.content(), *key);
+  return verifySigner(signer, message.data().contentInfo().type, message.content(), **key);
 }
 
 Result<void> verifyWith(DecodedSigned& message,

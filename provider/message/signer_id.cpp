@@ -12,10 +12,25 @@ namespace {
 constexpr std::uint8_t kKeyIdTag = der::contextTag(0);
 constexpr std::uint8_t kNoSerial[] = {0};
 
+// What stands above the highest octet of a number in two's complement.
+std::uint8_t signOf(der::Bytes number, std::size_t highest) {
+  return !number.empty() && (number[highest] & 0x80U) != 0 ? 0xFF : 0;
+}
+
+// Octet by octet from the lowest on, by which two numbers differ nearly always: a whole store is walked
+// over with this. Octets that only repeat the sign do not count.
 bool isSameInteger(der::Bytes content, der::Bytes littleEndian) {
-  const std::vector<std::uint8_t> wanted = der::integerFromLittleEndian(littleEndian).bytes();
-  const std::vector<std::uint8_t> reversed(content.rbegin(), content.rend());
-  return wanted == der::integerFromLittleEndian(reversed).bytes();
+  const std::size_t length = std::max(content.size(), littleEndian.size());
+  for (std::size_t i = 0; i < length; ++i) {
+    const std::uint8_t left =
+        i < content.size() ? content[content.size() - 1 - i] : signOf(content, 0);
+    const std::uint8_t right =
+        i < littleEndian.size() ? littleEndian[i] : signOf(littleEndian, littleEndian.size() - 1);
+    if (left != right) {
+      return false;
+    }
+  }
+  return true;
 }
 
 }  // namespace
@@ -76,8 +91,12 @@ der::Bytes serialOf(const SignerId& id) {
 }
 
 bool namesSigner(const CERT_INFO& certificate, const SignerId& id) {
-  return std::ranges::equal(bytesOf(certificate.Issuer), issuerOf(id)) &&
-         isSameInteger(serialOf(id), bytesOf(certificate.SerialNumber));
+  if (!isSameInteger(serialOf(id), bytesOf(certificate.SerialNumber))) {
+    return false;
+  }
+  const der::Bytes issuer = bytesOf(certificate.Issuer);
+  return id.isKeyId() ? std::ranges::equal(issuer, issuerOf(id))
+                      : std::ranges::equal(issuer, id.issuer);
 }
 
 CERT_ID layOutSignerId(const SignerId& id, OnePiece& piece) {

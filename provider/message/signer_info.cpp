@@ -11,9 +11,6 @@
 namespace qx {
 namespace {
 
-constexpr std::uint8_t kSignedTag = der::contextConstructed(0);
-constexpr std::uint8_t kUnsignedTag = der::contextConstructed(1);
-
 Result<der::Slice> readOctetSlice(const der::Element& string) {
   if (string.is(der::kOctetString)) {
     return der::Slice::borrowed(string.content);
@@ -87,7 +84,7 @@ Result<void> SignerInfo::readIdentifier(der::Reader& reader) {
 }
 
 Result<void> SignerInfo::readSignedAttributes(der::Reader& reader) {
-  const Result<std::optional<der::Element>> found = reader.optional(kSignedTag);
+  const Result<std::optional<der::Element>> found = reader.optional(kSignedAttributesTag);
   if (!found) {
     return found.failure();
   }
@@ -126,7 +123,7 @@ Result<void> SignerInfo::readSignature(der::Reader& reader) {
 }
 
 Result<void> SignerInfo::readUnsignedAttributes(der::Reader& reader) {
-  const Result<std::optional<der::Element>> found = reader.optional(kUnsignedTag);
+  const Result<std::optional<der::Element>> found = reader.optional(kUnsignedAttributesTag);
   if (!found) {
     return found.failure();
   }
@@ -149,7 +146,7 @@ der::Encoding SignerInfo::withUnsignedAttributes(const std::vector<der::Bytes>& 
     for (const der::Bytes attribute : attributes) {
       set.append(der::Encoding::borrowed(attribute));
     }
-    content.append(der::wrap(kUnsignedTag, std::move(set)));
+    content.append(der::wrap(kUnsignedAttributesTag, std::move(set)));
   }
   return der::wrap(der::kSequence, std::move(content));
 }

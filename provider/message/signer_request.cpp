@@ -16,9 +16,6 @@
 namespace qx {
 namespace {
 
-constexpr std::uint8_t kSignedTag = der::contextConstructed(0);
-constexpr std::uint8_t kUnsignedTag = der::contextConstructed(1);
-
 // The long form when the caller has it, else null: only then may its members be read.
 const CMSG_SIGNER_ENCODE_INFO_LONG* longForm(const CMSG_SIGNER_ENCODE_INFO& info) {
   return info.cbSize < sizeof(CMSG_SIGNER_ENCODE_INFO_LONG)
@@ -176,7 +173,7 @@ Result<std::vector<std::uint8_t>> SignerRequest::sign(std::string_view contentTy
     signedSet = *std::move(set);
     digest = hashOf(hash(), signedSet);
     // Signed as a SET, written under the field's tag (RFC 5652, 5.4).
-    signedSet.front() = kSignedTag;
+    signedSet.front() = kSignedAttributesTag;
   }
   Result<Signature> signature = makeSignature(*digest);
   if (!signature) {
@@ -259,7 +256,7 @@ der::Encoding SignerRequest::assemble(der::Bytes signedSet, Signature signature)
     unsignedSet.append(der::Encoding::borrowed(attribute));
   }
   if (!unsignedSet.empty()) {
-    unsignedSet = der::wrap(kUnsignedTag, std::move(unsignedSet));
+    unsignedSet = der::wrap(kUnsignedAttributesTag, std::move(unsignedSet));
   }
   return der::sequence(
       der::integer(version_),

@@ -129,7 +129,7 @@ Result<void> verifyBareHash(const SignerInfo& signer,
   return good ? Result<void>{} : fail(NTE_BAD_SIGNATURE);
 }
 
-Result<PublicKey> publicKeyOf(const CERT_PUBLIC_KEY_INFO& info) {
+Result<PublicKeyPtr> publicKeyOf(const CERT_PUBLIC_KEY_INFO& info) {
   const CRYPT_DATA_BLOB bits{.cbData = info.PublicKey.cbData, .pbData = info.PublicKey.pbData};
   if (bytesOf(bits).empty() || info.Algorithm.pszObjId == nullptr) {
     return fail(CRYPT_E_ASN1_EOD);
@@ -144,7 +144,7 @@ Result<PublicKey> publicKeyOf(const CERT_PUBLIC_KEY_INFO& info) {
   content.append(der::Encoding::borrowed(bytesOf(bits)));
   const std::vector<std::uint8_t> spki =
       der::sequence(*std::move(algorithm), der::wrap(der::kBitString, std::move(content))).bytes();
-  Result<PublicKey> key = PublicKey::parse(spki);
+  Result<PublicKeyPtr> key = sharedPublicKey(spki);
   return !key && key.error() == NTE_BAD_PUBLIC_KEY ? fail(CRYPT_E_ASN1_BADTAG) : std::move(key);
 }
 

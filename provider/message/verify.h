@@ -5,7 +5,7 @@
 
 #include "platform/cert.h"
 
-#include "provider/key/public_key.h"
+#include "provider/key/shared_keys.h"
 #include "provider/message/content.h"
 #include "provider/message/signer_info.h"
 #include "provider/result.h"
@@ -34,7 +34,7 @@ Result<void> verifyBareHash(const SignerInfo& signer,
 
 /// publicKeyOf reads a caller's record. CRYPT_E_ASN1_EOD when it holds no key, CRYPT_E_ASN1_BADTAG when
 /// that is malformed, NTE_BAD_ALGID for a kind of key that we do not know.
-Result<PublicKey> publicKeyOf(const CERT_PUBLIC_KEY_INFO& info);
+Result<PublicKeyPtr> publicKeyOf(const CERT_PUBLIC_KEY_INFO& info);
 
 }  // namespace qx
 

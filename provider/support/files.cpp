@@ -115,6 +115,9 @@ Result<Buffer> readWhole(int dirFd, const char* name, std::size_t limit) {
   return buffer;
 }
 
+constexpr const char* kTemporary = ".tmp-";
+constexpr int kTemporaryDigits = 16;
+
 // The temporary file of one write: gone at the end unless it was renamed.
 class TemporaryFile {
  public:
@@ -136,8 +139,12 @@ class TemporaryFile {
     if (getrandom(&number, sizeof number, 0) != sizeof number) {
       return failErrno();
     }
-    static_cast<void>(std::snprintf(
-        name_.data(), name_.size(), ".tmp-%016llx", static_cast<unsigned long long>(number)));
+    static_cast<void>(std::snprintf(name_.data(),
+                                    name_.size(),
+                                    "%s%0*llx",
+                                    kTemporary,
+                                    kTemporaryDigits,
+                                    static_cast<unsigned long long>(number)));
     fd_ = Fd(openat(dirFd_,
                     name_.data(),
                     O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC,
@@ -316,6 +323,12 @@ Result<FileStamp> stampOf(int fd) {
     return failErrno();
   }
   return makeStamp(status);
+}
+
+bool isTemporaryName(std::string_view name) {
+  const std::string_view start = kTemporary;
+  return name.starts_with(start) && name.size() == start.size() + kTemporaryDigits &&
+         name.find_first_not_of("0123456789abcdef", start.size()) == std::string_view::npos;
 }
 
 Result<void> writeFileIn(int dirFd,

@@ -7,6 +7,7 @@
 #include <cstdint>
 #include <span>
 #include <string>
+#include <string_view>
 #include <utility>
 #include <vector>
 
@@ -97,6 +98,10 @@ Result<void> writeFileIn(int dirFd,
                          const char* name,
                          std::span<const std::uint8_t> bytes,
                          mode_t mode);
+
+/// isTemporaryName tells whether a name is one of those that writeFileIn writes to first; a write that was
+/// interrupted leaves it behind.
+bool isTemporaryName(std::string_view name);
 
 /// removeFileIn removes a file; ERROR_FILE_NOT_FOUND when it is not there.
 Result<void> removeFileIn(int dirFd, const char* name);

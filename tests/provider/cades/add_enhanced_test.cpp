@@ -8,7 +8,7 @@
 #include "tests/provider/message/foreign_messages.h"
 #include "tests/provider/message/signed_parts.h"
 
-namespace qx::test {
+namespace qx::test::add_enhanced_test {
 namespace {
 
 using lab::KeyKind;
@@ -132,4 +132,4 @@ TEST_F(AddEnhanced, NeedsTheContent) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::add_enhanced_test

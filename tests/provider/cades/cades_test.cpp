@@ -6,6 +6,7 @@
 
 #include "platform/errors.h"
 
+namespace qx::test::cades_test {
 namespace {
 
 // NOLINTBEGIN(cppcoreguidelines-no-malloc): records for callers come from malloc
@@ -53,3 +54,4 @@ TEST(CadesFree, AcceptsNull) {
 }
 
 }  // namespace
+}  // namespace qx::test::cades_test

@@ -4,7 +4,7 @@
 
 #include "provider/chain/faults.h"
 
-namespace qx {
+namespace qx::chain_finding_test {
 namespace {
 
 // The verdict on a chain whose certificates have these errors, and the chain as a whole.
@@ -61,4 +61,4 @@ TEST(ChainFinding, PutsABrokenChainFirst) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::chain_finding_test

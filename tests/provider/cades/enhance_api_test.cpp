@@ -10,7 +10,7 @@
 #include "tests/provider/message/changes.h"
 #include "tools/lab/services.h"
 
-namespace qx::test {
+namespace qx::test::enhance_api_test {
 namespace {
 
 using lab::KeyKind;
@@ -156,4 +156,4 @@ TEST_F(EnhanceApi, SaysWhenThereIsNoServer) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::enhance_api_test

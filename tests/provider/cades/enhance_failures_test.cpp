@@ -6,7 +6,7 @@
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/changes.h"
 
-namespace qx::test {
+namespace qx::test::enhance_failures_test {
 namespace {
 
 using lab::KeyKind;
@@ -128,4 +128,4 @@ TEST_F(EnhanceFailure, TooManyAttributes) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::enhance_failures_test

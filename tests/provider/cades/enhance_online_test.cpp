@@ -14,7 +14,7 @@
 #include "tests/provider/support/scoped_environment.h"
 #include "tools/lab/services.h"
 
-namespace qx::test {
+namespace qx::test::enhance_online_test {
 namespace {
 
 using lab::KeyKind;
@@ -97,4 +97,4 @@ TEST_F(EnhanceOnline, CarriesTheAnswersThatItGot) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::enhance_online_test

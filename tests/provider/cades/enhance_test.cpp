@@ -20,7 +20,7 @@
 #include "tests/provider/message/signed_parts.h"
 #include "tests/support/kind_name.h"
 
-namespace qx::test {
+namespace qx::test::enhance_test {
 namespace {
 
 using lab::KeyKind;
@@ -275,4 +275,4 @@ TEST_F(EnhanceTest, KeepsTheBytesOfForeignMessages) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::enhance_test

@@ -10,7 +10,7 @@
 #include "tests/provider/message/foreign_messages.h"
 #include "tests/support/kind_name.h"
 
-namespace qx::test {
+namespace qx::test::enhance_verify_test {
 namespace {
 
 using lab::KeyKind;
@@ -94,4 +94,4 @@ TEST(EnhancedMessage, IsVerifiedWithoutCertificatesBesideTheValues) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::enhance_verify_test

@@ -11,7 +11,7 @@
 #include "tests/provider/message/changes.h"
 #include "tests/support/command.h"
 
-namespace qx::test {
+namespace qx::test::enhanced_elsewhere_test {
 namespace {
 
 const Octets kContent = octets("What is written here is signed.");
@@ -98,4 +98,4 @@ TEST_F(Enhanced, HasStampsThatOpensslAccepts) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::enhanced_elsewhere_test

@@ -8,7 +8,7 @@
 #include "tests/provider/der/hex.h"
 #include "tools/lab/pki.h"
 
-namespace qx::test {
+namespace qx::test::ess_test {
 namespace {
 
 using EssPtr = OpensslOwner<ESS_SIGNING_CERT, ESS_SIGNING_CERT_free>;
@@ -194,4 +194,4 @@ TEST(CertificateRef, MatchesIssuerAndSerialNumberToo) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::ess_test

@@ -16,7 +16,7 @@
 #include "tests/provider/message/changes.h"
 #include "tools/lab/services.h"
 
-namespace qx::test {
+namespace qx::test::heap_test {
 namespace {
 
 const Octets kContent = octets("What is written here is signed.");
@@ -171,4 +171,4 @@ TEST_F(CadesOutOfMemory, IsToldByGivingTheCertificates) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::heap_test

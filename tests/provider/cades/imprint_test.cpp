@@ -8,7 +8,7 @@
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/foreign_messages.h"
 
-namespace qx::test {
+namespace qx::test::imprint_test {
 namespace {
 
 Octets joined(const Stamped& parts) {
@@ -111,4 +111,4 @@ TEST(Imprint, IsTheHashOfAllPartsInARow) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::imprint_test

@@ -19,7 +19,7 @@
 #include "tests/provider/message/encode_records.h"
 #include "tests/support/kind_name.h"
 
-namespace qx::test {
+namespace qx::test::open_to_encode_test {
 namespace {
 
 using lab::KeyKind;
@@ -313,4 +313,4 @@ TEST(OpenToEncode, RefusesWhatThePlainOpenRefuses) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::open_to_encode_test

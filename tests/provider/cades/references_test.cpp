@@ -9,7 +9,7 @@
 #include "tools/lab/ocsp.h"
 #include "tools/lab/pki.h"
 
-namespace qx::test {
+namespace qx::test::references_test {
 namespace {
 
 using lab::Authority;
@@ -273,4 +273,4 @@ TEST(Values, RefuseEndlessLists) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::references_test

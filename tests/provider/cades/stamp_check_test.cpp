@@ -7,7 +7,7 @@
 #include "provider/chain/time_window.h"
 #include "tests/provider/cades/verify_world.h"
 
-namespace qx::test {
+namespace qx::test::stamp_check_test {
 namespace {
 
 using std::chrono::seconds;
@@ -104,4 +104,4 @@ TEST_F(StampCheck, GivesTheClocksTheirAccuracy) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::stamp_check_test

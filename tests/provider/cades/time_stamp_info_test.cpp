@@ -9,7 +9,7 @@
 #include "provider/der/writer.h"
 #include "tests/provider/message/messages.h"
 
-namespace qx::test {
+namespace qx::test::time_stamp_info_test {
 namespace {
 
 constexpr std::string_view kSha256 = "2.16.840.1.101.3.4.2.1";
@@ -197,4 +197,4 @@ TEST(TimeStampInfo, RefusesEveryPieceOfItself) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::time_stamp_info_test

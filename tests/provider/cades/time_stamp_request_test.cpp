@@ -11,7 +11,7 @@
 #include "tests/support/temp_dir.h"
 #include "tools/lab/time_stamp.h"
 
-namespace qx::test {
+namespace qx::test::time_stamp_request_test {
 namespace {
 
 using lab::Bytes;
@@ -177,4 +177,4 @@ TEST(TimeStampResponse, RefusesAnAnswerThatIsCutOffOrTooLong) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::time_stamp_request_test

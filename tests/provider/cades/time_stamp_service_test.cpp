@@ -14,7 +14,7 @@
 #include "tests/support/temp_dir.h"
 #include "tools/lab/services.h"
 
-namespace qx::test {
+namespace qx::test::time_stamp_service_test {
 namespace {
 
 using lab::Authority;
@@ -257,4 +257,4 @@ TEST_P(TimeStampServiceKinds, StampHashesOfAllKinds) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::time_stamp_service_test

@@ -8,7 +8,7 @@
 #include "tests/support/command.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx::test {
+namespace qx::test::time_stamp_token_test {
 namespace {
 
 using lab::KeyKind;
@@ -224,4 +224,4 @@ TEST_F(OpensslStamps, AndItsVerifierAcceptsWhatOurTestsAreMadeWith) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::time_stamp_token_test

@@ -10,7 +10,7 @@
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/changes.h"
 
-namespace qx::test {
+namespace qx::test::values_api_test {
 namespace {
 
 const Octets kContent = octets("What is written here is signed.");
@@ -125,4 +125,4 @@ TEST_F(ValuesApi, RefusesMalformedValues) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::values_api_test

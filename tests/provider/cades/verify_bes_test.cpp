@@ -8,7 +8,7 @@
 #include "tests/support/command.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx::test {
+namespace qx::test::verify_bes_test {
 namespace {
 
 using lab::kDay;
@@ -329,4 +329,4 @@ TEST_F(VerifyBes, RefusesParametersThatItCannotUse) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::verify_bes_test

@@ -6,7 +6,7 @@
 
 // Good X Long signatures, each changed in one thing: every state of a signature is reached, and only the
 // one that belongs to the change.
-namespace qx::test {
+namespace qx::test::verify_changes_test {
 namespace {
 
 using lab::kDay;
@@ -435,4 +435,4 @@ TEST_F(VerifyChanges, ALastAuthorityThatIsRevokedByNow) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::verify_changes_test

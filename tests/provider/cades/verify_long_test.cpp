@@ -6,7 +6,7 @@
 #include "tests/provider/cades/cades_verdict.h"
 #include "tools/lab/ocsp.h"
 
-namespace qx::test {
+namespace qx::test::verify_long_test {
 namespace {
 
 using lab::kDay;
@@ -163,4 +163,4 @@ TEST(VerifyLongAuthorities, MayExpireAfterTheStampOverTheirs) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::verify_long_test

@@ -5,7 +5,7 @@
 #include "tests/support/command.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx::test {
+namespace qx::test::verify_stamped_test {
 namespace {
 
 using lab::kDay;
@@ -141,4 +141,4 @@ TEST(VerifyStampedByOpenssl, AcceptsTheSignature) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::verify_stamped_test

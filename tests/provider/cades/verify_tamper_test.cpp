@@ -3,7 +3,7 @@
 #include "tests/provider/cades/cades_builder.h"
 #include "tests/provider/cades/cades_verdict.h"
 
-namespace qx::test {
+namespace qx::test::verify_tamper_test {
 namespace {
 
 // What a good verdict says: everything that somebody could want to change.
@@ -75,4 +75,4 @@ TEST_F(VerifyTamper, NothingCanBeCutOff) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::verify_tamper_test

@@ -56,12 +56,4 @@ void VerifyWorld::storeCrls(const std::vector<lab::RevokedEntry>& revokedByIssue
   folder_.addCrl("CA", crl(root_, revokedByRoot, /*isFresh=*/true).get(), "root.crl");
 }
 
-CertificatePtr dataOf(const X509* certificate) {
-  return *CertificateData::parse(lab::toDer(certificate));
-}
-
-CrlPtr dataOf(const X509_CRL* crl) {
-  return *CrlData::parse(lab::toDer(crl));
-}
-
 }  // namespace qx::test

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "provider/chain/verify.h"
+#include "tests/provider/chain/lab_data.h"
 #include "tests/provider/message/messages.h"
 #include "tests/support/provider_folder.h"
 #include "tools/lab/pki.h"
@@ -66,10 +67,6 @@ class VerifyWorld {
   lab::TimeStampAuthority firstAuthority_;
   lab::TimeStampAuthority lastAuthority_;
 };
-
-/// dataOf reads what a lab made.
-CertificatePtr dataOf(const X509* certificate);
-CrlPtr dataOf(const X509_CRL* crl);
 
 }  // namespace qx::test
 

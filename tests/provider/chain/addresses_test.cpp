@@ -5,7 +5,7 @@
 
 #include "tests/provider/chain/chain_world.h"
 
-namespace qx::test {
+namespace qx::test::addresses_test {
 namespace {
 
 using lab::CertificateOptions;
@@ -82,4 +82,4 @@ TEST(Addresses, AreNoneInAnExtensionThatCannotBeRead) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::addresses_test

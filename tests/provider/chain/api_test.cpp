@@ -19,7 +19,7 @@
 #include "provider/store/folder_store.h"
 #include "tests/provider/chain/listening_world.h"
 
-namespace qx::test {
+namespace qx::test::api_test {
 namespace {
 
 using lab::Authority;
@@ -395,4 +395,4 @@ TEST_F(GetCertificateChain, GoesOnInAChildProcess) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::api_test

@@ -9,7 +9,7 @@
 
 #include "tests/provider/chain/chain_world.h"
 
-namespace qx::test {
+namespace qx::test::building_test {
 namespace {
 
 using lab::Authority;
@@ -377,4 +377,4 @@ TEST_F(Building, RefusesACertificateWhoseKeyCannotBeRead) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::building_test

@@ -12,7 +12,7 @@
 #include "provider/chain/faults.h"
 #include "tests/provider/chain/listening_world.h"
 
-namespace qx::test {
+namespace qx::test::chain_parameters_test {
 namespace {
 
 using lab::Authority;
@@ -194,4 +194,4 @@ TEST_F(ChainFreshness, BelievesAnOldListThatSomebodyIsRevoked) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::chain_parameters_test

@@ -2,7 +2,6 @@
 
 #include <array>
 #include <map>
-#include <stdexcept>
 
 #include <gtest/gtest.h>
 #include <openssl/objects.h>
@@ -12,14 +11,6 @@
 
 namespace qx::test {
 namespace {
-
-template <class Parsed>
-auto unwrap(Parsed parsed) {
-  if (!parsed) {
-    throw std::runtime_error("a certificate or CRL of the test cannot be parsed");
-  }
-  return *std::move(parsed);
-}
 
 lab::Bytes broken(lab::Bytes der) {
   der.back() ^= 1U;
@@ -40,18 +31,6 @@ std::string pemOf(const std::vector<Pointer>& objects) {
 }
 
 }  // namespace
-
-CertificatePtr dataOf(const X509* certificate) {
-  return unwrap(CertificateData::parse(lab::toDer(certificate)));
-}
-
-CrlPtr dataOf(const X509_CRL* crl) {
-  return unwrap(CrlData::parse(lab::toDer(crl)));
-}
-
-OcspPtr answerOf(const lab::Bytes& der) {
-  return unwrap(OcspData::parse(der));
-}
 
 lab::CertificateOptions named(const std::string& commonName) {
   return {.subject = {{.type = "CN", .value = commonName}}};

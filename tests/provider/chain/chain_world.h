@@ -7,13 +7,10 @@
 #include <vector>
 
 #include "provider/chain/verify.h"
+#include "tests/provider/chain/lab_data.h"
 #include "tools/lab/pki.h"
 
 namespace qx::test {
-
-CertificatePtr dataOf(const X509* certificate);
-CrlPtr dataOf(const X509_CRL* crl);
-OcspPtr answerOf(const lab::Bytes& der);
 
 /// named makes options with this common name.
 lab::CertificateOptions named(const std::string& commonName);

@@ -8,7 +8,7 @@
 #include "provider/chain/faults.h"
 #include "tests/provider/chain/chain_world.h"
 
-namespace qx::test {
+namespace qx::test::crl_scope_test {
 namespace {
 
 using lab::Authority;
@@ -116,4 +116,4 @@ TEST_F(CrlScope, TellsWhyInWords) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::crl_scope_test

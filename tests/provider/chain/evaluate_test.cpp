@@ -11,7 +11,7 @@
 #include "tests/support/provider_folder.h"
 #include "tools/lab/ocsp.h"
 
-namespace qx::test {
+namespace qx::test::evaluate_test {
 namespace {
 
 using lab::Authority;
@@ -118,4 +118,4 @@ TEST_F(Evaluate, TrustsNothingThatIsGiven) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::evaluate_test

@@ -11,7 +11,7 @@
 #include "provider/chain/faults.h"
 #include "tests/provider/chain/chain_world.h"
 
-namespace qx::test {
+namespace qx::test::fault_pairs_test {
 namespace {
 
 using lab::Authority;
@@ -198,4 +198,4 @@ std::string pairName(const ::testing::TestParamInfo<FaultPairs::ParamType>& info
 INSTANTIATE_TEST_SUITE_P(All, FaultPairs, ::testing::ValuesIn(pairs()), pairName);
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::fault_pairs_test

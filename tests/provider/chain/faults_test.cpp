@@ -6,7 +6,7 @@
 #include <gtest/gtest.h>
 #include <openssl/x509_vfy.h>
 
-namespace qx {
+namespace qx::faults_test {
 namespace {
 
 // The first and the last fault that libcrypto 3.0 can name.
@@ -68,4 +68,4 @@ TEST(Faults, HaveOneRowEach) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::faults_test

@@ -8,7 +8,7 @@
 #include "provider/chain/faults.h"
 #include "tests/provider/chain/chain_world.h"
 
-namespace qx::test {
+namespace qx::test::key_kinds_test {
 namespace {
 
 using lab::Authority;
@@ -80,4 +80,4 @@ INSTANTIATE_TEST_SUITE_P(All,
                          nameOf);
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::key_kinds_test

@@ -8,7 +8,7 @@
 
 #include "tests/provider/chain/chain_world.h"
 
-namespace qx::test {
+namespace qx::test::name_index_test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -58,4 +58,4 @@ TEST(NameIndex, FindsCrlsByTheirIssuer) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::name_index_test

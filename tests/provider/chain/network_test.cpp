@@ -5,7 +5,7 @@
 
 #include "tests/provider/chain/fake_network.h"
 
-namespace qx::test {
+namespace qx::test::network_test {
 namespace {
 
 using lab::Bytes;
@@ -69,4 +69,4 @@ TEST_F(NetworkTest, SendsNothingWithoutTime) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::network_test

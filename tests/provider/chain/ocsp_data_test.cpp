@@ -12,7 +12,7 @@
 #include "tests/provider/chain/chain_world.h"
 #include "tools/lab/ocsp.h"
 
-namespace qx::test {
+namespace qx::test::ocsp_data_test {
 namespace {
 
 using lab::Authority;
@@ -144,4 +144,4 @@ TEST_F(OcspAnswer, SurvivesEveryTurnedBit) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::ocsp_data_test

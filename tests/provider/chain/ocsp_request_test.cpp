@@ -4,7 +4,7 @@
 
 #include "tests/provider/chain/ocsp_world.h"
 
-namespace qx::test {
+namespace qx::test::ocsp_request_test {
 namespace {
 
 using lab::Bytes;
@@ -47,4 +47,4 @@ TEST_F(OcspRequest, IsAnsweredWithItsNonceOrNone) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::ocsp_request_test

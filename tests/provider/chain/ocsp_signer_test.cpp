@@ -7,7 +7,7 @@
 
 #include "tests/provider/chain/ocsp_world.h"
 
-namespace qx::test {
+namespace qx::test::ocsp_signer_test {
 namespace {
 
 using lab::Authority;
@@ -156,4 +156,4 @@ TEST_F(OcspSigner, IsNotHeardWhenItIsKnownToBeRevoked) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::ocsp_signer_test

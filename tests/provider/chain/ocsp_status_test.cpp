@@ -1,15 +1,17 @@
 // What answers of status responders say about a certificate, held against libcrypto's own reading.
 #include "provider/chain/ocsp_status.h"
 
+#include <algorithm>
 #include <vector>
 
 #include <gtest/gtest.h>
 #include <openssl/ocsp.h>
+#include <openssl/x509v3.h>
 
 #include "tests/provider/chain/ocsp_world.h"
 #include "tests/support/kind_name.h"
 
-namespace qx::test {
+namespace qx::test::ocsp_status_test {
 namespace {
 
 using lab::Bytes;
@@ -150,6 +152,54 @@ TEST_F(OcspStatusTest, MindsNoNonceInStoredAnswers) {
   EXPECT_EQ(endWith(entry(), {.nonce = {1, 2, 3, 4}}), kGood);
 }
 
+/// The answer with one extension more, of the whole or of its status, signed again.
+Bytes extended(const Bytes& answer,
+               const lab::OcspResponder& responder,
+               const char* extension,
+               const char* value,
+               bool isOfTheStatus) {
+  const OcspPtr data = answerOf(answer);
+  OCSP_BASICRESP* basic = data->response();
+  const X509ExtensionPtr made(X509V3_EXT_nconf(nullptr, nullptr, extension, value));
+  EXPECT_NE(made, nullptr);
+  EXPECT_EQ(isOfTheStatus
+                ? OCSP_SINGLERESP_add_ext(OCSP_resp_get0(basic, 0), made.get(), /*loc=*/-1)
+                : OCSP_BASICRESP_add_ext(basic, made.get(), /*loc=*/-1),
+            1);
+  EXPECT_EQ(OCSP_basic_sign(basic,
+                            responder.certificate(),
+                            responder.key(),
+                            EVP_sha256(),
+                            nullptr,
+                            OCSP_NOCERTS | OCSP_NOTIME),
+            1);
+  unsigned char* bytes = nullptr;
+  const int length = i2d_OCSP_BASICRESP(basic, &bytes);
+  EXPECT_GT(length, 0);
+  Bytes encoded(bytes, bytes + std::max(length, 0));
+  OPENSSL_free(bytes);
+  return encoded;
+}
+
+// Who does not know a critical extension does not know what the answer means (RFC 6960, 4.4).
+TEST_F(OcspStatusTest, IsNotReliableWithACriticalExtensionThatNobodyKnows) {
+  constexpr const char* kUnknownOid = "1.2.3.4.5";
+  constexpr const char* kNonce = "1.3.6.1.5.5.7.48.1.2";
+  const Bytes good = responder.basic({entry()});
+  const auto errorsWith =
+      [&](const char* extension, const char* value, bool isOfTheStatus, const Bytes& answer) {
+        return OcspWorld::endWith(extended(answer, responder, extension, value, isOfTheStatus));
+      };
+  EXPECT_EQ(errorsWith(kUnknownOid, "DER:0500", false, good), kGood);
+  EXPECT_EQ(errorsWith(kUnknownOid, "DER:0500", true, good), kGood);
+  EXPECT_EQ(errorsWith(kNonce, "critical,DER:0403010203", false, good), kGood);
+  EXPECT_EQ(errorsWith(kUnknownOid, "critical,DER:0500", false, good), kUnknown);
+  EXPECT_EQ(errorsWith(kUnknownOid, "critical,DER:0500", true, good), kUnknown);
+  EXPECT_EQ(errorsWith(kNonce, "critical,DER:0403010203", true, good), kUnknown);
+  const Bytes revoked = responder.basic({entry(OcspStatus::Revoked)});
+  EXPECT_EQ(errorsWith(kUnknownOid, "critical,DER:0500", false, revoked), kRevoked | kUnknown);
+}
+
 TEST_F(OcspStatusTest, GivesWayToANewerCrl) {
   OcspEntry about = entry();
   about.thisUpdate = -2 * kHour;
@@ -220,4 +270,4 @@ INSTANTIATE_TEST_SUITE_P(All,
                          kindOf);
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::ocsp_status_test

@@ -5,7 +5,7 @@
 #include "provider/support/config.h"
 #include "tests/provider/chain/listening_world.h"
 
-namespace qx::test {
+namespace qx::test::offline_test {
 namespace {
 
 class Offline : public ListeningWorld {};
@@ -19,4 +19,4 @@ TEST_F(Offline, NothingIsSent) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::offline_test

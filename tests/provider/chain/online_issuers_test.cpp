@@ -8,7 +8,7 @@
 #include "tests/provider/chain/chain_world.h"
 #include "tests/provider/chain/fake_network.h"
 
-namespace qx::test {
+namespace qx::test::online_issuers_test {
 namespace {
 
 using lab::Authority;
@@ -105,4 +105,4 @@ TEST_F(OnlineIssuersTest, DoNotLoop) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::online_issuers_test

@@ -16,7 +16,7 @@
 #include "tests/support/temp_dir.h"
 #include "tools/lab/services.h"
 
-namespace qx::test {
+namespace qx::test::online_process_test {
 namespace {
 
 using lab::Authority;
@@ -256,4 +256,4 @@ TEST_F(OnlineProcess, SharesABudgetOverSeveralQuestions) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::online_process_test

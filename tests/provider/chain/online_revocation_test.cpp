@@ -12,7 +12,7 @@
 #include "tests/provider/chain/ocsp_world.h"
 #include "tests/support/provider_folder.h"
 
-namespace qx::test {
+namespace qx::test::online_revocation_test {
 namespace {
 
 using lab::Bytes;
@@ -199,4 +199,4 @@ TEST_F(Online, DoesNotFollowAddressesOfAChainThatLeadsNowhere) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::online_revocation_test

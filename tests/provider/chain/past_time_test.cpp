@@ -6,7 +6,7 @@
 
 #include "tests/provider/chain/ocsp_world.h"
 
-namespace qx::test {
+namespace qx::test::past_time_test {
 namespace {
 
 using lab::CrlOptions;
@@ -207,4 +207,4 @@ TEST_F(PastTime, JudgesTheDatesOfTheChainAtThatTime) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::past_time_test

@@ -8,7 +8,7 @@
 #include "provider/chain/faults.h"
 #include "tests/provider/chain/chain_world.h"
 
-namespace qx::test {
+namespace qx::test::path_rules_test {
 namespace {
 
 using lab::Authority;
@@ -335,4 +335,4 @@ TEST(FaultTable, LetsNoUnknownFaultPass) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::path_rules_test

@@ -8,7 +8,7 @@
 
 #include "tests/provider/chain/chain_world.h"
 
-namespace qx::test {
+namespace qx::test::path_search_test {
 namespace {
 
 using lab::Authority;
@@ -162,4 +162,4 @@ TEST(SecondsOf, CountsFrom1970) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::path_search_test

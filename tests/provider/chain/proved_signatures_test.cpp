@@ -8,7 +8,7 @@
 #include "provider/chain/verdict_cache.h"
 #include "tests/provider/chain/chain_world.h"
 
-namespace qx::test {
+namespace qx::test::proved_signatures_test {
 namespace {
 
 using lab::Authority;
@@ -133,6 +133,31 @@ TEST_F(ProvedChain, DoesNotVouchForAnotherIssuerOfTheName) {
   EXPECT_EQ(other.judge(end.get()).errors, CERT_TRUST_IS_PARTIAL_CHAIN) << "it has another key";
 }
 
+TEST_F(ProvedChain, DoesNotVouchForAChangedRoot) {
+  ChainWorld other;
+  other.trust(withBrokenSignature(root.certificate()).get());
+  other.addIntermediate(issuer.certificate());
+  for (int round = 0; round < 2; ++round) {
+    EXPECT_EQ(other.judge(end.get()).errors, CERT_TRUST_IS_NOT_SIGNATURE_VALID);
+  }
+  EXPECT_EQ(processProvedSignatures().size(), proved) << "a bad one is not remembered";
+}
+
+TEST_F(ProvedChain, HasItsRootVerifiedOnceForAllThatItCertifies) {
+  const X509Ptr broken = withBrokenSignature(root.certificate());
+  ChainWorld other;
+  other.trust(broken.get());
+  other.addIntermediate(issuer.certificate());
+  const X509Ptr next = issuer.issue(sampleKey(), named("Next End"));
+  EXPECT_EQ(other.judge(next.get()).errors, CERT_TRUST_IS_NOT_SIGNATURE_VALID);
+  const CertificatePtr data = dataOf(broken.get());
+  processProvedSignatures().note(SignedKind::Certificate, data->der(), *data);
+  EXPECT_EQ(other.judge(next.get()).errors, kGood) << "what is said to be proved is believed";
+  const X509Ptr brokenEnd = withBrokenSignature(next.get());
+  EXPECT_EQ(other.judge(brokenEnd.get()).errors, CERT_TRUST_IS_NOT_SIGNATURE_VALID)
+      << "but about the root only";
+}
+
 TEST_F(ProvedChain, IsJudgedByItsRevocationAgain) {
   world.revocation = RevocationScope::EndCertificate;
   world.addCrl(issuer.crl().get());
@@ -145,4 +170,4 @@ TEST_F(ProvedChain, IsJudgedByItsRevocationAgain) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::proved_signatures_test

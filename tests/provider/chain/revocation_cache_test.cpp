@@ -13,7 +13,7 @@
 #include "tests/provider/chain/ocsp_world.h"
 #include "tests/support/provider_folder.h"
 
-namespace qx::test {
+namespace qx::test::revocation_cache_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -127,4 +127,4 @@ TEST_F(RevocationCacheTest, DoesNotMindAFolderThatCannotBeMade) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::revocation_cache_test

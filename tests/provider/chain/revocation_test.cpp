@@ -1,4 +1,5 @@
 // What the CRLs at hand say about a chain, and what is said when they do not speak.
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -8,7 +9,7 @@
 #include "provider/chain/faults.h"
 #include "tests/provider/chain/chain_world.h"
 
-namespace qx::test {
+namespace qx::test::revocation_test {
 namespace {
 
 using lab::Authority;
@@ -196,7 +197,7 @@ TEST_F(Revocation, TakesTheNewestOfSeveralCrls) {
   addCrl(middle, older);
   EXPECT_EQ(world.judgeTwice(end.get()).errors, kGood);
   CrlOptions newest = revoking(end.get());
-  newest.thisUpdate = -kHour / 2;
+  newest.thisUpdate = -std::chrono::minutes(30);
   addCrl(middle, newest);
   EXPECT_THAT(errorsOf(world.judgeTwice(end.get())), ElementsAre(kRevoked, kGood, kGood));
 }
@@ -351,4 +352,4 @@ TEST_F(RevocationFromASource, IsNotAskedForAForgedCertificate) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::revocation_test

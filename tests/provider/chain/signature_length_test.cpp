@@ -7,7 +7,7 @@
 #include "tests/support/kind_name.h"
 #include "tools/lab/ocsp.h"
 
-namespace qx::test {
+namespace qx::test::signature_length_test {
 namespace {
 
 using lab::Authority;
@@ -73,4 +73,4 @@ INSTANTIATE_TEST_SUITE_P(Keys,
                          kindOf);
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::signature_length_test

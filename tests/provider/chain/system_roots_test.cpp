@@ -9,7 +9,7 @@
 #include "tests/provider/chain/chain_world.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx::test {
+namespace qx::test::system_roots_test {
 namespace {
 
 using ::testing::IsEmpty;
@@ -63,4 +63,4 @@ TEST_F(SystemRootsTest, AreNotReadThroughALink) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::system_roots_test

@@ -10,7 +10,7 @@
 #include "tests/provider/chain/chain_world.h"
 #include "tests/support/der_tree.h"
 
-namespace qx::test {
+namespace qx::test::tampering_test {
 namespace {
 
 using lab::Authority;
@@ -100,4 +100,4 @@ INSTANTIATE_TEST_SUITE_P(All,
                          });
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::tampering_test

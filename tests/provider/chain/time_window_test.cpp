@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-namespace qx {
+namespace qx::time_window_test {
 namespace {
 
 constexpr std::time_t kNow = 1'000'000;
@@ -80,4 +80,4 @@ TEST(TimeWindow, MayBeASingleSecond) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::time_window_test

@@ -4,7 +4,7 @@
 
 #include "platform/cert_chain.h"
 
-namespace qx {
+namespace qx::trust_error_test {
 namespace {
 
 TEST(TrustError, IsNoneForAGoodChain) {
@@ -50,4 +50,4 @@ TEST(TrustError, HasACodeForEveryBit) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::trust_error_test

@@ -7,7 +7,7 @@
 
 #include "tests/provider/chain/chain_world.h"
 
-namespace qx::test {
+namespace qx::test::trust_source_test {
 namespace {
 
 using lab::Authority;
@@ -94,4 +94,4 @@ TEST_F(Trust, ComparesCertificatesByAllOfTheirBytes) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::trust_source_test

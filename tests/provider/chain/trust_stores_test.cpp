@@ -3,15 +3,18 @@
 
 #include <filesystem>
 #include <string>
+#include <thread>
 
 #include <gtest/gtest.h>
 
+#include "provider/chain/faults.h"
+#include "provider/chain/revocation_cache.h"
 #include "provider/store/folder_store.h"
 #include "tests/provider/chain/chain_world.h"
 #include "tests/support/provider_folder.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx::test {
+namespace qx::test::trust_stores_test {
 namespace {
 
 using lab::Authority;
@@ -147,5 +150,51 @@ TEST_F(TrustStoresCrls, SeeARootThatGoes) {
   EXPECT_EQ(errorsFor(kUser), CERT_TRUST_IS_PARTIAL_CHAIN);
 }
 
+TEST_F(TrustStoresCrls, AreLookedAtOnceWhileACallLooksOnce) {
+  {
+    const OneLook look;
+    const TrustSourcePtr first = trustOf(kUser);
+    EXPECT_EQ(revocationFor(kUser), kRevocationUnknown);
+    put("stores/CA/root.crl", rootCrl);
+    put("stores/CA/middle.crl", middleCrl);
+    EXPECT_EQ(trustOf(kUser), first);
+    EXPECT_EQ(revocationFor(kUser), kRevocationUnknown);
+    EXPECT_NE(trustOf(kMachine), first) << "each location has its own";
+  }
+  EXPECT_EQ(revocationFor(kUser), CERT_TRUST_NO_ERROR);
+}
+
+TEST_F(TrustStoresCrls, AreLookedAtAgainByACallThatKeptSomethingInTheCache) {
+  const OneLook look;
+  EXPECT_EQ(revocationFor(kUser), kRevocationUnknown);
+  const RevocationCache cache(kUser);
+  cache.keep("http://localhost/root", *dataOf(root.crl().get()));
+  cache.keep("http://localhost/middle", *dataOf(middle.crl().get()));
+  EXPECT_EQ(revocationFor(kUser), CERT_TRUST_NO_ERROR);
+}
+
+TEST_F(TrustStoresCrls, AreLookedAtOnceByTheOutermostOfSeveralCalls) {
+  const OneLook outer;
+  const TrustSourcePtr first = trustOf(kUser);
+  {
+    const OneLook inner;
+    put("stores/CA/root.crl", rootCrl);
+    EXPECT_EQ(trustOf(kUser), first);
+  }
+  EXPECT_EQ(trustOf(kUser), first) << "the inner one ends nothing";
+  lookAgain();
+  EXPECT_NE(trustOf(kUser), first);
+}
+
+TEST_F(TrustStoresCrls, AreLookedAtByEachThreadForItself) {
+  const OneLook look;
+  const TrustSourcePtr mine = trustOf(kUser);
+  put("stores/CA/root.crl", rootCrl);
+  TrustSourcePtr others;
+  std::thread([&others] { others = trustOf(kUser); }).join();
+  EXPECT_NE(others, mine);
+  EXPECT_EQ(trustOf(kUser), mine);
+}
+
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::trust_stores_test

@@ -6,7 +6,7 @@
 
 #include "tests/provider/chain/chain_world.h"
 
-namespace qx::test {
+namespace qx::test::usage_test {
 namespace {
 
 using lab::Authority;
@@ -100,4 +100,4 @@ TEST_F(Usage, MustBeListedEvenIfTheListIsCritical) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::usage_test

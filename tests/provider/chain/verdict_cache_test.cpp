@@ -11,7 +11,7 @@
 #include "tests/provider/chain/chain_world.h"
 #include "tools/lab/ocsp.h"
 
-namespace qx::test {
+namespace qx::test::verdict_cache_test {
 namespace {
 
 using lab::Authority;
@@ -260,4 +260,4 @@ TEST(TimeWindow, BeginsAtABoundaryThatIsNow) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::verdict_cache_test

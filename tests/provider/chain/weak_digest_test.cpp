@@ -8,7 +8,7 @@
 
 #include "tests/provider/chain/chain_world.h"
 
-namespace qx::test {
+namespace qx::test::weak_digest_test {
 namespace {
 
 using lab::Authority;
@@ -73,4 +73,4 @@ TEST(WeakDigestInAChain, OfARootDoesNotMatter) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::weak_digest_test

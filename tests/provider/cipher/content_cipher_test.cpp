@@ -11,7 +11,7 @@
 #include "tests/provider/der/hex.h"
 #include "tests/support/command.h"
 
-namespace qx {
+namespace qx::content_cipher_test {
 namespace {
 
 using test::fromHex;
@@ -323,4 +323,4 @@ TEST(Gost28147Parameters, AreReadAsTheyAreWritten) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::content_cipher_test

@@ -10,7 +10,7 @@
 #include "tests/support/command.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx {
+namespace qx::gost28147_test {
 namespace {
 
 using test::fromHex;
@@ -283,4 +283,4 @@ TEST(Gost28147Environment, ChangesNothing) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::gost28147_test

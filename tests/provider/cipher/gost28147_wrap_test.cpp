@@ -4,7 +4,7 @@
 
 #include "tests/provider/der/hex.h"
 
-namespace qx {
+namespace qx::gost28147_wrap_test {
 namespace {
 
 using test::fromHex;
@@ -113,4 +113,4 @@ TEST(KeyWrapDiversified, IsThePlainOneWithTheDiversifiedKey) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::gost28147_wrap_test

@@ -10,7 +10,7 @@
 #include "provider/openssl/engine.h"
 #include "tests/provider/der/hex.h"
 
-namespace qx {
+namespace qx::gost3412_test {
 namespace {
 
 using test::fromHex;
@@ -244,4 +244,4 @@ std::string exampleText(const ::testing::TestParamInfo<Example>& parameter) {
 INSTANTIATE_TEST_SUITE_P(All, Gost3412, ::testing::ValuesIn(kExamples), exampleText);
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::gost3412_test

@@ -11,7 +11,7 @@
 #include "tests/provider/der/hex.h"
 #include "tools/lab/pki.h"
 
-namespace qx {
+namespace qx::hostile_keys_test {
 namespace {
 
 using lab::KeyKind;
@@ -106,4 +106,4 @@ INSTANTIATE_TEST_SUITE_P(
     });
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::hostile_keys_test

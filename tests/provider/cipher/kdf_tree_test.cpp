@@ -9,7 +9,7 @@
 #include "provider/openssl/engine.h"
 #include "tests/provider/der/hex.h"
 
-namespace qx {
+namespace qx::kdf_tree_test {
 namespace {
 
 using test::fromHex;
@@ -63,4 +63,4 @@ TEST(KdfTree, IsTheHmacOfItsParts) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::kdf_tree_test

@@ -4,7 +4,7 @@
 
 #include "tests/provider/der/hex.h"
 
-namespace qx {
+namespace qx::kexp15_test {
 namespace {
 
 using test::fromHex;
@@ -104,4 +104,4 @@ TEST(Kexp15Exports, AreOfTheirCipher) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::kexp15_test

@@ -11,7 +11,7 @@
 #include "tests/support/temp_dir.h"
 #include "tools/lab/pki.h"
 
-namespace qx {
+namespace qx::key_agreement_test {
 namespace {
 
 using lab::KeyKind;
@@ -184,4 +184,4 @@ TEST(KeyAgreement, OfTwoKeysRefusesOlderKeysAndOtherUkms) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::key_agreement_test

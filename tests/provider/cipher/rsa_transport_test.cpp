@@ -11,7 +11,7 @@
 #include "tests/support/temp_dir.h"
 #include "tools/lab/pki.h"
 
-namespace qx {
+namespace qx::rsa_transport_test {
 namespace {
 
 using lab::KeyKind;
@@ -130,4 +130,4 @@ TEST(RsaTransport, RefusesASessionKeyThatDoesNotFit) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::rsa_transport_test

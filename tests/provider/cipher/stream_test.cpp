@@ -5,7 +5,7 @@
 
 #include "tests/provider/der/hex.h"
 
-namespace qx {
+namespace qx::stream_test {
 namespace {
 
 using test::fromHex;
@@ -63,4 +63,4 @@ TEST(CipherStream, NeedsACipher) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::stream_test

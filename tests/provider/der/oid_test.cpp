@@ -8,7 +8,7 @@
 #include "provider/openssl/owned.h"
 #include "tests/provider/der/hex.h"
 
-namespace qx::der {
+namespace qx::der::oid_test {
 namespace {
 
 using test::fromHex;
@@ -76,4 +76,4 @@ TEST(DerOid, RefusesContentThatIsNoOid) {
 }
 
 }  // namespace
-}  // namespace qx::der
+}  // namespace qx::der::oid_test

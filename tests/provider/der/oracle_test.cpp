@@ -18,7 +18,7 @@
 
 // The same values, read and written by libcrypto.
 
-namespace qx::der {
+namespace qx::der::oracle_test {
 namespace {
 
 using test::LargeMemory;
@@ -357,4 +357,4 @@ TEST(DerOracle, ReadsTreesOfBothKindsOfLength) {
 }
 
 }  // namespace
-}  // namespace qx::der
+}  // namespace qx::der::oracle_test

@@ -13,7 +13,7 @@
 
 // What the reader does with what nobody should have written.
 
-namespace qx::der {
+namespace qx::der::reader_hostile_test {
 namespace {
 
 using test::fromHex;
@@ -290,4 +290,4 @@ TEST(DerOracle, HeadersAreReadAsLibcryptoReadsThem) {
 }
 
 }  // namespace
-}  // namespace qx::der
+}  // namespace qx::der::reader_hostile_test

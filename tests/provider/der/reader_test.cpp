@@ -6,7 +6,7 @@
 
 #include "tests/provider/der/hex.h"
 
-namespace qx::der {
+namespace qx::der::reader_test {
 namespace {
 
 using test::fromHex;
@@ -261,4 +261,4 @@ TEST(DerOctetString, LimitsItsNesting) {
 }
 
 }  // namespace
-}  // namespace qx::der
+}  // namespace qx::der::reader_test

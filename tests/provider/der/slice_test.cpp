@@ -8,7 +8,7 @@
 
 #include "tests/provider/der/hex.h"
 
-namespace qx::der {
+namespace qx::der::slice_test {
 namespace {
 
 using test::toHex;
@@ -72,4 +72,4 @@ TEST(DerSlice, IsMovedAndNeverCopied) {
 }
 
 }  // namespace
-}  // namespace qx::der
+}  // namespace qx::der::slice_test

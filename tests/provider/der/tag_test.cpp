@@ -9,7 +9,7 @@
 
 #include "tests/provider/der/hex.h"
 
-namespace qx::der {
+namespace qx::der::tag_test {
 namespace {
 
 using test::fromHex;
@@ -95,4 +95,4 @@ TEST(DerCopy, WritesEverySizeWhole) {
 }
 
 }  // namespace
-}  // namespace qx::der
+}  // namespace qx::der::tag_test

@@ -14,7 +14,7 @@
 
 // Values with one octet that is not as it should be.
 
-namespace qx::der {
+namespace qx::der::values_hostile_test {
 namespace {
 
 using test::bytesOfText;
@@ -151,4 +151,4 @@ TEST(DerHostileAlgorithm, NeverShowsParametersThatAreNoElement) {
 }
 
 }  // namespace
-}  // namespace qx::der
+}  // namespace qx::der::values_hostile_test

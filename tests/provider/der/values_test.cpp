@@ -9,7 +9,7 @@
 #include "provider/openssl/owned.h"
 #include "tests/provider/der/hex.h"
 
-namespace qx::der {
+namespace qx::der::values_test {
 namespace {
 
 using test::fromHex;
@@ -186,4 +186,4 @@ TEST(DerTime, RefusesWhatIsNoTime) {
 }
 
 }  // namespace
-}  // namespace qx::der
+}  // namespace qx::der::values_test

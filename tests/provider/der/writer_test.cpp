@@ -9,7 +9,7 @@
 #include "provider/openssl/owned.h"
 #include "tests/provider/der/hex.h"
 
-namespace qx::der {
+namespace qx::der::writer_test {
 namespace {
 
 using test::fromHex;
@@ -140,4 +140,4 @@ TEST(DerWriter, ShowsItsPiecesWithoutCopying) {
 }
 
 }  // namespace
-}  // namespace qx::der
+}  // namespace qx::der::writer_test

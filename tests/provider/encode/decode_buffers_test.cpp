@@ -16,6 +16,7 @@
 #include "tests/provider/encode/libcrypto_encoder.h"
 #include "tests/provider/name/der_name.h"
 
+namespace qx::test::decode_buffers_test {
 namespace {
 
 using Bytes = std::vector<std::uint8_t>;
@@ -261,3 +262,4 @@ TEST(DecodeHostile, LengthsBeyondTheInputAreRefused) {
 }
 
 }  // namespace
+}  // namespace qx::test::decode_buffers_test

@@ -16,6 +16,7 @@
 #include "tests/provider/encode/libcrypto_encoder.h"
 #include "tests/provider/name/der_name.h"
 
+namespace qx::test::decode_object_test {
 namespace {
 
 using qx::test::DerName;
@@ -424,3 +425,4 @@ TEST(DecodeObject, SurvivesDamage) {
 }
 
 }  // namespace
+}  // namespace qx::test::decode_object_test

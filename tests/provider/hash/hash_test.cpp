@@ -11,7 +11,7 @@
 #include "tests/provider/der/hex.h"
 #include "tests/support/command.h"
 
-namespace qx {
+namespace qx::hash_test {
 namespace {
 
 using test::bytesOfText;
@@ -164,4 +164,4 @@ TEST(Hash, KeepsBrokenAlgorithmsFromSigning) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::hash_test

@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-namespace qx::test {
+namespace qx::test::kept_hash_test {
 namespace {
 
 const std::vector<std::uint8_t> kBytes(600, 'x');
@@ -50,4 +50,4 @@ TEST(KeptHash, MayBeAskedForByManyThreads) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::kept_hash_test

@@ -20,7 +20,7 @@
 
 // The same bytes, hashed by the openssl command, by libcrypto and by the engine.
 
-namespace qx {
+namespace qx::oracle_test {
 namespace {
 
 using test::toHex;
@@ -227,4 +227,4 @@ TEST(HashValue, IsCopiedWhole) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::oracle_test

@@ -12,7 +12,7 @@
 
 // Values that others published.
 
-namespace qx {
+namespace qx::vectors_test {
 namespace {
 
 using test::bytesOfText;
@@ -156,4 +156,4 @@ TEST(HashVectors, StandForEachAlgorithmThatSigns) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::vectors_test

@@ -15,7 +15,7 @@
 #include "tests/provider/http/scripted_server.h"
 #include "tests/provider/support/scoped_environment.h"
 
-namespace qx::test {
+namespace qx::test::client_test {
 namespace {
 
 using ::testing::AllOf;
@@ -297,4 +297,4 @@ TEST_P(HttpRedirection, NeedsAPlace) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::client_test

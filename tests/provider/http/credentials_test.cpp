@@ -14,7 +14,7 @@
 #include "tests/support/temp_dir.h"
 #include "tests/support/trace_to_file.h"
 
-namespace qx::test {
+namespace qx::test::credentials_test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -135,4 +135,4 @@ TEST_F(HttpLogin, PasswordInAUrlIsNotTraced) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::credentials_test

@@ -7,7 +7,7 @@
 #include "tests/provider/http/http_calls.h"
 #include "tests/provider/http/scripted_server.h"
 
-namespace qx::test {
+namespace qx::test::hostile_answers_test {
 namespace {
 
 using ::testing::AnyOf;
@@ -161,4 +161,4 @@ TEST(HostileAnswers, OfAProxyThatOpensATunnelToNobody) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::hostile_answers_test

@@ -10,7 +10,7 @@
 #include "tests/support/temp_dir.h"
 #include "tools/lab/pki.h"
 
-namespace qx::test {
+namespace qx::test::proxy_test {
 namespace {
 
 using lab::Authority;
@@ -125,4 +125,4 @@ TEST_F(HttpsThroughProxy, EndsWithTheDeadlineOfTheWholeExchange) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::proxy_test

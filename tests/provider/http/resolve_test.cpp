@@ -9,7 +9,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace qx {
+namespace qx::resolve_test {
 namespace {
 
 using ::testing::Contains;
@@ -68,4 +68,4 @@ TEST(Resolve, EndsWithItsDeadline) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::resolve_test

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-namespace qx {
+namespace qx::response_test {
 namespace {
 
 constexpr std::size_t kLimit = 100;
@@ -255,4 +255,4 @@ TEST(ResponseReader, HandsTheStreamsErrorOn) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::response_test

@@ -10,7 +10,7 @@
 #include "tests/support/temp_dir.h"
 #include "tools/lab/pki.h"
 
-namespace qx::test {
+namespace qx::test::tls_test {
 namespace {
 
 using lab::Authority;
@@ -177,10 +177,10 @@ TEST_F(HttpsClientCertificate, IsShownToItsServer) {
 TEST_F(HttpsClientCertificate, IsNotShownToAnother) {
   const ScriptedServer server({okAnswer("hello")}, demanding());
   const HttpCredentials credentials = credentialsFor("https://127.0.0.1:1/");
-  // The server's refusal may be overtaken by the end of the connection.
+  // The server's refusal, and its note of the exchange, may be overtaken by the end of the connection.
   EXPECT_THAT(ask(server.url(), &credentials),
               AnyOf(failed(ERROR_WINHTTP_SECURE_FAILURE), failed(ERROR_WINHTTP_CONNECTION_ERROR)));
-  EXPECT_THAT(server.requests(), ElementsAre(""));
+  EXPECT_THAT(server.requests(), ::testing::Each(std::string()));
 }
 
 TEST_F(HttpsClientCertificate, NeedsItsKey) {
@@ -208,4 +208,4 @@ TEST_F(HttpsTest, RefusesAProxyThatHandsNothingOn) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::tls_test

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace qx {
+namespace qx::url_test {
 namespace {
 
 bool isRefused(const std::string& text) {
@@ -148,4 +148,4 @@ TEST(RedirectedUrl, NeverLeavesASecureConnection) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::url_test

@@ -7,7 +7,7 @@
 #include <openssl/evp.h>
 #include <openssl/objects.h>
 
-namespace qx {
+namespace qx::algorithms_test {
 namespace {
 
 const std::vector<KeyType> kTypes = {
@@ -75,4 +75,4 @@ TEST(KeyTypes, HaveAProviderType) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::algorithms_test

@@ -19,7 +19,7 @@
 #include "tests/provider/key/sample_keys.h"
 #include "tests/support/provider_folder.h"
 
-namespace qx {
+namespace qx::api_test {
 namespace {
 
 using lab::KeyKind;
@@ -479,4 +479,4 @@ TEST_F(KeyApi, LetsAChildGoOnWithItsHandles) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::api_test

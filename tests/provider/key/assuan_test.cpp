@@ -10,7 +10,7 @@
 
 #include "provider/support/files.h"
 
-namespace qx {
+namespace qx::assuan_test {
 namespace {
 
 class Assuan : public ::testing::Test {
@@ -144,4 +144,4 @@ TEST(AssuanText, IsEscapedForACommand) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::assuan_test

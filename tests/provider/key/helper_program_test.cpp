@@ -17,7 +17,7 @@
 #include "tests/provider/key/key_environment.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx {
+namespace qx::helper_program_test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -159,4 +159,4 @@ TEST_P(ClosedStreams, OfTheHostDoNotDisturbThePrompt) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::helper_program_test

@@ -16,7 +16,7 @@
 #include "tests/provider/key/sample_keys.h"
 #include "tests/support/provider_folder.h"
 
-namespace qx {
+namespace qx::key_context_test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -213,4 +213,4 @@ TEST_F(KeyContextTest, IsKnownByItsHandle) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::key_context_test

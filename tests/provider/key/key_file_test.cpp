@@ -12,7 +12,7 @@
 #include "tests/support/provider_folder.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx {
+namespace qx::key_file_test {
 namespace {
 
 using lab::KeyKind;
@@ -216,4 +216,4 @@ INSTANTIATE_TEST_SUITE_P(All,
                                            Generated{"EC", "ec_paramgen_curve:P-384"}));
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::key_file_test

@@ -15,7 +15,7 @@
 #include "tests/provider/key/sample_keys.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx {
+namespace qx::key_folder_index_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -171,4 +171,4 @@ TEST_F(KeyFolderIndex, GoesWithItsFolder) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::key_folder_index_test

@@ -16,7 +16,7 @@
 #include "tests/support/provider_folder.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx {
+namespace qx::key_folder_test {
 namespace {
 
 using lab::KeyKind;
@@ -237,4 +237,4 @@ TEST_F(KeyFolderTest, IsOneObjectForOnePath) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::key_folder_test

@@ -20,7 +20,7 @@
 #include "tests/support/command.h"
 #include "tests/support/provider_folder.h"
 
-namespace qx {
+namespace qx::key_store_failure_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -272,4 +272,4 @@ INSTANTIATE_TEST_SUITE_P(
                       std::vector<std::string>{"-scrypt"}));
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::key_store_failure_test

@@ -18,7 +18,7 @@
 #include "tests/support/command.h"
 #include "tests/support/provider_folder.h"
 
-namespace qx {
+namespace qx::key_store_test {
 namespace {
 
 using lab::KeyKind;
@@ -216,4 +216,4 @@ TEST_F(KeyStoreTest, HasNoKeysWithoutAFolder) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::key_store_test

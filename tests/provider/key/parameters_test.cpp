@@ -9,7 +9,7 @@
 
 #include "provider/key/provider_types.h"
 
-namespace qx {
+namespace qx::parameters_test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -217,4 +217,4 @@ TEST(ProviderTypes, AreFoundByNumberAndName) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::parameters_test

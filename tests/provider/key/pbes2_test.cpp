@@ -12,7 +12,7 @@
 #include "tests/support/command.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx {
+namespace qx::pbes2_test {
 namespace {
 
 using lab::KeyKind;
@@ -226,4 +226,4 @@ TEST(Pbes2, RefusesOtherSchemesAndOtherThings) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::pbes2_test

@@ -9,7 +9,7 @@
 
 #include "provider/openssl/owned.h"
 
-namespace qx {
+namespace qx::pem_test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -129,4 +129,4 @@ TEST(Pem, IsPutBehindAnotherBlock) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::pem_test

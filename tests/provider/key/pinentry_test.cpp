@@ -14,7 +14,7 @@
 #include "tests/provider/key/key_environment.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx {
+namespace qx::pinentry_test {
 namespace {
 
 using std::chrono::milliseconds;
@@ -168,4 +168,4 @@ TEST_F(Pinentry, LeavesNoTraceOfThePin) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::pinentry_test

@@ -14,7 +14,7 @@
 #include "tests/support/command.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx {
+namespace qx::private_key_test {
 namespace {
 
 using lab::KeyKind;
@@ -250,4 +250,4 @@ TEST(PrivateKey, ThatStatesAnotherPublicKeyIsRefused) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::private_key_test

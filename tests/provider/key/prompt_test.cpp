@@ -17,7 +17,7 @@
 #include "tests/provider/key/key_environment.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx {
+namespace qx::prompt_test {
 namespace {
 
 using std::chrono::milliseconds;
@@ -213,4 +213,4 @@ TEST_F(TerminalPrompt, IsImpossibleWithoutATerminal) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::prompt_test

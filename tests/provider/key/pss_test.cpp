@@ -7,7 +7,7 @@
 
 #include "tests/provider/key/sample_keys.h"
 
-namespace qx {
+namespace qx::pss_test {
 namespace {
 
 using test::fromHex;
@@ -84,4 +84,4 @@ TEST(PssParameters, WithAFlippedBitNeverCrash) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::pss_test

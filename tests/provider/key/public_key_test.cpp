@@ -11,7 +11,7 @@
 #include "provider/openssl/library_context.h"
 #include "tests/provider/key/sample_keys.h"
 
-namespace qx {
+namespace qx::public_key_test {
 namespace {
 
 using lab::KeyKind;
@@ -408,4 +408,4 @@ TEST(SpkiAlgorithm, IsNotFoundInWhatIsNoKey) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::public_key_test

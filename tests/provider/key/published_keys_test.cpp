@@ -8,7 +8,7 @@
 #include "provider/key/public_key.h"
 #include "tests/provider/der/hex.h"
 
-namespace qx {
+namespace qx::published_keys_test {
 namespace {
 
 using test::fromHex;
@@ -112,4 +112,4 @@ INSTANTIATE_TEST_SUITE_P(All, PublishedKey, ::testing::ValuesIn(kPublished), [](
 });
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::published_keys_test

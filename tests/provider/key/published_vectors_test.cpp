@@ -8,7 +8,7 @@
 #include "provider/key/public_key.h"
 #include "tests/provider/key/sample_keys.h"
 
-namespace qx {
+namespace qx::published_vectors_test {
 namespace {
 
 using test::fromHex;
@@ -220,4 +220,4 @@ TEST_P(Rfc6979, OfAnotherKeyIsRefused) {
 INSTANTIATE_TEST_SUITE_P(Vectors, Rfc6979, ::testing::ValuesIn(vectors()));
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::published_vectors_test

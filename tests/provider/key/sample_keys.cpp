@@ -35,16 +35,6 @@ HashAlgorithm usualHash(KeyKind kind) {
   }
 }
 
-const std::vector<KeyKind>& allKinds() {
-  static const std::vector<KeyKind> kinds = {KeyKind::Gost2001,
-                                             KeyKind::Gost2012_256,
-                                             KeyKind::Gost2012_512,
-                                             KeyKind::Rsa2048,
-                                             KeyKind::EcP256,
-                                             KeyKind::EcP384};
-  return kinds;
-}
-
 std::shared_ptr<const PrivateKey> makeKey(KeyKind kind) {
   return valueOf(PrivateKey::fromEvp(lab::generateKey(kind)));
 }

@@ -20,9 +20,6 @@ namespace qx::test {
 /// The hash that each kind of key is mostly used with.
 HashAlgorithm usualHash(lab::KeyKind kind);
 
-/// Every kind that the lab makes.
-const std::vector<lab::KeyKind>& allKinds();
-
 /// A new key of ours; the test stops with an exception when there is none.
 std::shared_ptr<const PrivateKey> makeKey(lab::KeyKind kind);
 std::shared_ptr<const PrivateKey> toOurs(EVP_PKEY* key);

@@ -14,7 +14,7 @@
 #include "tests/support/temp_dir.h"
 #include "tests/tools/common/terminal_user.h"
 
-namespace qx {
+namespace qx::terminal_prompt_test {
 namespace {
 
 using std::chrono::milliseconds;
@@ -205,4 +205,4 @@ TEST_F(PinentryTerminal, IsNotNamedWhereThereIsNone) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::terminal_prompt_test

@@ -10,7 +10,7 @@
 
 #include "tests/provider/key/sample_keys.h"
 
-namespace qx {
+namespace qx::unlock_test {
 namespace {
 
 KeyFilePtr fileOf(EVP_PKEY* key, const std::string& pin) {
@@ -83,4 +83,4 @@ TEST_F(Unlock, KnowsAFileThatWasReadAgainForAnother) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::unlock_test

@@ -10,7 +10,7 @@
 
 #include "tests/provider/key/sample_keys.h"
 
-namespace qx {
+namespace qx::unlocked_keys_test {
 namespace {
 
 using std::chrono::hours;
@@ -150,4 +150,4 @@ TEST_F(UnlockedKeysTest, AnswerManyThreads) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::unlocked_keys_test

@@ -11,7 +11,7 @@
 #include "tests/provider/message/encode_records.h"
 #include "tests/provider/message/signed_parts.h"
 
-namespace qx::test {
+namespace qx::test::add_signer_failures_test {
 namespace {
 
 using lab::KeyKind;
@@ -258,4 +258,4 @@ TEST(AddSignerRecord, OfTheShortFormIsNotReadBeyondItsEnd) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::add_signer_failures_test

@@ -10,7 +10,7 @@
 
 // Where what is added stands, and what becomes of the versions and the list of hashes.
 
-namespace qx::test {
+namespace qx::test::add_signer_order_test {
 namespace {
 
 using lab::KeyKind;
@@ -242,4 +242,4 @@ TEST(AddSignerWithAttributes, SignsTheCallersAttributesInTheOrderOfDer) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::add_signer_order_test

@@ -8,7 +8,7 @@
 #include "tests/provider/message/foreign_messages.h"
 #include "tests/provider/message/signed_parts.h"
 
-namespace qx::test {
+namespace qx::test::add_signer_test {
 namespace {
 
 using lab::KeyKind;
@@ -162,4 +162,4 @@ INSTANTIATE_TEST_SUITE_P(
     });
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::add_signer_test

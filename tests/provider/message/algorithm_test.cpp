@@ -9,7 +9,7 @@
 #include "provider/openssl/owned.h"
 #include "tests/provider/der/hex.h"
 
-namespace qx {
+namespace qx::algorithm_test {
 namespace {
 
 using test::fromHex;
@@ -200,4 +200,4 @@ TEST(Oids, AreTheOnesThatLibcryptoKnows) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::algorithm_test

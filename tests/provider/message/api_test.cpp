@@ -5,7 +5,7 @@
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/signers.h"
 
-namespace qx::test {
+namespace qx::test::api_test {
 namespace {
 
 using lab::KeyKind;
@@ -239,4 +239,4 @@ TEST(MessageApi, WorksInSeveralThreads) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::api_test

@@ -5,7 +5,7 @@
 #include "provider/message/limits.h"
 #include "tests/provider/der/hex.h"
 
-namespace qx {
+namespace qx::attributes_test {
 namespace {
 
 using test::fromHex;
@@ -72,4 +72,4 @@ TEST(Attributes, AreEncodedWithSortedValues) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::attributes_test

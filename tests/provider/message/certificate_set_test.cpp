@@ -5,7 +5,7 @@
 #include "tests/provider/der/hex.h"
 #include "tools/lab/pki.h"
 
-namespace qx {
+namespace qx::certificate_set_test {
 namespace {
 
 using lab::KeyKind;
@@ -130,4 +130,4 @@ TEST_F(CertificateSets, RefuseWhatIsCutOrNoElementAtAll) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::certificate_set_test

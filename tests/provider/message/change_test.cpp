@@ -5,7 +5,7 @@
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/changes.h"
 
-namespace qx::test {
+namespace qx::test::change_test {
 namespace {
 
 using lab::KeyKind;
@@ -193,4 +193,4 @@ TEST(ChangeLimits, RefuseMoreAttributesThanASignerMayHave) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::change_test

@@ -8,7 +8,7 @@
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/messages.h"
 
-namespace qx {
+namespace qx::content_info_test {
 namespace {
 
 using test::fromHex;
@@ -179,4 +179,4 @@ TEST(ContentInfos, AreReadAsTheyWereWritten) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::content_info_test

@@ -4,7 +4,7 @@
 
 #include "tests/provider/der/hex.h"
 
-namespace qx {
+namespace qx::content_test {
 namespace {
 
 using test::bytesOfText;
@@ -133,4 +133,4 @@ TEST(MessageContent, DoesNotTakeOtherContentForAttributes) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::content_test

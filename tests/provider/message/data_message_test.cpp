@@ -3,7 +3,7 @@
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/messages.h"
 
-namespace qx::test {
+namespace qx::test::data_message_test {
 namespace {
 
 MessageHandle openData(DWORD flags = 0) {
@@ -116,4 +116,4 @@ TEST(DataMessage, MustBeAnOctetString) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::data_message_test

@@ -14,7 +14,7 @@
 // is what its key transport does, in other places of the message: so here a message of openssl's is
 // taken apart and put together again as an agreement.
 
-namespace qx::test {
+namespace qx::test::envelope_agreement_test {
 namespace {
 
 using lab::KeyKind;
@@ -272,4 +272,4 @@ INSTANTIATE_TEST_SUITE_P(Gost,
                          kindOf);
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::envelope_agreement_test

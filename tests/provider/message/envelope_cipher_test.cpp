@@ -2,7 +2,7 @@
 
 #include "tests/provider/message/envelopes.h"
 
-namespace qx::test {
+namespace qx::test::envelope_cipher_test {
 namespace {
 
 using lab::KeyKind;
@@ -61,4 +61,4 @@ constexpr Cipher kCiphers[] = {
 INSTANTIATE_TEST_SUITE_P(All, ContentCipher, ::testing::ValuesIn(kCiphers), cipherText);
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::envelope_cipher_test

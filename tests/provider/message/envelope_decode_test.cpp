@@ -6,7 +6,7 @@
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/envelopes.h"
 
-namespace qx::test {
+namespace qx::test::envelope_decode_test {
 namespace {
 
 using lab::KeyKind;
@@ -292,4 +292,4 @@ TEST(EnvelopeDecode, RefusesCiphersThatItDoesNotKnow) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::envelope_decode_test

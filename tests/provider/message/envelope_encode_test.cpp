@@ -9,7 +9,7 @@
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/envelopes.h"
 
-namespace qx::test {
+namespace qx::test::envelope_encode_test {
 namespace {
 
 using lab::KeyKind;
@@ -307,4 +307,4 @@ TEST(EnvelopeEncode, AnswersNoOtherParameterAndNoControl) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::envelope_encode_test

@@ -3,7 +3,7 @@
 #include "tests/provider/message/envelopes.h"
 #include "tests/provider/message/heap.h"
 
-namespace qx::test {
+namespace qx::test::envelope_heap_test {
 namespace {
 
 using lab::KeyKind;
@@ -62,4 +62,4 @@ TEST(OutOfMemory, IsToldByDeveloping) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::envelope_heap_test

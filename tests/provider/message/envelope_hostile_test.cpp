@@ -10,7 +10,7 @@
 // Messages that somebody changed on purpose. Where a MAC stands over the content, nothing but the
 // content that was sent may come out; elsewhere nothing may break.
 
-namespace qx::test {
+namespace qx::test::envelope_hostile_test {
 namespace {
 
 using lab::KeyKind;
@@ -250,4 +250,4 @@ TEST(EnvelopeContent, OfEqualMessagesIsNowhereEqual) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::envelope_hostile_test

@@ -3,7 +3,7 @@
 #include "tests/provider/message/envelopes.h"
 #include "tests/support/kind_name.h"
 
-namespace qx::test {
+namespace qx::test::envelope_interop_test {
 namespace {
 
 using lab::KeyKind;
@@ -83,4 +83,4 @@ TEST(EnvelopeForAll, OfOpensslIsOpenedByEach) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::envelope_interop_test

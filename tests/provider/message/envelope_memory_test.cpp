@@ -4,7 +4,7 @@
 
 #include "tests/provider/message/envelopes.h"
 
-namespace qx::test {
+namespace qx::test::envelope_memory_test {
 namespace {
 
 using lab::KeyKind;
@@ -93,4 +93,4 @@ TEST(LargeEnvelope, IsReadOutWithinTwiceItsContent) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::envelope_memory_test

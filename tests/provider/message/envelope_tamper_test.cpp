@@ -11,7 +11,7 @@
 #include "tests/provider/message/envelopes.h"
 #include "tests/support/kind_name.h"
 
-namespace qx::test {
+namespace qx::test::envelope_tamper_test {
 namespace {
 
 using lab::KeyKind;
@@ -178,7 +178,7 @@ TEST(RsaEnvelope, WithAKeyOfAnotherLengthIsBadData) {
   const std::size_t at = placeOf(encryptedKeyOf(message), message);
   const auto key = publicKeyOf(recipient.info().SubjectPublicKeyInfo);
   for (const std::size_t length : {0U, 1U, 16U, 31U, 33U, 245U}) {
-    const auto encrypted = encryptKeyRsa(*key, content(length));
+    const auto encrypted = encryptKeyRsa(**key, content(length));
     ASSERT_TRUE(encrypted);
     std::ranges::copy(*encrypted, message.begin() + static_cast<std::ptrdiff_t>(at));
     EXPECT_EQ(developeError(message, 0, recipient), static_cast<DWORD>(NTE_BAD_DATA)) << length;
@@ -204,4 +204,4 @@ TEST(RsaEnvelope, OfAnotherKeyIsBadData) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::envelope_tamper_test

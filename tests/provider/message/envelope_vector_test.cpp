@@ -7,7 +7,7 @@
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/envelopes.h"
 
-namespace qx::test {
+namespace qx::test::envelope_vector_test {
 namespace {
 
 std::string dataFile(const std::string& name) {
@@ -112,4 +112,4 @@ constexpr Sample kSamples[] = {
 INSTANTIATE_TEST_SUITE_P(All, SampleMessage, ::testing::ValuesIn(kSamples), sampleText);
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::envelope_vector_test

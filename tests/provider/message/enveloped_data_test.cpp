@@ -8,7 +8,7 @@
 #include "provider/message/encrypted_content.h"
 #include "tests/provider/der/hex.h"
 
-namespace qx {
+namespace qx::enveloped_data_test {
 namespace {
 
 using test::fromHex;
@@ -213,4 +213,4 @@ TEST(EncryptedContentForm, IsRefusedInSegmentsThatAreNone) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::enveloped_data_test

@@ -21,10 +21,6 @@ Octets joined(const std::vector<Octets>& parts) {
   return all;
 }
 
-Octets copyOf(der::Bytes bytes) {
-  return {bytes.begin(), bytes.end()};
-}
-
 Octets definite(std::uint8_t identifier, const Octets& content) {
   return der::wrap(identifier, der::Encoding::borrowed(content)).bytes();
 }

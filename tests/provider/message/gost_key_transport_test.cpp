@@ -8,7 +8,7 @@
 
 #include "tests/provider/der/hex.h"
 
-namespace qx {
+namespace qx::gost_key_transport_test {
 namespace {
 
 using test::fromHex;
@@ -230,4 +230,4 @@ TEST(KeyWrapParametersForm, IsRefusedWithOtherParts) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::gost_key_transport_test

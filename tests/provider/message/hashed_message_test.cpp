@@ -6,7 +6,7 @@
 #include "tests/support/command.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx::test {
+namespace qx::test::hashed_message_test {
 namespace {
 
 constexpr const char* kSha1 = "1.3.14.3.2.26";
@@ -174,6 +174,21 @@ TEST(HashedMessage, TellsWhatItHolds) {
   EXPECT_EQ(paramError(message, CMSG_SIGNER_COUNT_PARAM), CRYPT_E_INVALID_MSG_TYPE);
 }
 
+TEST(HashedMessage, IsWrappedAgainWhenItCameBare) {
+  const MessageHandle made = openHashed(kSha1);
+  ASSERT_EQ(update(made, octets("abc")), ERROR_SUCCESS);
+  const Octets bare = bytesParam(made, CMSG_BARE_CONTENT_PARAM);
+  const MessageHandle message = openDecoder(0, CMSG_HASHED);
+  ASSERT_EQ(update(message, bare), ERROR_SUCCESS);
+  EXPECT_EQ(verifyHash(message), ERROR_SUCCESS);
+  EXPECT_EQ(bytesParam(message, CMSG_ENCODED_MESSAGE), bytesParam(made, CMSG_CONTENT_PARAM));
+}
+
+TEST(HashedMessage, HasNoSignaturesToVerify) {
+  const MessageHandle message = decode(hashed(kSha1, octets("abc")));
+  EXPECT_EQ(control(message, CMSG_CTRL_VERIFY_SIGNATURE, nullptr), CRYPT_E_INVALID_MSG_TYPE);
+}
+
 TEST(HashedMessage, DoesNotVerifyOverOtherContent) {
   Octets bytes = hashed(kSha1, octets("abc"));
   const auto at = text(bytes).find("abc");
@@ -309,6 +324,16 @@ TEST(HashedMessage, NeverDecodesWhenItIsCut) {
   }
 }
 
+TEST(HashedMessage, TakesNoDetachedContentForAHashThatWeDoNotKnow) {
+  const MessageHandle message = openDecoder(CMSG_DETACHED_FLAG);
+  ASSERT_EQ(update(message,
+                   fromHex("303c 06092a864886f70d010705 a02f 302d 020100 3006 06022a03 0500"
+                           "300b 06092a864886f70d010701"
+                           "0413 00112233445566778899aabbccddeeff001122")),
+            ERROR_SUCCESS);
+  EXPECT_EQ(update(message, octets("abc")), CRYPT_E_UNKNOWN_ALGO);
+}
+
 TEST(HashedMessage, WithAHashThatWeDoNotKnowIsDecodedButNotVerified) {
   const Octets bytes = fromHex(
       "3043 06092a864886f70d010705 a036 3034 020100 3006 06022a03 0500"
@@ -321,4 +346,4 @@ TEST(HashedMessage, WithAHashThatWeDoNotKnowIsDecodedButNotVerified) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::hashed_message_test

@@ -4,7 +4,7 @@
 
 #include "tests/provider/message/signers.h"
 
-namespace qx::test {
+namespace qx::test::heap_test {
 namespace {
 
 using lab::KeyKind;
@@ -206,4 +206,4 @@ TEST(OutOfMemory, LeavesTheMessageAsItWasWhenAnAttributeIsAdded) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::heap_test

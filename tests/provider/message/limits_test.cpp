@@ -8,7 +8,7 @@
 #include "tests/provider/der/large_memory.h"
 #include "tests/provider/message/changes.h"
 
-namespace qx::test {
+namespace qx::test::limits_test {
 namespace {
 
 using lab::KeyKind;
@@ -181,4 +181,4 @@ TEST(MessageLimits, SizeOfAMessage) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::limits_test

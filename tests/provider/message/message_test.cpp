@@ -7,7 +7,7 @@
 
 #include "tests/provider/message/signers.h"
 
-namespace qx::test {
+namespace qx::test::message_test {
 namespace {
 
 /// A message that does nothing but tell when it is gone.
@@ -100,4 +100,4 @@ TEST(MessageHandles, OfNothingAndOfOtherKindsLeadNowhere) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::message_test

@@ -6,6 +6,10 @@
 
 namespace qx::test {
 
+Octets copyOf(der::Bytes bytes) {
+  return {bytes.begin(), bytes.end()};
+}
+
 Octets octets(std::string_view text) {
   return {text.begin(), text.end()};
 }

@@ -30,6 +30,8 @@ T* writable(const T* object) {
 }
 
 Octets octets(std::string_view text);
+
+Octets copyOf(der::Bytes bytes);
 std::string text(der::Bytes bytes);
 
 /// blob shows bytes to the platform, which takes them without const but does not write to them.

@@ -8,7 +8,7 @@
 #include "provider/message/param_output.h"
 #include "tests/provider/der/hex.h"
 
-namespace qx {
+namespace qx::one_piece_test {
 namespace {
 
 using test::fromHex;
@@ -135,4 +135,4 @@ TEST(ParamOutput, WritesARecordInOnePiece) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::one_piece_test

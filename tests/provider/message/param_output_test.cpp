@@ -14,7 +14,7 @@
 #include "tests/provider/der/large_memory.h"
 #include "tests/provider/message/messages.h"
 
-namespace qx {
+namespace qx::param_output_test {
 namespace {
 
 using test::fromHex;
@@ -181,4 +181,4 @@ TEST(ParamOutputs, RefuseMoreThanASignedSizeCanTell) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::param_output_test

@@ -7,7 +7,7 @@
 #include "provider/message/limits.h"
 #include "tests/provider/der/hex.h"
 
-namespace qx {
+namespace qx::recipient_test {
 namespace {
 
 using test::fromHex;
@@ -220,4 +220,4 @@ TEST(Recipients, OfAgreementsAreLimitedLikeOthers) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::recipient_test

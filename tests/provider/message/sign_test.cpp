@@ -8,7 +8,7 @@
 #include "tests/provider/message/signers.h"
 #include "tests/support/kind_name.h"
 
-namespace qx::test {
+namespace qx::test::sign_test {
 namespace {
 
 using lab::KeyKind;
@@ -92,4 +92,4 @@ INSTANTIATE_TEST_SUITE_P(Messages,
                          caseText);
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::sign_test

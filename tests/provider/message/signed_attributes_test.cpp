@@ -8,7 +8,7 @@
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/encode_records.h"
 
-namespace qx::test {
+namespace qx::test::signed_attributes_test {
 namespace {
 
 using lab::KeyKind;
@@ -175,4 +175,4 @@ TEST(SignedAttributes, RefusesAttributesThatCannotBeUsed) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::signed_attributes_test

@@ -8,16 +8,12 @@
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/foreign_messages.h"
 
-namespace qx::test {
+namespace qx::test::signed_data_test {
 namespace {
 
 using lab::KeyKind;
 
 const Octets kContent = octets("Read part by part.");
-
-Octets copyOf(der::Bytes bytes) {
-  return {bytes.begin(), bytes.end()};
-}
 
 /// A message, and the SignedData inside.
 class Source {
@@ -200,4 +196,4 @@ TEST(SignedDatas, AreRefusedWhereverTheirFieldsEnd) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::signed_data_test

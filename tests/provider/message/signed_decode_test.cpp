@@ -7,7 +7,7 @@
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/signers.h"
 
-namespace qx::test {
+namespace qx::test::signed_decode_test {
 namespace {
 
 using lab::KeyKind;
@@ -497,4 +497,4 @@ TEST(SignedDecodeOtherContent, NeedsSignedAttributes) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::signed_decode_test

@@ -6,7 +6,7 @@
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/encode_records.h"
 
-namespace qx::test {
+namespace qx::test::signed_encode_test {
 namespace {
 
 using lab::KeyKind;
@@ -184,4 +184,4 @@ TEST(SignedEncode, TakesAttachedContentInOnePiece) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::signed_encode_test

@@ -8,10 +8,6 @@
 namespace qx::test {
 namespace {
 
-Octets copyOf(der::Bytes bytes) {
-  return {bytes.begin(), bytes.end()};
-}
-
 // The next element; an empty one, and a failed test, when there is none.
 der::Element take(der::Reader& reader) {
   const Result<der::Element> element = reader.next();

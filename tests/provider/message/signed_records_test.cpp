@@ -6,7 +6,7 @@
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/encode_records.h"
 
-namespace qx::test {
+namespace qx::test::signed_records_test {
 namespace {
 
 using lab::KeyKind;
@@ -261,4 +261,4 @@ TEST(SignedRecords, RefusesTwoCertificatesWithOneIssuerAndSerialNumber) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::signed_records_test

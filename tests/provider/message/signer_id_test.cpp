@@ -4,11 +4,12 @@
 
 #include <gtest/gtest.h>
 
+#include "provider/der/writer.h"
 #include "provider/message/blob.h"
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/messages.h"
 
-namespace qx {
+namespace qx::signer_id_test {
 namespace {
 
 using test::blob;
@@ -171,6 +172,40 @@ TEST(SignerIds, OfANegativeSerialNumberAreNotNamedByAPositiveOne) {
   EXPECT_FALSE(namesSigner(infoOf(name, positive), id));
 }
 
+TEST(SignerIds, AreComparedByWhatTheirSerialNumbersEncode) {
+  const std::vector<Octets> numbers = {
+      {},
+      {0x00},
+      {0x7F},
+      {0x80},
+      {0xFF},
+      {0x00, 0x00},
+      {0x00, 0x80},
+      {0x80, 0x00},
+      {0xFF, 0xFF},
+      {0xFF, 0x00},
+      {0x80, 0xFF},
+      {0x7F, 0x00, 0x00},
+      {0x01, 0xFF},
+      {0xFF, 0x01},
+      {0x00, 0xFF},
+      {0x01, 0x00},
+      {0x00, 0x01},
+      {0x80, 0xFF, 0xFF},
+  };
+  const Octets name = fromHex("3000");
+  for (const Octets& content : numbers) {
+    const SignerId id{.whole = {}, .issuer = name, .serial = content, .keyId = {}};
+    const Octets reversed(content.rbegin(), content.rend());
+    for (const Octets& number : numbers) {
+      EXPECT_EQ(namesSigner(infoOf(name, number), id),
+                der::integerFromLittleEndian(number).bytes() ==
+                    der::integerFromLittleEndian(reversed).bytes())
+          << toHex(content) << " and the other way round " << toHex(number);
+    }
+  }
+}
+
 TEST(SignerIds, OfAKeyAreNamedByTheMadeUpName) {
   const Octets bytes = fromHex("8003aabbcc");
   const SignerId id = *readFrom(bytes);
@@ -216,4 +251,4 @@ TEST(SignerIds, ComeBackAsTheyWere) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::signer_id_test

@@ -118,16 +118,6 @@ Signer& signer(KeyKind kind, int number) {
   return *entry;
 }
 
-const std::vector<KeyKind>& allKinds() {
-  static const std::vector<KeyKind> kinds = {KeyKind::Gost2001,
-                                             KeyKind::Gost2012_256,
-                                             KeyKind::Gost2012_512,
-                                             KeyKind::Rsa2048,
-                                             KeyKind::EcP256,
-                                             KeyKind::EcP384};
-  return kinds;
-}
-
 MessageHandle openEncoder(std::vector<CMSG_SIGNER_ENCODE_INFO> signers,
                           const SignOptions& options,
                           const std::vector<Octets>& certificates) {

@@ -7,6 +7,7 @@
 
 #include "provider/key/key_context.h"
 #include "tests/provider/message/messages.h"
+#include "tests/support/kind_name.h"
 #include "tests/support/provider_folder.h"
 #include "tools/lab/pki.h"
 
@@ -67,8 +68,6 @@ class Signer {
 
 /// signer gives a signer of the kind, made once in a process; `number` tells several apart.
 Signer& signer(lab::KeyKind kind, int number = 0);
-
-const std::vector<lab::KeyKind>& allKinds();
 
 struct SignOptions {
   DWORD flags = 0;

@@ -6,7 +6,7 @@
 #include "tests/provider/message/signers.h"
 #include "tests/support/kind_name.h"
 
-namespace qx::test {
+namespace qx::test::tamper_test {
 namespace {
 
 using lab::KeyKind;
@@ -153,4 +153,4 @@ TEST(TamperSigners, SwappedSignaturesDoNotPass) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::tamper_test

@@ -6,7 +6,7 @@
 #include "tests/provider/message/signers.h"
 #include "tests/support/kind_name.h"
 
-namespace qx::test {
+namespace qx::test::verify_test {
 namespace {
 
 using lab::KeyKind;
@@ -286,4 +286,4 @@ TEST(Verify, HashesTheContentOnceForAnyNumberOfLooks) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::verify_test

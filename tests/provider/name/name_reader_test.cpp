@@ -13,7 +13,7 @@
 #include "provider/openssl/owned.h"
 #include "tests/provider/name/der_name.h"
 
-namespace qx {
+namespace qx::name_reader_test {
 namespace {
 
 using test::DerName;
@@ -266,4 +266,4 @@ TEST(ValueText, OfOldTypesAgreesWithLibcryptoOnEveryOctet) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::name_reader_test

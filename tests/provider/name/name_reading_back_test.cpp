@@ -13,7 +13,7 @@
 #include "provider/name/name_text.h"
 #include "provider/openssl/owned.h"
 
-namespace qx {
+namespace qx::name_reading_back_test {
 namespace {
 
 // A rendered name must lead back to the name that was signed, whatever its authors put into it. The
@@ -236,4 +236,4 @@ TEST(RenderedNames, DifferWhereTheNamesDo) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::name_reading_back_test

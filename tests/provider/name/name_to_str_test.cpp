@@ -12,6 +12,7 @@
 #include "provider/openssl/owned.h"
 #include "tests/provider/name/der_name.h"
 
+namespace qx::test::name_to_str_test {
 namespace {
 
 using qx::test::DerName;
@@ -310,3 +311,4 @@ TEST(NameToStr, AgreesWithLibcryptoOnTheCharacters) {
 }
 
 }  // namespace
+}  // namespace qx::test::name_to_str_test

@@ -12,6 +12,7 @@
 
 #include "tests/provider/name/der_name.h"
 
+namespace qx::test::text_cache_test {
 namespace {
 
 using qx::test::DerName;
@@ -101,3 +102,4 @@ TEST(CachedNameText, ServesSeveralThreads) {
 }
 
 }  // namespace
+}  // namespace qx::test::text_cache_test

@@ -14,6 +14,7 @@
 
 #include "provider/oid/table.h"
 
+namespace qx::test::oid_info_test {
 namespace {
 
 constexpr DWORD kClassMask = 0xE000;
@@ -334,3 +335,4 @@ TEST(CertOidToAlgId, AgreesWithLibcryptoOnTheHashes) {
 }
 
 }  // namespace
+}  // namespace qx::test::oid_info_test

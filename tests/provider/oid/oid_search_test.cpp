@@ -9,6 +9,7 @@
 #include "platform/errors.h"
 #include "platform/oid_info.h"
 
+namespace qx::test::oid_search_test {
 namespace {
 
 using Entries = std::vector<PCCRYPT_OID_INFO>;
@@ -163,3 +164,4 @@ TEST(OidSearch, GivesTheSameEntriesEachTime) {
 }
 
 }  // namespace
+}  // namespace qx::test::oid_search_test

@@ -21,7 +21,7 @@
 #include "tests/support/command.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx {
+namespace qx::engine_test {
 namespace {
 
 /// Everything of libcrypto's process-wide state that a host could notice.
@@ -287,4 +287,4 @@ TEST(GostEngine, HashesTheEmptyMessageWrongly) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::engine_test

@@ -5,7 +5,7 @@
 #include <openssl/err.h>
 #include <openssl/evperr.h>
 
-namespace qx {
+namespace qx::errors_test {
 namespace {
 
 class OpensslErrors : public ::testing::Test {
@@ -63,4 +63,4 @@ TEST_F(OpensslErrors, ThatNobodyKnowsBecomeTheCallersValue) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::errors_test

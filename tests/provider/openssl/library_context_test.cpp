@@ -11,7 +11,7 @@
 
 #include "provider/openssl/owned.h"
 
-namespace qx {
+namespace qx::library_context_test {
 namespace {
 
 TEST(LibraryContext, IsOneForAllThreads) {
@@ -55,4 +55,4 @@ TEST(LibraryContext, WorksWhenTheHostAllowsItselfNothing) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::library_context_test

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+namespace qx::test::owned_test {
 namespace {
 
 /// An object of somebody else's library that counts how often it is freed.
@@ -91,3 +92,4 @@ TEST(OpensslOwner, OfMemoryTakesWhatLibcryptoAllocated) {
 }
 
 }  // namespace
+}  // namespace qx::test::owned_test

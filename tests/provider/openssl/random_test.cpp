@@ -9,7 +9,7 @@
 
 #include "tests/provider/der/hex.h"
 
-namespace qx {
+namespace qx::random_test {
 namespace {
 
 TEST(Random, KeysHaveTheirLengthAndAreNeverTheSame) {
@@ -37,4 +37,4 @@ TEST(Random, FillsAllOfIt) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::random_test

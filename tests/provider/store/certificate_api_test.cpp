@@ -5,7 +5,7 @@
 #include "provider/store/certificate_context.h"
 #include "tests/provider/store/store_support.h"
 
-namespace qx::test {
+namespace qx::test::certificate_api_test {
 namespace {
 
 class CertificateContextTest : public StoreTest {};
@@ -146,4 +146,4 @@ TEST_F(CertificateContextTest, IsRecognisedByItsMark) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::certificate_api_test

@@ -14,7 +14,7 @@
 #include "tests/provider/store/store_support.h"
 #include "tests/support/kind_name.h"
 
-namespace qx::test {
+namespace qx::test::certificate_data_test {
 namespace {
 
 using lab::KeyKind;
@@ -267,4 +267,4 @@ TEST(CertificateData, ReadsAnOldVersionWithoutExtensions) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::certificate_data_test

@@ -11,7 +11,7 @@
 #include "tests/provider/store/der_builder.h"
 #include "tests/provider/store/store_support.h"
 
-namespace qx::test {
+namespace qx::test::certificate_parser_test {
 namespace {
 
 DWORD errorOf(const Octets& der) {
@@ -262,4 +262,4 @@ TEST(CertificateParser, KeepsTheKeyWhateverItIs) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::certificate_parser_test

@@ -10,7 +10,7 @@
 #include "tests/provider/store/released_handles.h"
 #include "tests/provider/store/store_support.h"
 
-namespace qx::test {
+namespace qx::test::certificate_store_test {
 namespace {
 
 using DataList = std::vector<std::shared_ptr<const CertificateData>>;
@@ -206,4 +206,4 @@ TEST_F(CertificateStoreTest, IsWalkedByTheTextOfTheSubjects) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::certificate_store_test

@@ -5,7 +5,7 @@
 
 #include "tests/provider/store/store_support.h"
 
-namespace qx::test {
+namespace qx::test::compare_test {
 namespace {
 
 class IntegerTest : public ::testing::Test {
@@ -156,4 +156,4 @@ TEST_F(FindAttribute, StepsOverAttributesWithoutOid) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::compare_test

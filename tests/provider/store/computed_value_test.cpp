@@ -9,7 +9,7 @@
 #include "tests/provider/store/der_builder.h"
 #include "tests/provider/store/store_support.h"
 
-namespace qx::test {
+namespace qx::test::computed_value_test {
 namespace {
 
 using lab::KeyKind;
@@ -99,4 +99,4 @@ TEST(ComputedValue, IsNotThereForOtherProperties) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::computed_value_test

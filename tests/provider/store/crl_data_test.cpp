@@ -8,7 +8,7 @@
 #include "provider/openssl/owned.h"
 #include "tests/provider/store/store_support.h"
 
-namespace qx::test {
+namespace qx::test::crl_data_test {
 namespace {
 
 Bytes makeCrl(const lab::CrlOptions& options) {
@@ -128,4 +128,4 @@ TEST(CrlData, HasNothingForLibcryptoWhenTheRowsAreDamaged) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::crl_data_test

@@ -9,7 +9,7 @@
 
 #include "tests/provider/store/store_support.h"
 
-namespace qx::test {
+namespace qx::test::file_content_test {
 namespace {
 
 Bytes bytes(const std::string& text) {
@@ -106,4 +106,4 @@ TEST(DerFromFile, RefusesAnotherKindsBlock) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::file_content_test

@@ -11,7 +11,7 @@
 
 #include "tests/provider/store/store_support.h"
 
-namespace qx::test {
+namespace qx::test::folder_state_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -218,4 +218,4 @@ TEST_F(FolderStateTest, IsNotFreshWhenTheFolderChangedOrIsYoung) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::folder_state_test

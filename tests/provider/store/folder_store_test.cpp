@@ -11,7 +11,7 @@
 #include "provider/store/store_files.h"
 #include "tests/provider/store/store_support.h"
 
-namespace qx::test {
+namespace qx::test::folder_store_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -160,4 +160,4 @@ TEST_F(FolderStoreTest, OutlivesItsFiles) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::folder_store_test

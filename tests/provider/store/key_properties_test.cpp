@@ -8,7 +8,7 @@
 #include "tests/provider/store/properties_support.h"
 #include "tests/provider/store/released_handles.h"
 
-namespace qx::test {
+namespace qx::test::key_properties_test {
 namespace {
 
 class KeyProvInfoTest : public PropertiesTest {
@@ -286,4 +286,4 @@ TEST_F(KeyContextTest, IsNotInherited) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::key_properties_test

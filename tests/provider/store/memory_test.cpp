@@ -9,7 +9,7 @@
 #include "tests/provider/message/heap.h"
 #include "tests/provider/store/store_support.h"
 
-namespace qx::test {
+namespace qx::test::memory_test {
 namespace {
 
 // Each test lets every allocation of one call fail once. Leaks are the sanitizer's business.
@@ -200,4 +200,4 @@ TEST_F(MemoryTest, ComparesWithoutMemory) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::memory_test

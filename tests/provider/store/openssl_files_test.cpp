@@ -7,7 +7,7 @@
 #include "tests/provider/store/store_support.h"
 #include "tests/support/command.h"
 
-namespace qx::test {
+namespace qx::test::openssl_files_test {
 namespace {
 
 // Files that the openssl command wrote, in all its forms.
@@ -110,4 +110,4 @@ TEST_F(OpensslFilesTest, StandInTheOrderOfTheirDates) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::openssl_files_test

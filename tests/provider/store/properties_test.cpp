@@ -8,7 +8,7 @@
 
 #include "tests/provider/store/properties_support.h"
 
-namespace qx::test {
+namespace qx::test::properties_test {
 namespace {
 
 TEST_F(PropertiesTest, AreNotThereAtFirst) {
@@ -196,4 +196,4 @@ TEST_F(PropertiesTest, DoNotLetTheAccessStateBeSet) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::properties_test

@@ -5,7 +5,7 @@
 
 #include "tests/provider/store/store_support.h"
 
-namespace qx::test {
+namespace qx::test::shared_objects_test {
 namespace {
 
 using Certificates = SharedObjects<CertificateData>;
@@ -87,4 +87,4 @@ TEST(SharedObjects, MayBeAskedForByManyThreads) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::shared_objects_test

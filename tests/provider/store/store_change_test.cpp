@@ -6,7 +6,7 @@
 
 #include "tests/provider/store/store_support.h"
 
-namespace qx::test {
+namespace qx::test::store_change_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -347,4 +347,4 @@ TEST_F(ChangeTest, LeavesTheMachinesTrustToRoot) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::store_change_test

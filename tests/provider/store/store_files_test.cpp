@@ -16,7 +16,7 @@
 #include "tests/provider/store/store_support.h"
 #include "tests/support/command.h"
 
-namespace qx::test {
+namespace qx::test::store_files_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -318,4 +318,4 @@ TEST_F(KilledWriterTest, LeavesWholeFiles) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::store_files_test

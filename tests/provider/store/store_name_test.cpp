@@ -5,7 +5,7 @@
 
 #include "tests/provider/store/store_support.h"
 
-namespace qx::test {
+namespace qx::test::store_name_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -152,4 +152,4 @@ TEST_F(StoreNameTest, TakesNoFileForAStore) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::store_name_test

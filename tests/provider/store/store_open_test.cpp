@@ -7,7 +7,7 @@
 #include "tests/provider/store/released_handles.h"
 #include "tests/provider/store/store_support.h"
 
-namespace qx::test {
+namespace qx::test::store_open_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -237,4 +237,4 @@ TEST_F(CloseStoreTest, RefusesWhatIsNoStore) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::store_open_test

@@ -10,7 +10,7 @@
 
 #include "tests/provider/store/store_support.h"
 
-namespace qx::test {
+namespace qx::test::store_search_test {
 namespace {
 
 using Names = std::vector<std::string>;
@@ -327,4 +327,4 @@ TEST_F(SearchTest, WantsItsParameter) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::store_search_test

@@ -5,7 +5,7 @@
 
 #include "tests/provider/store/store_support.h"
 
-namespace qx::test {
+namespace qx::test::store_snapshot_test {
 namespace {
 
 StoredCertificate stored(const std::string& file,
@@ -86,4 +86,4 @@ TEST(StoreSnapshot, HasAStampOfItsOwn) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::store_snapshot_test

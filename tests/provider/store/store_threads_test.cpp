@@ -12,7 +12,7 @@
 #include "provider/store/store_files.h"
 #include "tests/provider/store/store_support.h"
 
-namespace qx::test {
+namespace qx::test::store_threads_test {
 namespace {
 
 constexpr int kThreads = 8;
@@ -185,4 +185,4 @@ TEST_F(ThreadsTest, GoOnInAChild) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::store_threads_test

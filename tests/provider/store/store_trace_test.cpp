@@ -11,7 +11,7 @@
 #include "tests/provider/store/store_support.h"
 #include "tests/support/trace_to_file.h"
 
-namespace qx::test {
+namespace qx::test::store_trace_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -102,4 +102,4 @@ TEST_F(StoreTraceTest, SaysNothingOfAnIncludedStoreThatIsAbsent) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::store_trace_test

@@ -3,7 +3,7 @@
 
 #include "tests/provider/store/store_support.h"
 
-namespace qx::test {
+namespace qx::test::store_walk_test {
 namespace {
 
 using Names = std::vector<std::string>;
@@ -188,4 +188,4 @@ TEST_F(WalkTest, DoesNotVisitWhatIsAddedOnTheWay) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::store_walk_test

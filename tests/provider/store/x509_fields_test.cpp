@@ -8,7 +8,7 @@
 
 #include "tests/provider/store/der_builder.h"
 
-namespace qx::test {
+namespace qx::test::x509_fields_test {
 namespace {
 
 using x509::Fields;
@@ -113,4 +113,4 @@ TEST(Extensions, StandUnderTheirTag) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::x509_fields_test

@@ -6,6 +6,7 @@
 
 #include "platform/support.h"
 
+namespace qx::test::charset_tables_test {
 namespace {
 
 // The upper half of windows-1251 as the Unicode consortium publishes it (CP1251.TXT); 0 is not
@@ -128,3 +129,4 @@ TEST(Charsets, LeaveABufferAloneThatIsTooSmall) {
 }
 
 }  // namespace
+}  // namespace qx::test::charset_tables_test

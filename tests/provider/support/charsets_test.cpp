@@ -9,6 +9,7 @@
 #include "platform/errors.h"
 #include "platform/support.h"
 
+namespace qx::test::charsets_test {
 namespace {
 
 std::u16string fromCp1251(const std::string& text) {
@@ -183,3 +184,4 @@ TEST_F(Mbsrtowcs, StopsAtWhatIsNoCharacterAndSaysWhere) {
 }
 
 }  // namespace
+}  // namespace qx::test::charsets_test

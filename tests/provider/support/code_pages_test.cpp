@@ -11,6 +11,7 @@
 #include "platform/errors.h"
 #include "platform/strings.h"
 
+namespace qx::test::code_pages_test {
 namespace {
 
 std::wstring widen(const std::string& text, DWORD flags = 0) {
@@ -175,3 +176,4 @@ TEST(CodePages, ReplaceWhatIsNoCharacter) {
 }
 
 }  // namespace
+}  // namespace qx::test::code_pages_test

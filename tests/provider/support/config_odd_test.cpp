@@ -9,7 +9,7 @@
 #include "tests/provider/support/scoped_environment.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx::test {
+namespace qx::test::config_odd_test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -132,4 +132,4 @@ TEST_F(ConfigOdd, ComplainsOfValuesThatOnlyLookRight) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::config_odd_test

@@ -9,6 +9,7 @@
 #include "tests/provider/support/scoped_environment.h"
 #include "tests/support/temp_dir.h"
 
+namespace qx::test::config_test {
 namespace {
 
 using qx::Configuration;
@@ -335,3 +336,4 @@ TEST_F(Config, LeavesTheErrorQueueAsItWas) {
 }
 
 }  // namespace
+}  // namespace qx::test::config_test

@@ -10,7 +10,7 @@
 
 #include "provider/support/files.h"
 
-namespace qx {
+namespace qx::deadline_test {
 namespace {
 
 using std::chrono::hours;
@@ -116,4 +116,4 @@ TEST_F(DeadlineTest, GoesOnWaitingBehindASignal) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::deadline_test

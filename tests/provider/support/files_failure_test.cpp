@@ -15,6 +15,7 @@
 #include "provider/support/files.h"
 #include "tests/support/temp_dir.h"
 
+namespace qx::test::files_failure_test {
 namespace {
 
 using qx::Fd;
@@ -209,3 +210,4 @@ TEST_F(FailingFiles, LoseTheirLockWithItsHolder) {
 }
 
 }  // namespace
+}  // namespace qx::test::files_failure_test

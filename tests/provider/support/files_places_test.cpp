@@ -19,7 +19,7 @@
 #include "provider/support/files.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx {
+namespace qx::files_places_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -201,4 +201,4 @@ TEST(ErrnoOfFiles, NeverBecomesSuccess) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::files_places_test

@@ -15,6 +15,7 @@
 
 #include "tests/support/temp_dir.h"
 
+namespace qx::test::files_test {
 namespace {
 
 using qx::Fd;
@@ -261,3 +262,4 @@ TEST(ErrorFromErrno, TellsTheCommonOnesApart) {
 }
 
 }  // namespace
+}  // namespace qx::test::files_test

@@ -7,6 +7,7 @@
 
 #include "tests/provider/support/scoped_environment.h"
 
+namespace qx::test::folders_test {
 namespace {
 
 using qx::Location;
@@ -57,3 +58,4 @@ TEST(RootFolder, OfTheMachineIsTheNamedOrTheUsualOne) {
 }
 
 }  // namespace
+}  // namespace qx::test::folders_test

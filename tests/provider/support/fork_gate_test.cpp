@@ -1,8 +1,5 @@
 #include "provider/support/fork_gate.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <latch>
 #include <optional>
@@ -11,23 +8,12 @@
 
 #include <gtest/gtest.h>
 
-namespace qx {
+#include "tests/support/child.h"
+
+namespace qx::fork_gate_test {
 namespace {
 
-constexpr unsigned kHangs = 20;
-
-// Runs `body` in a child and gives its exit code; a child that hangs is ended by its alarm.
-template <class Body>
-int inChild(const Body& body) {
-  const pid_t child = fork();
-  if (child == 0) {
-    alarm(kHangs);
-    _exit(body());
-  }
-  int status = 0;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
+using test::inChild;
 
 int callOnce() {
   const ForkWaits call;
@@ -179,4 +165,4 @@ TEST(ForkGate, ServesMoreThreadsThanItHasCounters) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::fork_gate_test

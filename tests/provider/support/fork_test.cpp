@@ -1,8 +1,5 @@
 #include "provider/support/fork.h"
 
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <memory>
 #include <mutex>
@@ -10,22 +7,13 @@
 
 #include <gtest/gtest.h>
 
+#include "tests/support/child.h"
+
+namespace qx::test::fork_test {
 namespace {
 
 using qx::ForkSafeMutex;
-
-// Runs `body` in a child and gives its exit code; a child that hangs is ended by its alarm.
-template <class Body>
-int inChild(const Body& body) {
-  const pid_t child = fork();
-  if (child == 0) {
-    alarm(20);
-    _exit(body());
-  }
-  int status = 0;
-  EXPECT_EQ(waitpid(child, &status, 0), child);
-  return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-}
+using qx::test::inChild;
 
 TEST(ForkGeneration, ChangesInAChildAndStaysInTheParent) {
   const unsigned parent = qx::forkGeneration();
@@ -158,3 +146,4 @@ TEST(ForkSafeMutex, IsMadeWhileOthersFork) {
 }
 
 }  // namespace
+}  // namespace qx::test::fork_test

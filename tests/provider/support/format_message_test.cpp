@@ -12,6 +12,7 @@
 #include "provider/support/error_texts.h"
 #include "tests/support/temp_dir.h"
 
+namespace qx::test::format_message_test {
 namespace {
 
 constexpr DWORD kSystem = FORMAT_MESSAGE_FROM_SYSTEM | FORMAT_MESSAGE_IGNORE_INSERTS;
@@ -116,3 +117,4 @@ TEST(ErrorText, IsThereInPlainAsciiForEveryPublishedCode) {
 }
 
 }  // namespace
+}  // namespace qx::test::format_message_test

@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-namespace qx::test {
+namespace qx::test::kept_lately_test {
 namespace {
 
 using Values = KeptLately<int, std::string>;
@@ -125,4 +125,4 @@ TEST(KeptLately, IsSharedByThreads) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::kept_lately_test

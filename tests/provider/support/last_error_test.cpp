@@ -5,6 +5,7 @@
 
 #include "platform/errors.h"
 
+namespace qx::test::last_error_test {
 namespace {
 
 TEST(LastError, IsWhatWasSetLast) {
@@ -37,3 +38,4 @@ TEST(LocalFree, ReleasesWhatMallocGaveAndLeavesTheLastErrorAlone) {
 }
 
 }  // namespace
+}  // namespace qx::test::last_error_test

@@ -7,6 +7,7 @@
 #include "platform/errors.h"
 #include "platform/strings.h"
 
+namespace qx::test::times_test {
 namespace {
 
 constexpr std::uint64_t kTicksPerSecond = 10'000'000;
@@ -115,3 +116,4 @@ TEST(Times, RefuseNullPointers) {
 }
 
 }  // namespace
+}  // namespace qx::test::times_test

@@ -12,6 +12,7 @@
 #include "tests/support/temp_dir.h"
 #include "tests/support/trace_to_file.h"
 
+namespace qx::test::trace_json_test {
 namespace {
 
 using nlohmann::json;
@@ -86,3 +87,4 @@ TEST_F(TraceInJson, OwnLinesTellOfTheConfigurationsProblemsFirst) {
 }
 
 }  // namespace
+}  // namespace qx::test::trace_json_test

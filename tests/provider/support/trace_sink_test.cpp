@@ -14,6 +14,7 @@
 #include "tests/provider/support/scoped_environment.h"
 #include "tests/support/temp_dir.h"
 
+namespace qx::test::trace_sink_test {
 namespace {
 
 qx::Configuration toFile(const std::string& path) {
@@ -133,3 +134,4 @@ TEST(TraceRegister, GivesNoContextWhenTracingIsOff) {
 }
 
 }  // namespace
+}  // namespace qx::test::trace_sink_test

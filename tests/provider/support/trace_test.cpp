@@ -21,6 +21,7 @@
 #include "tests/support/temp_dir.h"
 #include "tests/support/trace_to_file.h"
 
+namespace qx::test::trace_test {
 namespace {
 
 using qx::test::TraceToFile;
@@ -229,3 +230,4 @@ TEST(EscapeControls, LeavesNothingThatSteersATerminal) {
 }
 
 }  // namespace
+}  // namespace qx::test::trace_test

@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+namespace qx::test::two_pass_test {
 namespace {
 
 using qx::Result;
@@ -58,3 +59,4 @@ TEST(TwoPass, RefusesWhatASignedLengthCannotTell) {
 }
 
 }  // namespace
+}  // namespace qx::test::two_pass_test

@@ -10,7 +10,7 @@
 
 #include <gtest/gtest.h>
 
-namespace qx {
+namespace qx::until_unload_test {
 namespace {
 
 // Not a static object: what ends late would find it gone.
@@ -105,4 +105,4 @@ TEST(UntilUnload, GivesTheObjectItself) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::until_unload_test

@@ -9,6 +9,7 @@
 
 #include <gtest/gtest.h>
 
+namespace qx::test::utf8_test {
 namespace {
 
 using qx::nextUtf8;
@@ -194,3 +195,4 @@ TEST(Utf8, ConvertsWideTextUpToALimit) {
 }
 
 }  // namespace
+}  // namespace qx::test::utf8_test

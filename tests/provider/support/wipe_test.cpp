@@ -3,13 +3,13 @@
 #include <algorithm>
 #include <array>
 #include <cstdint>
-#include <fstream>
 #include <new>
-#include <sstream>
 #include <string>
 #include <utility>
 
 #include <gtest/gtest.h>
+
+#include "tests/support/mapping_flag.h"
 
 namespace {
 
@@ -38,6 +38,7 @@ extern "C" int __wrap_munmap(void* address, std::size_t size) {
 
 // NOLINTEND(bugprone-reserved-identifier,readability-identifier-naming)
 
+namespace qx::test::wipe_test {
 namespace {
 
 using qx::SecretBytes;
@@ -156,21 +157,7 @@ TEST(SecretBytes, ThatAreTooManyAreRefused) {
 // The kernel tells of each mapping whether a core dump would hold it ("dd" among its flags: it would
 // not).
 bool isLeftOutOfCoreDumps(const void* address) {
-  std::ifstream maps("/proc/self/smaps");
-  const auto wanted = reinterpret_cast<std::uintptr_t>(address);
-  bool inside = false;
-  for (std::string line; std::getline(maps, line);) {
-    std::istringstream fields(line);
-    std::uintptr_t from = 0;
-    std::uintptr_t to = 0;
-    char dash = 0;
-    if (fields >> std::hex >> from >> dash >> to && dash == '-') {
-      inside = from <= wanted && wanted < to;
-    } else if (inside && line.starts_with("VmFlags:")) {
-      return line.find(" dd") != std::string::npos;
-    }
-  }
-  return false;
+  return qx::test::hasMappingFlag(address, "dd");
 }
 
 TEST(SecretBytes, AreLeftOutOfCoreDumps) {
@@ -228,3 +215,4 @@ TEST(SecretBytes, OfACloneDoNotGoWithTheFirst) {
 }
 
 }  // namespace
+}  // namespace qx::test::wipe_test
