@@ -10,7 +10,7 @@
 
 #include "tests/cli/lab_fixture.h"
 
-namespace qx::test {
+namespace qx::test::parallel_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -161,4 +161,4 @@ TEST_F(ParallelTools, ReadAStoreThatChangesMeanwhile) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::parallel_test

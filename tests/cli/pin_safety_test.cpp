@@ -7,7 +7,7 @@
 
 #include "tests/cli/lab_fixture.h"
 
-namespace qx::test {
+namespace qx::test::pin_safety_test {
 namespace {
 
 using ::testing::AllOf;
@@ -260,4 +260,4 @@ TEST_F(PinSources, CancelledAtTheTerminalSignNothing) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::pin_safety_test

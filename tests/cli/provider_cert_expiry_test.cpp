@@ -6,7 +6,7 @@
 #include "tests/cli/lab_fixture.h"
 #include "tools/lab/pki.h"
 
-namespace qx::test {
+namespace qx::test::provider_cert_expiry_test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -109,4 +109,4 @@ TEST_F(ProviderCertExpiry, TheMachinesStoresAreWatchedApart) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::provider_cert_expiry_test

@@ -7,7 +7,7 @@
 #include "tests/cli/lab_fixture.h"
 #include "tools/lab/pki.h"
 
-namespace qx::test {
+namespace qx::test::provider_cert_test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -190,4 +190,4 @@ TEST_F(ProviderCertText, ShowsNamesInUtf8WithoutControlCharacters) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::provider_cert_test

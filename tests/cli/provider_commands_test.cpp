@@ -6,7 +6,7 @@
 
 #include "tests/cli/lab_fixture.h"
 
-namespace qx::test {
+namespace qx::test::provider_commands_test {
 namespace {
 
 using ::testing::AllOf;
@@ -185,4 +185,4 @@ TEST_F(ProviderWords, NeedAHomeOnlyWhenNothingElseSaysWhereThingsLie) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::provider_commands_test

@@ -7,7 +7,7 @@
 #include "tools/lab/pki.h"
 #include "tools/lab/services.h"
 
-namespace qx::test {
+namespace qx::test::provider_crl_update_test {
 namespace {
 
 using ::testing::AllOf;
@@ -190,4 +190,4 @@ TEST_F(ProviderCrlUpdate, ServesTheMachineApart) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::provider_crl_update_test

@@ -6,7 +6,7 @@
 
 #include "tests/cli/lab_fixture.h"
 
-namespace qx::test {
+namespace qx::test::provider_export_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -179,4 +179,4 @@ TEST_F(ProviderExport, AKeysFileIsNamed) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::provider_export_test

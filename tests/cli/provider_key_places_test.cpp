@@ -9,7 +9,7 @@
 #include "tests/cli/lab_fixture.h"
 #include "tools/lab/pki.h"
 
-namespace qx::test {
+namespace qx::test::provider_key_places_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -283,4 +283,4 @@ TEST_F(ProviderKeyPlaces, NoKeyIsFoundByAPath) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::provider_key_places_test

@@ -10,7 +10,7 @@
 #include "tests/cli/lab_fixture.h"
 #include "tools/lab/pki.h"
 
-namespace qx::test {
+namespace qx::test::provider_key_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -428,4 +428,4 @@ TEST_F(ProviderKeyPasswd, TakesNoPathForAKey) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::provider_key_test

@@ -8,7 +8,7 @@
 #include "tests/cli/lab_fixture.h"
 #include "tests/cli/served_lab.h"
 
-namespace qx::test {
+namespace qx::test::provider_lab_serve_test {
 namespace {
 
 using ::testing::AllOf;
@@ -225,4 +225,4 @@ TEST_F(ProviderLabAddresses, MustBeOnes) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::provider_lab_serve_test

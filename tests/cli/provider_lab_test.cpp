@@ -8,7 +8,7 @@
 
 #include "tests/cli/lab_fixture.h"
 
-namespace qx::test {
+namespace qx::test::provider_lab_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -185,7 +185,9 @@ TEST_F(ProviderLabCreate, MakesAFolderWithAnOddName) {
 TEST_F(ProviderLabCreate, WantsAName) {
   const CommandResult result = provider({"lab", "create", ""});
   EXPECT_EQ(result.exitCode, 1);
-  EXPECT_EQ(result.err, "qxprovider: the name of the lab's folder is empty\n");
+  EXPECT_EQ(
+      result.err,
+      "qxprovider: the name of the lab's folder is empty (qxprovider lab create --help tells more)\n");
 }
 
 TEST_F(ProviderLabCreate, LeavesAFolderAloneThatHoldsSomething) {
@@ -203,4 +205,4 @@ TEST_F(ProviderLabCreate, NamesAFolderThatCannotBeMade) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::provider_lab_test

@@ -6,7 +6,7 @@
 
 #include "tests/cli/lab_fixture.h"
 
-namespace qx::test {
+namespace qx::test::provider_landscape_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -203,4 +203,4 @@ TEST_F(ProviderLandscape, AFileThatAnybodyCouldHaveChangedIsRefused) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::provider_landscape_test

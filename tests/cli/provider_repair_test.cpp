@@ -10,7 +10,7 @@
 
 #include "tests/cli/lab_fixture.h"
 
-namespace qx::test {
+namespace qx::test::provider_repair_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -173,4 +173,4 @@ TEST_F(ProviderRepair, TheMachineIsForItsGroup) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::provider_repair_test

@@ -7,7 +7,7 @@
 #include "tests/cli/lab_fixture.h"
 #include "tools/lab/pki.h"
 
-namespace qx::test {
+namespace qx::test::provider_request_test {
 namespace {
 
 using ::testing::AllOf;
@@ -297,4 +297,4 @@ TEST_F(ProviderAnswer, WhatIsNoAnswerIsRefused) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::provider_request_test

@@ -8,7 +8,7 @@
 
 #include "tests/cli/lab_fixture.h"
 
-namespace qx::test {
+namespace qx::test::provider_store_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -154,4 +154,4 @@ TEST_F(ProviderStore, DoesNotMakeAStoreByReadingIt) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::provider_store_test

@@ -8,7 +8,7 @@
 
 #include "tests/cli/lab_fixture.h"
 
-namespace qx::test {
+namespace qx::test::quickstart_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -140,4 +140,4 @@ TEST_F(Quickstart, FailsWhenAChangedCopyIsAccepted) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::quickstart_test

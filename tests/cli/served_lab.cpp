@@ -10,6 +10,8 @@
 #include <csignal>
 #include <stdexcept>
 
+#include "tests/support/read_line.h"
+
 namespace qx::test {
 namespace {
 
@@ -27,14 +29,6 @@ pid_t start(std::vector<std::string> arguments, int output) {
   const int error = posix_spawn(&process, words[0], &actions, nullptr, words.data(), environ);
   posix_spawn_file_actions_destroy(&actions);
   return error == 0 ? process : -1;
-}
-
-std::string readLine(std::FILE* stream) {
-  std::string line;
-  for (int c = std::fgetc(stream); c != EOF && c != '\n'; c = std::fgetc(stream)) {
-    line += static_cast<char>(c);
-  }
-  return line;
 }
 
 }  // namespace

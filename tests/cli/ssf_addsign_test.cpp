@@ -6,7 +6,7 @@
 
 #include "tests/cli/lab_fixture.h"
 
-namespace qx::test {
+namespace qx::test::ssf_addsign_test {
 namespace {
 
 using ::testing::AllOf;
@@ -212,4 +212,4 @@ TEST_F(SsfAddSignTool, CannotReadMessageAndContentFromOneStream) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::ssf_addsign_test

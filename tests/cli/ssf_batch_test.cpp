@@ -11,7 +11,7 @@
 
 // Many files in one call of a tool.
 
-namespace qx::test {
+namespace qx::test::ssf_batch_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -263,4 +263,4 @@ TEST_P(SsfBatchUsage, IsToldInOneLine) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::ssf_batch_test

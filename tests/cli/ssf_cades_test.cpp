@@ -13,7 +13,7 @@
 // Signatures with time stamps of real servers, through the tool: who is asked, in which order, and what
 // the signatures are worth when nobody can be asked any more.
 
-namespace qx::test {
+namespace qx::test::ssf_cades_test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -252,4 +252,4 @@ TEST_F(SsfCadesTool, RefusesTrustByStampsAloneOfASignerBeforeTheLast) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::ssf_cades_test

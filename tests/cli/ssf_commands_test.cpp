@@ -10,7 +10,7 @@
 
 #include "tests/cli/lab_fixture.h"
 
-namespace qx::test {
+namespace qx::test::ssf_commands_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -89,7 +89,7 @@ TEST_P(SsfCommand, NamesAnInputThatItCannotTake) {
   ASSERT_EQ(truncate(big.c_str(), 2'147'483'648), 0);
   const std::pair<std::string, std::string> inputs[] = {
       {"/nonexistent/in", "No such file or directory"},
-      {lab("pem"), "is a folder"},
+      {lab("pem"), "is a folder; name a file in it"},
       {write("empty", ""), "is empty; an SSF call takes at least one byte"},
       {big, "more than 2147483647 bytes, the most that one SSF call can take"}};
   for (const auto& [path, reason] : inputs) {
@@ -218,4 +218,4 @@ TEST_P(SsfCommand, WantsItsInputWhenStandardInputIsClosed) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::ssf_commands_test

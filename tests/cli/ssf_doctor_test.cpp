@@ -2,6 +2,7 @@
 
 #include <chrono>
 #include <filesystem>
+#include <fstream>
 #include <string>
 
 #include <gmock/gmock.h>
@@ -9,8 +10,9 @@
 #include <nlohmann/json.hpp>
 
 #include "tests/cli/lab_fixture.h"
+#include "tools/lab/pki.h"
 
-namespace qx::test {
+namespace qx::test::ssf_doctor_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -53,6 +55,18 @@ class SsfDoctor : public LabTest {
     return "";
   }
 
+  static qx::lab::Authority listIssuer() {
+    return {qx::lab::keyFromPem(readFile(lab("pem/gost-ca.key"))),
+            qx::lab::certificateFromPem(readFile(lab("pem/gost-ca.crt")))};
+  }
+
+  /// replaceList has this authority's revocation list end so long from now.
+  void replaceList(std::chrono::seconds end) const {
+    const std::string file = fileThatHolds("stores/CA", "Lab_GOST_CA", ".crl");
+    const auto list = listIssuer().crl({.thisUpdate = -8 * qx::lab::kDay, .nextUpdate = end});
+    std::ofstream(file) << qx::lab::toPem(list.get());
+  }
+
   std::string anyKey() const { return fileThatHolds("keys", ""); }
 
   CommandResult examine(Arguments more = {"--signer", "CN=Anna Orlova"}) const {
@@ -68,7 +82,11 @@ TEST_F(SsfDoctor, FindsNothingWrongWithAHealthyLab) {
                            "  good     verify: works\n",
                            "  good     envelope: works\n",
                            "  good     develope: works\n",
-                           "  good     GOST engine: ",
+                           "  good     GOST engine: libengine-gost-openssl ",
+                           ", loaded from /",
+                           "/gost.so\n",
+                           ", built with 3.",
+                           "CN=Lab GOST CA, O=Lab, C=RU: its revocation list holds until 20",
                            "  good     nettle: ",
                            "libcrypto: OpenSSL 3.",
                            "user's folder: ",
@@ -227,6 +245,48 @@ TEST_F(SsfDoctor, MissesAnAuthoritysRevocationList) {
                               "holds now: SsfVerify returns 5 with the result 22\n"
                               "           mend: qxprovider crl add --store CA CRL\n"),
                     HasSubstr("mend: qxssf explain 22 --operation verify\n")));
+}
+
+TEST_F(SsfDoctor, SeesThatAListEnded) {
+  replaceList(-std::chrono::hours(1));
+  const CommandResult told = examine({});
+  EXPECT_EQ(told.exitCode, 4);
+  EXPECT_THAT(told.out,
+              ContainsRegex("FAULT    CN=Lab GOST CA, O=Lab, C=RU: its revocation list ended at "
+                            "20[-0-9T:]*Z: SsfVerify returns 5 with the result 22\n"
+                            "           mend: qxprovider crl add --store CA CRL\n"));
+}
+
+TEST_F(SsfDoctor, SeesThatAListEndsSoon) {
+  replaceList(6 * qx::lab::kDay);
+  const CommandResult told = examine({});
+  EXPECT_EQ(told.exitCode, 0);
+  EXPECT_THAT(told.out,
+              ContainsRegex("warning  CN=Lab GOST CA, O=Lab, C=RU: its revocation list ends soon, "
+                            "at 20[-0-9T:]*Z\n"
+                            "           mend: qxprovider crl add --store CA CRL\n"));
+  replaceList(8 * qx::lab::kDay);
+  EXPECT_THAT(examine({}).out, HasSubstr("\n0 faults, 0 warnings\n"));
+}
+
+TEST_F(SsfDoctor, KnowsThatAListCanBeFetchedWhereCertificatesSayFromWhere) {
+  const auto key = qx::lab::generateKey(qx::lab::KeyKind::EcP256);
+  const auto certificate = listIssuer().issue(key.get(),
+                                              {.subject = {{.type = "CN", .value = "Addressed"}},
+                                               .keyUsage = "keyEncipherment",
+                                               .crlUrl = "http://localhost/ca.crl"});
+  std::ofstream(userFolder() + "/stores/Addressbook/addressed.pem")
+      << qx::lab::toPem(certificate.get());
+  replaceList(qx::lab::kDay);
+  EXPECT_THAT(examine({}).out, HasSubstr("           mend: qxprovider crl update\n"));
+}
+
+TEST_F(SsfDoctor, TakesTheListThatHoldsLongest) {
+  const std::string good = fileThatHolds("stores/CA", "Lab_GOST_CA", ".crl");
+  fs::copy(good, userFolder() + "/stores/CA/kept.crl");
+  replaceList(-std::chrono::hours(1));
+  EXPECT_THAT(examine({}).out,
+              AllOf(HasSubstr("\n0 faults, 0 warnings\n"), Not(HasSubstr("list ended"))));
 }
 
 TEST_F(SsfDoctor, FindsAnIntermediateInTheWrongStore) {
@@ -411,4 +471,4 @@ TEST_F(SsfDoctorTool, TellsAUserWhoHasNothing) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::ssf_doctor_test

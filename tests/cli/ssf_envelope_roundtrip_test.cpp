@@ -5,7 +5,7 @@
 
 #include "tests/cli/lab_fixture.h"
 
-namespace qx::test {
+namespace qx::test::ssf_envelope_roundtrip_test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -152,4 +152,4 @@ TEST_F(SsfEnvelopeRoundTrip, PassesThroughPipes) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::ssf_envelope_roundtrip_test

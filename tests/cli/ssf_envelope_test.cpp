@@ -6,7 +6,7 @@
 
 #include "tests/cli/lab_fixture.h"
 
-namespace qx::test {
+namespace qx::test::ssf_envelope_test {
 namespace {
 
 using ::testing::AllOf;
@@ -178,4 +178,4 @@ TEST_P(SsfDevelopeUsage, IsToldInOneLine) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::ssf_envelope_test

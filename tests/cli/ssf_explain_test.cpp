@@ -6,7 +6,7 @@
 
 #include "tests/cli/lab_fixture.h"
 
-namespace qx::test {
+namespace qx::test::ssf_explain_test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -59,4 +59,4 @@ TEST_F(SsfExplainTool, RefusesWhatIsNoCode) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::ssf_explain_test

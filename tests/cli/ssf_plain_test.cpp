@@ -6,7 +6,7 @@
 
 #include "tests/cli/lab_fixture.h"
 
-namespace qx::test {
+namespace qx::test::ssf_plain_test {
 namespace {
 
 using ::testing::AllOf;
@@ -153,7 +153,9 @@ TEST_F(SsfInformationTool, ListsAProperty) {
 TEST_F(SsfInformationTool, RefusesAnUnknownProperty) {
   const CommandResult result = ssf({"properties", "COLOUR"});
   EXPECT_EQ(result.exitCode, 1);
-  EXPECT_EQ(result.err, "qxssf: there is no property COLOUR; qxssf properties lists all\n");
+  EXPECT_EQ(
+      result.err,
+      "qxssf: there is no property COLOUR; qxssf properties lists all (qxssf properties --help tells more)\n");
 }
 
 TEST_F(SsfInformationTool, LoadsTheLibraryThatItIsGiven) {
@@ -195,4 +197,4 @@ TEST_F(SsfInformationTool, HintsAtTheHelpAfterAMistake) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::ssf_plain_test

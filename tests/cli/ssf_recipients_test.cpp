@@ -8,7 +8,7 @@
 
 // The library encrypts for anybody whose certificate it finds: the tool says for whom it should not.
 
-namespace qx::test {
+namespace qx::test::ssf_recipients_test {
 namespace {
 
 using ::testing::AllOf;
@@ -125,4 +125,4 @@ TEST_F(SsfRecipientsOfAWorld, AreWarnedOfWithoutLettingThemSteerTheTerminal) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::ssf_recipients_test

@@ -12,7 +12,7 @@
 
 // The page about a verification, made by the tool and read by somebody else.
 
-namespace qx::test {
+namespace qx::test::ssf_report_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -48,6 +48,20 @@ class SsfReport : public LabTest {
 
   std::string document_ = write("document", "what is signed\n");
 };
+
+TEST_F(SsfReport, IsInTheLanguageThatIsAskedForElseInTheUsers) {
+  const std::string message = sign();
+  const auto title = [&](const Arguments& more) {
+    EXPECT_EQ(verify(message, more).exitCode, 0);
+    return readPage(file("page.html"))["title"].get<std::string>();
+  };
+  EXPECT_EQ(title({"--report-language", "ru"}), "Проверка " + message);
+  EXPECT_EQ(title({}), "Verification of " + message);
+  setEnvironment("LC_ALL", "ru_RU.UTF-8");
+  EXPECT_EQ(title({}), "Проверка " + message);
+  EXPECT_EQ(title({"--report-language", "en"}), "Verification of " + message);
+  EXPECT_EQ(verify(message, {"--report-language", "de"}).exitCode, 1);
+}
 
 TEST_F(SsfReport, TellsWhoSignedAndTheChain) {
   const std::string message =
@@ -178,4 +192,4 @@ TEST_F(SsfReportOfAWorld, PutsTimeStampsOnTheTimeLine) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::ssf_report_test

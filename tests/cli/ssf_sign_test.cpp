@@ -9,7 +9,7 @@
 
 #include "tests/cli/lab_fixture.h"
 
-namespace qx::test {
+namespace qx::test::ssf_sign_test {
 namespace {
 
 using ::testing::AllOf;
@@ -325,4 +325,4 @@ TEST_F(SsfSignTool, RefusesJsonAndAMessageOnOneStream) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::ssf_sign_test

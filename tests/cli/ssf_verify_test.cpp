@@ -5,7 +5,7 @@
 
 #include "tests/cli/lab_fixture.h"
 
-namespace qx::test {
+namespace qx::test::ssf_verify_test {
 namespace {
 
 using ::testing::AllOf;
@@ -321,4 +321,4 @@ TEST_F(SsfVerifyTool, ReadsAPlainMessageAsNoCades) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::ssf_verify_test

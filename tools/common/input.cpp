@@ -62,7 +62,7 @@ Input::Input(const std::string& path, InputKind kind)
     refuse(name_, errnoText(errno));
   }
   if (S_ISDIR(status.st_mode)) {
-    refuse(name_, "is a folder");
+    refuse(name_, "is a folder; name a file in it");
   }
   if (kind != InputKind::Any && !S_ISREG(status.st_mode)) {
     refuse(name_, "is no regular file");

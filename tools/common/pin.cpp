@@ -19,7 +19,7 @@ namespace {
 
 using Kind = PinSource::Kind;
 
-[[noreturn]] void refuse(const std::string& text) {
+[[noreturn]] void refusePin(const std::string& text) {
   throw ToolError(ExitCode::Key, text);
 }
 
@@ -36,19 +36,19 @@ Secret readLine(int fd, const std::string& name, char cancel = '\n') {
       continue;
     }
     if (got < 0) {
-      refuse(name + ": " + errnoText(errno));
+      refusePin(name + ": " + errnoText(errno));
     }
     if (got == 0 || byte == '\n') {
       return line;
     }
     if (byte == cancel) {
-      refuse(name + ": no PIN was given");
+      refusePin(name + ": no PIN was given");
     }
     // A carriage return is none of the PIN when it ends the line, as other systems write lines.
     const bool fits = (!heldReturn || line.append('\r')) && (byte == '\r' || line.append(byte));
     heldReturn = byte == '\r';
     if (!fits) {
-      refuse(name + ": a PIN has at most 1024 bytes");
+      refusePin(name + ": a PIN has at most 1024 bytes");
     }
   }
 }
@@ -57,7 +57,7 @@ Secret readPinFile(const std::string& path, Report& report) {
   const Descriptor file(open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY));
   struct stat status{};
   if (!file || fstat(file.get(), &status) != 0) {
-    refuse(path + ": " + errnoText(errno));
+    refusePin(path + ": " + errnoText(errno));
   }
   if (S_ISREG(status.st_mode) && (status.st_mode & (S_IRWXG | S_IRWXO)) != 0) {
     report.warn(path + ": others can read this PIN file; chmod 600 keeps it private");
@@ -77,7 +77,7 @@ Secret readDescriptor(const std::string& number) {
 Secret readVariable(const std::string& name) {
   const char* value = std::getenv(name.c_str());  // NOLINT(concurrency-mt-unsafe): one thread.
   if (value == nullptr) {
-    refuse("the environment has no variable " + name);
+    refusePin("the environment has no variable " + name + "; export it, or name a file");
   }
   return Secret(value);
 }
@@ -89,7 +89,7 @@ class QuietTerminal {
   explicit QuietTerminal(const std::string& prompt)
       : prompt_(prompt + ": "), terminal_(open("/dev/tty", O_RDWR | O_CLOEXEC)) {
     if (!terminal_ || tcgetattr(terminal_.get(), &before_) != 0) {
-      refuse(prompt + ": there is no terminal to ask at; name a file or another source for it");
+      refusePin(prompt + ": there is no terminal to ask at; name a file or another source for it");
     }
     termios quiet = before_;
     quiet.c_lflag &= ~static_cast<tcflag_t>(ECHO | ISIG);
@@ -108,7 +108,7 @@ class QuietTerminal {
   Secret ask(const std::string& before = "") const {
     const std::string text = before + prompt_;
     if (write(terminal_.get(), text.data(), text.size()) < 0) {
-      refuse("the terminal cannot be written to");
+      refusePin("the terminal cannot be written to");
     }
     return readLine(terminal_.get(), "terminal", kControlC);
   }
@@ -159,6 +159,13 @@ void addPinOptions(CLI::App& command,
                                         })
       ->trigger_on_parse()
       ->group("");
+}
+
+PinSource orPrompt(PinSource source) {
+  if (source.kind == Kind::None) {
+    source.kind = Kind::Prompt;
+  }
+  return source;
 }
 
 Secret readPin(const PinSource& source, const std::string& prompt, Report& report) {

@@ -29,6 +29,9 @@ void addPinOptions(CLI::App& command,
                    const std::string& what,
                    const std::function<PinSource&()>& target);
 
+/// orPrompt is the source, or the prompt where none was named.
+PinSource orPrompt(PinSource source);
+
 /// readPin takes a PIN from its source: the first line of a file or descriptor, the value of a
 /// variable, or what is typed at the terminal without echo after `prompt`. No source gives an empty
 /// PIN. A PIN file that others can read is warned of. Throws ToolError: Key for what cannot be read.

@@ -1,5 +1,7 @@
 #include "tools/common/report.h"
 
+#include <sys/stat.h>
+
 #include <array>
 #include <cstddef>
 #include <span>
@@ -102,6 +104,13 @@ std::string printable(std::string_view text) {
     text.remove_prefix(length);
   }
   return shown;
+}
+
+std::string modeText(mode_t mode) {
+  std::array<char, sizeof("07777")> text{};
+  static_cast<void>(
+      std::snprintf(text.data(), text.size(), "%04o", static_cast<unsigned>(mode & ALLPERMS)));
+  return text.data();
 }
 
 std::string errorNumber(std::uint32_t error) {

@@ -1,6 +1,8 @@
 #ifndef QX_TOOLS_COMMON_REPORT_H_
 #define QX_TOOLS_COMMON_REPORT_H_
 
+#include <sys/types.h>
+
 #include <cstdint>
 #include <cstdio>
 #include <span>
@@ -65,6 +67,9 @@ class Report {
 /// printable makes a text safe to show: control characters, which could steer a terminal, become
 /// \xNN; so do bytes that are not UTF-8.
 std::string printable(std::string_view text);
+
+/// modeText is the rights of a file or folder as chmod takes them: "0640".
+std::string modeText(mode_t mode);
 
 /// errorNumber is an error of the platform, or a mask of bits, as it is looked up: "0x80090006".
 std::string errorNumber(std::uint32_t error);

@@ -1,5 +1,6 @@
 #include "tools/common/times.h"
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -12,10 +13,14 @@ constexpr std::uint64_t kTicksPerSecond = 10'000'000;
 
 }  // namespace
 
+std::uint64_t ticksOf(std::time_t seconds) {
+  return static_cast<std::uint64_t>(std::max<std::int64_t>(seconds + kUnixEpochSeconds, 0)) *
+         kTicksPerSecond;
+}
+
 std::uint64_t ticksNow() {
   const auto now = std::chrono::floor<std::chrono::seconds>(std::chrono::system_clock::now());
-  return static_cast<std::uint64_t>(now.time_since_epoch().count() + kUnixEpochSeconds) *
-         kTicksPerSecond;
+  return ticksOf(std::chrono::system_clock::to_time_t(now));
 }
 
 std::string isoTime(std::uint64_t ticks) {

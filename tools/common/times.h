@@ -2,6 +2,7 @@
 #define QX_TOOLS_COMMON_TIMES_H_
 
 #include <cstdint>
+#include <ctime>
 #include <string>
 
 namespace qx::tools {
@@ -12,6 +13,9 @@ namespace qx::tools {
 constexpr std::uint64_t ticksOf(std::uint32_t high, std::uint32_t low) {
   return (std::uint64_t{high} << 32U) | low;
 }
+
+/// ticksOf counts the seconds from 1970-01-01; what was before 1601 is 0.
+std::uint64_t ticksOf(std::time_t seconds);
 
 /// ticksNow is the present moment, in whole seconds.
 std::uint64_t ticksNow();

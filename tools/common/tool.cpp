@@ -5,10 +5,12 @@
 #include <cerrno>
 #include <cstdio>
 #include <functional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "tools/common/completion.h"
+#include "tools/common/help.h"
 
 namespace qx::tools {
 namespace {
@@ -39,16 +41,18 @@ ExitCode guarded(Tool& tool, const std::function<void()>& work) {
     tool.report.error(code, text);
     return code;
   };
+  const auto misused = [&](const std::string& text) {
+    return failed(ExitCode::Usage, text + " (" + commandLine(tool.app) + " --help tells more)");
+  };
   try {
     work();
     return tool.exit;
   } catch (const CLI::ParseError& error) {
-    return failed(
-        ExitCode::Usage,
-        usageFault(tool.app, error) + " (" + commandLine(tool.app) + " --help tells more)");
+    return misused(usageFault(tool.app, error));
   } catch (...) {
     const ToolError error = presentFailure();
-    return failed(error.code(), error.what());
+    return error.code() == ExitCode::Usage ? misused(error.what())
+                                           : failed(error.code(), error.what());
   }
 }
 
@@ -66,6 +70,8 @@ void flushOutput() {
 
 Tool::Tool(const std::string& name, const std::string& description)
     : app(description, name), report(name) {
+  // Commands that are added later take it from here.
+  app.formatter(std::make_shared<HelpFormatter>());
   app.require_subcommand(1);
   app.fallthrough();
   app.add_flag_callback(

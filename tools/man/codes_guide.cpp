@@ -11,7 +11,7 @@ namespace {
 
 using ssf::Text;
 
-constexpr Text kHead = {
+constexpr Text kGuideHead = {
     R"(# What the numbers mean
 
 <!-- Written by tools/man from the tables of tools/qxssf/explanations.h. -->
@@ -36,7 +36,8 @@ constexpr Text kRemedy = {"What to do", "Что делать"};
 
 class Guide {
  public:
-  explicit Guide(Language language) : isRussian_(language == Language::Russian), out_(in(kHead)) {}
+  explicit Guide(Language language)
+      : isRussian_(language == Language::Russian), out_(in(kGuideHead)) {}
 
   void append(const Text& title, std::span<const ssf::Explanation> table) {
     out_.append("\n## ").append(in(title)).append("\n");

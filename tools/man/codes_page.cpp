@@ -8,7 +8,7 @@
 namespace qx::manual {
 namespace {
 
-constexpr std::string_view kHead =
+constexpr std::string_view kPageHead =
     R"(.\" Written by tools/man from the tables of tools/qxssf/explanations.h.
 .Dd November 21, 2026
 .Dt QXSAPSSF_CODES 7
@@ -85,7 +85,7 @@ std::string asRoff(std::string_view text) {
 }
 
 std::string codesPage() {
-  std::string page(kHead);
+  std::string page(kPageHead);
   appendTable(page, "RETURN CODES", ssf::returnCodes());
   appendTable(page, "RESULTS OF RECORDS", ssf::recordResults());
   appendTable(page, "ERRORS OF THE PROVIDER", ssf::providerErrors());

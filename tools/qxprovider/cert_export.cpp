@@ -8,6 +8,7 @@
 #include "tools/qxprovider/cert_verbs.h"
 #include "tools/qxprovider/certificate_files.h"
 #include "tools/qxprovider/certificate_text.h"
+#include "tools/qxprovider/file_password.h"
 #include "tools/qxprovider/issuers.h"
 #include "tools/qxprovider/key_unlock.h"
 #include "tools/qxprovider/location.h"
@@ -37,18 +38,6 @@ bool isGiven(const PinSource& source) {
   return source.kind != PinSource::Kind::None;
 }
 
-tools::Secret newPassword(const PinSource& given, tools::Report& report) {
-  PinSource source = given;
-  if (!isGiven(source)) {
-    source.kind = PinSource::Kind::Prompt;
-  }
-  tools::Secret password = tools::readNewPin(source, "Password of the new file", report);
-  if (password.empty()) {
-    throw ToolError(ExitCode::Key, "the password is empty; it is all that guards the key");
-  }
-  return password;
-}
-
 // The key and all that others need to trust it.
 void exportPkcs12(tools::Report& report,
                   const ExportArguments& arguments,
@@ -57,7 +46,7 @@ void exportPkcs12(tools::Report& report,
   const Pkcs12Parts parts{.key = unlockKey(*file, arguments.pin, report),
                           .certificate = certificate,
                           .chain = issuersOf(*certificate, *trustOf(arguments.location))};
-  const tools::Secret password = newPassword(arguments.password, report);
+  const tools::Secret password = newFilePassword(arguments.password, "the key", report);
   tools::writePrivateOutput(arguments.output, packPkcs12(parts, password));
   report.facts()["chain"] = parts.chain.size();
 }

@@ -43,7 +43,9 @@ std::vector<std::shared_ptr<const Data>> readAll(const std::string& path, std::s
     }
   }
   if (found.empty()) {
-    throw ToolError(ExitCode::Input, input.name() + ": holds no " + std::string(label));
+    throw ToolError(
+        ExitCode::Input,
+        input.name() + ": holds no " + std::string(label) + " (PEM and DER can be read)");
   }
   return found;
 }

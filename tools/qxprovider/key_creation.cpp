@@ -42,11 +42,7 @@ std::optional<Secret> readChosenPin(const NewPin& pin, tools::Report& report) {
   if (pin.none) {
     return std::nullopt;
   }
-  PinSource source = pin.source;
-  if (source.kind == PinSource::Kind::None) {
-    source.kind = PinSource::Kind::Prompt;
-  }
-  Secret chosen = tools::readNewPin(source, "PIN of the key", report);
+  Secret chosen = tools::readNewPin(tools::orPrompt(pin.source), "PIN of the key", report);
   if (chosen.empty()) {
     throw ToolError(ExitCode::Key, "the PIN is empty; --no-pin leaves the key without one");
   }

@@ -127,7 +127,9 @@ ImportedKey fromDer(Bytes der, const std::string& name, const Password& ask) {
   if (decode<X509SigPtr>(d2i_X509_SIG, der) != nullptr) {
     return {.key = lockedKey(der, name, ask)};
   }
-  refuseFile(name, ExitCode::Input, "is neither PKCS#8 nor PKCS#12");
+  refuseFile(name,
+             ExitCode::Input,
+             "is neither PKCS#8 nor PKCS#12 (openssl pkcs8 -topk8 makes the first)");
 }
 
 }  // namespace

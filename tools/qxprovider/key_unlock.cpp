@@ -25,11 +25,7 @@ KeyFilePtr openKeyFile(Location location, const std::string& id, tools::Report& 
 }
 
 tools::Secret presentPin(const KeyFile& file, const PinSource& given, tools::Report& report) {
-  PinSource source = given;
-  if (file.hasPin() && source.kind == PinSource::Kind::None) {
-    source.kind = PinSource::Kind::Prompt;
-  }
-  return tools::readPin(source, "Present PIN", report);
+  return tools::readPin(file.hasPin() ? tools::orPrompt(given) : given, "Present PIN", report);
 }
 
 std::shared_ptr<const PrivateKey> unlockKey(const KeyFile& file,

@@ -70,11 +70,8 @@ void import(tools::Tool& tool, const KeyArguments& arguments) {
   // Before anything is stored: a second try would find the key there already.
   static_cast<void>(storeName(arguments.location, arguments.store));
   const ImportedKey imported = readKeyFile(arguments.file, [&] {
-    PinSource source = arguments.password;
-    if (source.kind == PinSource::Kind::None) {
-      source.kind = PinSource::Kind::Prompt;
-    }
-    return tools::readPin(source, "Password of " + arguments.file, report);
+    return tools::readPin(
+        tools::orPrompt(arguments.password), "Password of " + arguments.file, report);
   });
   warnOfRights(arguments.file, Location::CurrentUser, report);
   storeKey(arguments.location, *imported.key, arguments.newPin, report);

@@ -14,6 +14,7 @@
 #include "tools/common/pin.h"
 #include "tools/qxprovider/commands.h"
 #include "tools/qxprovider/failure.h"
+#include "tools/qxprovider/file_password.h"
 #include "tools/qxprovider/landscape_archive.h"
 #include "tools/qxprovider/landscape_files.h"
 #include "tools/qxprovider/landscape_placement.h"
@@ -35,13 +36,6 @@ struct LandscapeArguments {
   bool replace = false;
 };
 
-PinSource askedFor(PinSource source) {
-  if (source.kind == PinSource::Kind::None) {
-    source.kind = PinSource::Kind::Prompt;
-  }
-  return source;
-}
-
 void exportLandscape(tools::Tool& tool, const LandscapeArguments& arguments) {
   tool.claimOutput(arguments.file, tools::Tool::Content::Binary);
   const std::vector<LandscapeFile> files =
@@ -52,11 +46,7 @@ void exportLandscape(tools::Tool& tool, const LandscapeArguments& arguments) {
     entries.push_back({.path = file.path, .content = file.content.bytes()});
   }
   const SecretBytes archive = writeArchive(entries);
-  const tools::Secret password =
-      tools::readNewPin(askedFor(arguments.password), "Password of the new file", tool.report);
-  if (password.empty()) {
-    throw ToolError(ExitCode::Key, "the password is empty; it is all that guards the keys");
-  }
+  const tools::Secret password = newFilePassword(arguments.password, "the keys", tool.report);
   tools::writePrivateOutput(arguments.file, seal(archive.bytes(), password));
   tool.report.facts()["output"] = arguments.file;
   tool.report.facts()["files"] = files.size();
@@ -98,7 +88,7 @@ void importLandscape(tools::Tool& tool, const LandscapeArguments& arguments) {
   tools::Report& report = tool.report;
   const tools::Input input(arguments.file);
   const tools::Secret password =
-      tools::readPin(askedFor(arguments.password), "Password of " + arguments.file, report);
+      tools::readPin(tools::orPrompt(arguments.password), "Password of " + arguments.file, report);
   const SecretBytes archive = unseal(input.bytes(), password, kMaxArchive);
   const auto files = checkedFiles(archive, arguments.location);
   Placement placement(arguments.location);

@@ -21,11 +21,11 @@ using CmsPtr = OpensslOwner<CMS_ContentInfo, CMS_ContentInfo_free>;
 
 // libcrypto derives this key with HMAC-SHA-1, for which twice the rounds of a key file are due.
 constexpr unsigned kRoundsFactor = 2;
-constexpr unsigned kMaxRounds = 10'000'000;
+constexpr unsigned kMaxSealRounds = 10'000'000;
 // What stands around the content.
 constexpr std::size_t kMaxFrame = 65'536;
 
-void require(bool good) {
+void requireSealed(bool good) {
   if (!good) {
     throw ToolError(ExitCode::Internal, "the file cannot be encrypted");
   }
@@ -39,9 +39,9 @@ BioPtr memoryOf(std::span<const std::uint8_t> bytes) {
 void addPassword(CMS_ContentInfo* message, const tools::Secret& password) {
   const std::size_t size = password.size();
   auto* copy = static_cast<unsigned char*>(OPENSSL_memdup(password.text().data(), size));
-  require(copy != nullptr);
+  requireSealed(copy != nullptr);
   const int rounds =
-      static_cast<int>(std::min(configuration().pin.kdfRounds * kRoundsFactor, kMaxRounds));
+      static_cast<int>(std::min(configuration().pin.kdfRounds * kRoundsFactor, kMaxSealRounds));
   // NOLINTNEXTLINE(*-const-cast): libcrypto only reads the cipher.
   auto* wrapping = const_cast<EVP_CIPHER*>(EVP_aes_256_cbc());
   if (CMS_add0_recipient_password(message,
@@ -52,7 +52,7 @@ void addPassword(CMS_ContentInfo* message, const tools::Secret& password) {
                                   static_cast<ossl_ssize_t>(size),
                                   wrapping) == nullptr) {
     OPENSSL_clear_free(copy, size);
-    require(false);
+    requireSealed(false);
   }
 }
 
@@ -83,7 +83,7 @@ bool isDerivedInTime(der::Bytes message) {
   der::Reader parameters(inside(derivation, der::kSequence));
   inside(parameters, der::kOctetString);
   const auto rounds = der::readUnsigned(parameters);
-  return rounds && *rounds <= kMaxRounds;
+  return rounds && *rounds <= kMaxSealRounds;
 }
 
 SecretBytes contentOf(CMS_ContentInfo* message, std::size_t most) {
@@ -106,9 +106,9 @@ std::vector<std::uint8_t> seal(std::span<const std::uint8_t> bytes, const tools:
   const BioPtr content = memoryOf(bytes);
   constexpr unsigned kFlags = CMS_PARTIAL | CMS_BINARY;
   const CmsPtr message(CMS_encrypt(nullptr, nullptr, EVP_aes_256_gcm(), kFlags));
-  require(message != nullptr && content != nullptr);
+  requireSealed(message != nullptr && content != nullptr);
   addPassword(message.get(), password);
-  require(CMS_final(message.get(), content.get(), nullptr, CMS_BINARY) == 1);
+  requireSealed(CMS_final(message.get(), content.get(), nullptr, CMS_BINARY) == 1);
   return encodedBy<CMS_ContentInfo>(i2d_CMS_ContentInfo, message.get());
 }
 

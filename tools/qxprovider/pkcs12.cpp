@@ -18,10 +18,10 @@ using tools::ExitCode;
 using tools::ToolError;
 
 // Some systems open no file whose derivations take more than 600 000 rounds together; there are three.
-constexpr unsigned kMaxRounds = 100'000;
+constexpr unsigned kMaxPkcs12Rounds = 100'000;
 constexpr int kSaltLength = 16;
 
-[[noreturn]] void fail(const char* reason) {
+[[noreturn]] void failToPack(const char* reason) {
   throw ToolError(ExitCode::Internal, std::string("PKCS#12: ") + reason);
 }
 
@@ -29,7 +29,7 @@ X509StackPtr stackOf(const std::vector<CertificatePtr>& certificates) {
   X509StackPtr stack(sk_X509_new_null());
   for (const CertificatePtr& certificate : certificates) {
     if (X509_add_cert(stack.get(), certificate->x509(), X509_ADD_FLAG_UP_REF) != 1) {
-      fail("a certificate of the chain cannot be taken");
+      failToPack("a certificate of the chain cannot be taken");
     }
   }
   return stack;
@@ -45,7 +45,7 @@ std::vector<std::uint8_t> packPkcs12(const Pkcs12Parts& parts, const tools::Secr
     throw ToolError(ExitCode::Key, "PKCS#12: key and certificate do not belong together");
   }
   const X509StackPtr chain = stackOf(parts.chain);
-  const int rounds = static_cast<int>(std::min(configuration().pin.kdfRounds, kMaxRounds));
+  const int rounds = static_cast<int>(std::min(configuration().pin.kdfRounds, kMaxPkcs12Rounds));
   // libcrypto wants a terminating NUL here; the secret's memory has room for one.
   tools::Secret terminated(password.text());
   terminated.append('\0');
@@ -67,7 +67,7 @@ std::vector<std::uint8_t> packPkcs12(const Pkcs12Parts& parts, const tools::Secr
   if (packed == nullptr ||
       PKCS12_set_mac(packed.get(), text, -1, /*salt=*/nullptr, kSaltLength, rounds, EVP_sha256()) !=
           1) {
-    fail("libcrypto cannot make it");
+    failToPack("libcrypto cannot make it");
   }
   return encodedBy<PKCS12>(i2d_PKCS12, packed.get());
 }

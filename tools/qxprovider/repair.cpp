@@ -2,20 +2,18 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
 #include <cerrno>
-#include <cstdio>
 #include <ctime>
 #include <memory>
 #include <optional>
 #include <string>
-#include <string_view>
 #include <utility>
 #include <vector>
 
 #include "provider/key/key_rights.h"
 #include "provider/support/files.h"
 #include "tools/common/error.h"
+#include "tools/common/report.h"
 #include "tools/qxprovider/commands.h"
 #include "tools/qxprovider/failure.h"
 #include "tools/qxprovider/location.h"
@@ -23,8 +21,6 @@
 namespace qx::admin {
 namespace {
 
-constexpr std::string_view kTemporary = ".tmp-";
-constexpr std::size_t kTemporaryDigits = 16;
 // A younger file may be one that somebody is writing.
 constexpr std::time_t kLeftoverSeconds = 3600;
 
@@ -43,17 +39,6 @@ constexpr Rights kUserRights{
     .root = 0700, .stores = 0700, .trustStore = 0700, .store = 0700, .cache = 0700};
 constexpr Rights kMachineRights{
     .root = 02750, .stores = 03770, .trustStore = 02750, .store = 02770, .cache = 02770};
-
-std::string octal(mode_t mode) {
-  std::array<char, 16> text{};
-  static_cast<void>(std::snprintf(text.data(), text.size(), "%04o", mode & 07777U));
-  return text.data();
-}
-
-bool isTemporary(std::string_view name) {
-  return name.starts_with(kTemporary) && name.size() == kTemporary.size() + kTemporaryDigits &&
-         name.find_first_not_of("0123456789abcdef", kTemporary.size()) == std::string_view::npos;
-}
 
 // A folder that is open, and where it lies.
 struct Folder {
@@ -125,7 +110,7 @@ class Repair {
       check(dryRun_ ? 0 : fchownat(folder, name.c_str(), 0, group, AT_SYMLINK_NOFOLLOW), path);
     }
     if ((present.st_mode & 07777U) != mode) {
-      note(path, "mode " + octal(present.st_mode) + " becomes " + octal(mode));
+      note(path, "mode " + tools::modeText(present.st_mode) + " becomes " + tools::modeText(mode));
       check(dryRun_ ? 0 : fchmodat(folder, name.c_str(), mode, AT_SYMLINK_NOFOLLOW), path);
     }
   }
@@ -182,7 +167,7 @@ class Repair {
   void removeLeftovers(const Folder& folder) {
     for (const std::string& name : namesOf(folder)) {
       struct stat present{};
-      if (isTemporary(name) &&
+      if (isTemporaryName(name) &&
           fstatat(folder.fd.get(), name.c_str(), &present, AT_SYMLINK_NOFOLLOW) == 0 &&
           S_ISREG(present.st_mode) &&
           present.st_mtim.tv_sec + kLeftoverSeconds < std::time(nullptr)) {

@@ -26,7 +26,7 @@ using ExtensionStackPtr = OpensslOwner<STACK_OF(X509_EXTENSION), freeBorrowed>;
 
 constexpr int kCopied[] = {NID_subject_alt_name, NID_key_usage, NID_ext_key_usage};
 
-void require(bool good) {
+void requireMade(bool good) {
   if (!good) {
     throw ToolError(ExitCode::Internal, "the request cannot be made");
   }
@@ -55,9 +55,9 @@ void addExtensions(X509_REQ* request, const std::vector<X509ExtensionPtr>& exten
   }
   const ExtensionStackPtr stack(sk_X509_EXTENSION_new_null());
   for (const X509ExtensionPtr& item : extensions) {
-    require(sk_X509_EXTENSION_push(stack.get(), item.get()) > 0);
+    requireMade(sk_X509_EXTENSION_push(stack.get(), item.get()) > 0);
   }
-  require(X509_REQ_add_extensions(request, stack.get()) == 1);
+  requireMade(X509_REQ_add_extensions(request, stack.get()) == 1);
 }
 
 }  // namespace
@@ -96,11 +96,11 @@ RequestContent contentOf(const CertificateData& certificate) {
 std::vector<std::uint8_t> makeRequest(const PrivateKey& key, const RequestContent& content) {
   const ErrorQueueGuard queue;
   const X509ReqPtr request(X509_REQ_new());
-  require(request != nullptr && X509_REQ_set_version(request.get(), X509_REQ_VERSION_1) == 1 &&
-          X509_REQ_set_subject_name(request.get(), content.subject.get()) == 1 &&
-          X509_REQ_set_pubkey(request.get(), key.evp()) == 1);
+  requireMade(request != nullptr && X509_REQ_set_version(request.get(), X509_REQ_VERSION_1) == 1 &&
+              X509_REQ_set_subject_name(request.get(), content.subject.get()) == 1 &&
+              X509_REQ_set_pubkey(request.get(), key.evp()) == 1);
   addExtensions(request.get(), content.extensions);
-  require(X509_REQ_sign(request.get(), key.evp(), lab::usualDigest(key.evp())) > 0);
+  requireMade(X509_REQ_sign(request.get(), key.evp(), lab::usualDigest(key.evp())) > 0);
   return encodedBy<X509_REQ>(i2d_X509_REQ, request.get());
 }
 

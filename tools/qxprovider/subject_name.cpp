@@ -1,17 +1,16 @@
 #include "tools/qxprovider/subject_name.h"
 
-#include <algorithm>
-#include <cctype>
 #include <string_view>
 
-#include "provider/oid/table.h"
+#include "platform/oid_info.h"
+
 #include "provider/openssl/errors.h"
 #include "tools/common/error.h"
 
 namespace qx::admin {
 namespace {
 
-[[noreturn]] void refuse(const std::string& reason) {
+[[noreturn]] void refuseSubject(const std::string& reason) {
   throw tools::ToolError(tools::ExitCode::Usage, "the subject " + reason);
 }
 
@@ -29,19 +28,13 @@ std::string_view trimmed(std::string_view text) {
   return text;
 }
 
-bool isSameWord(std::string_view left, const wchar_t* right) {
-  return std::ranges::equal(left, std::wstring_view(right), [](char l, wchar_t r) {
-    return std::tolower(static_cast<unsigned char>(l)) ==
-           static_cast<int>(std::towlower(static_cast<std::wint_t>(r)));
-  });
-}
-
 // The dotted OID of a keyword as names are shown with it, else the word itself.
 std::string typeOf(std::string_view word) {
-  for (const CRYPT_OID_INFO_LONG& entry : oidTable()) {
-    if (entry.dwGroupId == CRYPT_RDN_ATTR_OID_GROUP_ID && isSameWord(word, entry.pwszName)) {
-      return entry.pszOID;
-    }
+  std::wstring keyword(word.begin(), word.end());
+  const CRYPT_OID_INFO* entry =
+      CryptFindOIDInfo(CRYPT_OID_INFO_NAME_KEY, keyword.data(), CRYPT_RDN_ATTR_OID_GROUP_ID);
+  if (entry != nullptr) {
+    return entry->pszOID;
   }
   return std::string(word.starts_with("OID.") ? word.substr(4) : word);
 }
@@ -67,7 +60,7 @@ class NameParser {
   std::string_view takeType() {
     const std::size_t end = rest_.find('=');
     if (end == std::string_view::npos || trimmed(rest_.substr(0, end)).empty()) {
-      refuse("is written as CN=Ivan Petrov, O=Bank, C=RU");
+      refuseSubject("is written as CN=Ivan Petrov, O=Bank, C=RU");
     }
     const std::string_view type = trimmed(rest_.substr(0, end));
     rest_ = trimmed(rest_.substr(end + 1));
@@ -89,7 +82,7 @@ class NameParser {
     for (;;) {
       const std::size_t quote = rest_.find('"');
       if (quote == std::string_view::npos) {
-        refuse("has a quote that does not end");
+        refuseSubject("has a quote that does not end");
       }
       value += rest_.substr(0, quote);
       rest_.remove_prefix(quote + 1);
@@ -110,7 +103,7 @@ class NameParser {
     }
     const char separator = rest_.front();
     if (separator != ',' && separator != ';' && separator != '+') {
-      refuse("has something behind a quote");
+      refuseSubject("has something behind a quote");
     }
     rest_ = trimmed(rest_.substr(1));
     return separator == '+';
@@ -128,7 +121,7 @@ class NameParser {
                                    static_cast<int>(value.size()),
                                    /*loc=*/-1,
                                    joined ? -1 : 0) != 1) {
-      refuse("has an attribute that cannot be written: " + type + "=" + value);
+      refuseSubject("has an attribute that cannot be written: " + type + "=" + value);
     }
   }
 

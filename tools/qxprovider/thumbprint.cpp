@@ -48,7 +48,8 @@ std::vector<StoredCertificate> findCertificates(Location location,
     }
   }
   if (found.empty()) {
-    throw ToolError(ExitCode::Input, store + ": holds no certificate " + thumbprint);
+    throw ToolError(ExitCode::Input,
+                    store + ": holds no certificate " + thumbprint + " (cert list shows all)");
   }
   return found;
 }

@@ -1,4 +1,3 @@
-#include <cstdlib>
 #include <memory>
 #include <string>
 #include <vector>
@@ -6,6 +5,7 @@
 #include "tools/common/error.h"
 #include "tools/qxssf/commands.h"
 #include "tools/qxssf/explanations.h"
+#include "tools/qxssf/language.h"
 
 namespace qx::ssf {
 namespace {
@@ -18,17 +18,6 @@ struct Arguments {
   std::string operation;
   std::string language;
 };
-
-// As gettext does: the first of these that is set decides.
-std::string languageOfTheUser() {
-  for (const char* name : {"LC_ALL", "LC_MESSAGES", "LANG"}) {
-    const char* value = std::getenv(name);  // NOLINT(concurrency-mt-unsafe): one thread.
-    if (value != nullptr && *value != '\0') {
-      return std::string(value).starts_with("ru") ? "ru" : "en";
-    }
-  }
-  return "en";
-}
 
 const char* in(const std::string& language, const Text& text) {
   return language == "ru" ? text.russian : text.english;
@@ -66,8 +55,7 @@ void explain(Program& program, const Arguments& arguments) {
                         " is no code of the library and none of the provider's that has an "
                         "explanation; give a number, 0x with hexadecimal digits, or a name");
   }
-  const std::string language =
-      arguments.language.empty() ? languageOfTheUser() : arguments.language;
+  const std::string language = chosenLanguage(arguments.language);
   for (const Reading& reading : readings) {
     report(program.tool.report, language, reading);
   }
@@ -77,8 +65,8 @@ void explain(Program& program, const Arguments& arguments) {
 
 void addExplain(Program& program) {
   auto arguments = std::make_shared<Arguments>();
-  CLI::App& command = *program.tool.app.add_subcommand(
-      "explain", "Say what a code means, why it comes, and what to do");
+  CLI::App& command =
+      *program.tool.app.add_subcommand("explain", "Say what a code means, and what to do");
   command.add_option("CODE", arguments->word, "A number, 0x with hexadecimal digits, or a name")
       ->required();
   command.add_option("--operation", arguments->operation, "Where the code was met")
@@ -92,8 +80,7 @@ void addExplain(Program& program) {
                              "decode",
                              "version",
                              "properties"}));
-  command.add_option("--language", arguments->language, "en or ru; the user's otherwise")
-      ->check(CLI::IsMember({"en", "ru"}));
+  addLanguage(command, "--language", arguments->language);
   command.callback([&program, arguments] { explain(program, *arguments); });
 }
 

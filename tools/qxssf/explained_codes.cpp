@@ -5,7 +5,7 @@
 namespace qx::ssf {
 namespace {
 
-constexpr Explanation kRows[] = {
+constexpr Explanation kCodeRows[] = {
     {SSF_API_OK,
      "SSF_API_OK",
      "",
@@ -216,7 +216,7 @@ constexpr Explanation kRows[] = {
 }  // namespace
 
 std::span<const Explanation> returnCodes() {
-  return kRows;
+  return kCodeRows;
 }
 
 }  // namespace qx::ssf

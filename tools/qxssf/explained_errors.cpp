@@ -8,7 +8,7 @@ namespace {
 
 #define QX_ERROR(code, ...) {static_cast<std::uint32_t>(code), #code, "", __VA_ARGS__}
 
-constexpr Explanation kRows[] = {
+constexpr Explanation kErrorRows[] = {
     QX_ERROR(ERROR_FILE_NOT_FOUND,
              {"A file or store does not exist.", "Файла или хранилища нет."},
              {"The profile names a store that this user does not have.",
@@ -194,7 +194,7 @@ constexpr Explanation kRows[] = {
 }  // namespace
 
 std::span<const Explanation> providerErrors() {
-  return kRows;
+  return kErrorRows;
 }
 
 }  // namespace qx::ssf

@@ -5,7 +5,7 @@
 namespace qx::ssf {
 namespace {
 
-constexpr Explanation kRows[] = {
+constexpr Explanation kResultRows[] = {
     {SSF_RESULT_INVALID_NAMESPACE,
      "INVALID_NAMESPACE",
      "",
@@ -133,7 +133,7 @@ constexpr Explanation kRows[] = {
 }  // namespace
 
 std::span<const Explanation> recordResults() {
-  return kRows;
+  return kResultRows;
 }
 
 }  // namespace qx::ssf

@@ -32,7 +32,9 @@ void* Library::lookUp(const char* name) const {
 void* Library::symbol(const char* name) const {
   void* found = lookUp(name);
   if (found == nullptr) {
-    throw ToolError(ExitCode::Internal, path_ + ": is no SSF library: it has no " + name);
+    throw ToolError(
+        ExitCode::Internal,
+        path_ + ": is no SSF library: it has no " + name + " (--library names another)");
   }
   return found;
 }

@@ -7,9 +7,14 @@
 #include <string_view>
 #include <type_traits>
 
+#include "platform/types.h"
+
 #include "qxsapssf/ssf.h"
 
 namespace qx::ssf {
+
+/// How every certificate, message and value that the tool reads is encoded.
+inline constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
 
 /// Library is an SSF library, loaded as an SAP kernel loads one. It stays loaded until the process
 /// ends: what it handed out may outlive this object.

@@ -8,8 +8,6 @@
 namespace qx::ssf {
 namespace {
 
-constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
-
 // More than that need not be looked at, whatever a message says.
 constexpr DWORD kMaxCertificates = 10'000;
 

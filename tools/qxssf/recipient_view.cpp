@@ -15,8 +15,6 @@ namespace {
 
 using doctor::CertificatePtr;
 
-constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
-
 constexpr std::string_view kKeyUsage = "2.5.29.15";
 
 // keyEncipherment and keyAgreement in the first byte of a key usage (RFC 5280, 4.2.1.3).

@@ -10,6 +10,7 @@
 #include "tools/qxssf/chain_view.h"
 #include "tools/qxssf/codes.h"
 #include "tools/qxssf/commands.h"
+#include "tools/qxssf/language.h"
 #include "tools/qxssf/library.h"
 #include "tools/qxssf/message_files.h"
 #include "tools/qxssf/page/evidence.h"
@@ -28,6 +29,7 @@ struct VerifyArguments {
   std::string profile;
   /// Where the page about it is written; empty: nowhere.
   std::string page;
+  std::string language;
 };
 
 void requireGood(SAPRETURN code,
@@ -77,12 +79,14 @@ void writePage(const Library& library,
                const VerifyArguments& arguments,
                const MessageFiles& files,
                const Records& records,
+               const std::vector<SignerVerdict>& verdicts,
                const std::string& fault,
                tools::Report& report) {
   if (arguments.page.empty()) {
     return;
   }
-  const PageFacts facts{.message = files.message().name(),
+  const PageFacts facts{.language = chosenLanguage(arguments.language),
+                        .message = files.message().name(),
                         .size = files.message().bytes().size(),
                         .content = arguments.content,
                         .format = arguments.files.format,
@@ -90,7 +94,7 @@ void writePage(const Library& library,
                         .time = tools::isoTime(tools::ticksNow()),
                         .fault = fault,
                         .revocation = verifyFlags() != 0,
-                        .verdicts = verdictsOf(library, records),
+                        .verdicts = verdicts,
                         .evidence = evidenceOf(library, files.message().bytes(), records)};
   tools::writeOutput(arguments.page, pageOf(facts));
   report.facts()["report"] = arguments.page;
@@ -112,10 +116,10 @@ void verifyFiles(const Library& library,
   try {
     requireGood(code, files, verdicts);
   } catch (const ToolError& error) {
-    writePage(library, arguments, files, records, error.what(), report);
+    writePage(library, arguments, files, records, verdicts, error.what(), report);
     throw;
   }
-  writePage(library, arguments, files, records, /*fault=*/"", report);
+  writePage(library, arguments, files, records, verdicts, /*fault=*/"", report);
   if (!output.empty()) {
     tools::writeOutput(output, content.bytes());
     report.facts()["output"] = output;
@@ -165,6 +169,7 @@ void addVerify(Program& program) {
       "The store for certificates that the message lacks, Addressbook if none is given");
   command.add_option(
       "--report", arguments->page, "Write a page for people about the verification, HTML");
+  addLanguage(command, "--report-language", arguments->language);
   command.callback([&program, &command, arguments] {
     (isBatch(command, arguments->batch) ? verifyMany : verifyOne)(program, *arguments);
   });

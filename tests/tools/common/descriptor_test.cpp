@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-namespace qx::tools {
+namespace qx::tools::descriptor_test {
 namespace {
 
 int openSomething() {
@@ -76,4 +76,4 @@ TEST(Descriptor, LeavesNothingOpenWhenAnotherTakesItsPlace) {
 }
 
 }  // namespace
-}  // namespace qx::tools
+}  // namespace qx::tools::descriptor_test

@@ -7,7 +7,7 @@
 
 #include <gtest/gtest.h>
 
-namespace qx::tools {
+namespace qx::tools::error_test {
 namespace {
 
 ToolError presented(const std::function<void()>& work) {
@@ -35,4 +35,4 @@ TEST(PresentFailure, MakesAnythingElseInternal) {
 }
 
 }  // namespace
-}  // namespace qx::tools
+}  // namespace qx::tools::error_test

@@ -15,7 +15,7 @@
 #include "tests/tools/common/throws.h"
 #include "tools/common/descriptor.h"
 
-namespace qx::tools {
+namespace qx::tools::input_test {
 namespace {
 
 using ::testing::AllOf;
@@ -177,7 +177,7 @@ TEST(Input, NamesTheStandardInputThatIsClosedOrAFolder) {
     const StandardInput standard(folder.get());
     expectRefusal([] { const Input input("-"); },
                   ExitCode::Input,
-                  ::testing::StrEq("standard input: is a folder"));
+                  ::testing::StrEq("standard input: is a folder; name a file in it"));
   }
   const StandardInput standard(folder.get());
   close(STDIN_FILENO);
@@ -233,4 +233,4 @@ TEST(InputDeathTest, EndsWithAWordWhenItsFileBecomesShorter) {
 }
 
 }  // namespace
-}  // namespace qx::tools
+}  // namespace qx::tools::input_test

@@ -15,7 +15,7 @@
 #include "tests/support/temp_dir.h"
 #include "tests/tools/common/throws.h"
 
-namespace qx::tools {
+namespace qx::tools::output_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -266,4 +266,4 @@ TEST_F(Output, RefusesAFolder) {
 }
 
 }  // namespace
-}  // namespace qx::tools
+}  // namespace qx::tools::output_test

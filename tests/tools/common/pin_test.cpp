@@ -13,7 +13,7 @@
 #include "tests/support/temp_dir.h"
 #include "tests/tools/common/throws.h"
 
-namespace qx::tools {
+namespace qx::tools::pin_test {
 namespace {
 
 using ::testing::AllOf;
@@ -146,4 +146,4 @@ TEST_F(PinOptions, RefuseAPinOnTheCommandLineWithoutRepeatingIt) {
 }
 
 }  // namespace
-}  // namespace qx::tools
+}  // namespace qx::tools::pin_test

@@ -13,7 +13,7 @@
 #include "tools/common/pin.h"
 #include "tools/common/tool.h"
 
-namespace qx::tools {
+namespace qx::tools::prompt_test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -197,4 +197,4 @@ TEST(TerminalOutput, TakesTextButNoBytes) {
 }
 
 }  // namespace
-}  // namespace qx::tools
+}  // namespace qx::tools::prompt_test

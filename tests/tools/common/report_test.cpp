@@ -10,7 +10,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace qx::tools {
+namespace qx::tools::report_test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -285,4 +285,4 @@ TEST(ErrnoText, IsTheSystemsText) {
 }
 
 }  // namespace
-}  // namespace qx::tools
+}  // namespace qx::tools::report_test

@@ -7,7 +7,7 @@
 
 #include "tools/common/error.h"
 
-namespace qx::tools {
+namespace qx::tools::secret_test {
 namespace {
 
 TEST(Secret, IsEmptyAtFirst) {
@@ -74,4 +74,4 @@ TEST(Secret, TellsNothingOfItselfWhenItIsRefused) {
 }
 
 }  // namespace
-}  // namespace qx::tools
+}  // namespace qx::tools::secret_test

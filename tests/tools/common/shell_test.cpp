@@ -4,7 +4,7 @@
 
 #include "tests/support/command.h"
 
-namespace qx::tools {
+namespace qx::tools::shell_test {
 namespace {
 
 TEST(ShellWord, IsReadByAShellAsItStands) {
@@ -15,4 +15,4 @@ TEST(ShellWord, IsReadByAShellAsItStands) {
 }
 
 }  // namespace
-}  // namespace qx::tools
+}  // namespace qx::tools::shell_test

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace qx::tools {
+namespace qx::tools::times_test {
 namespace {
 
 constexpr std::uint64_t kUnixEpoch = 116'444'736'000'000'000;
@@ -21,6 +21,13 @@ TEST(IsoTime, KnowsTheBeginningOfUnix) {
 TEST(IsoTime, KnowsLeapDays) {
   EXPECT_EQ(isoTime(kUnixEpoch + 951'782'399 * kSecond), "2000-02-28T23:59:59Z");
   EXPECT_EQ(isoTime(kUnixEpoch + 951'782'400 * kSecond), "2000-02-29T00:00:00Z");
+}
+
+TEST(Ticks, CountFromTheBeginningOfUnixToo) {
+  EXPECT_EQ(ticksOf(std::time_t{0}), kUnixEpoch);
+  EXPECT_EQ(ticksOf(std::time_t{1}), kUnixEpoch + kSecond);
+  EXPECT_EQ(ticksOf(std::time_t{-1}), kUnixEpoch - kSecond);
+  EXPECT_EQ(ticksOf(std::time_t{-20'000'000'000}), 0U);
 }
 
 TEST(IsoTime, LeavesPartsOfASecondOut) {
@@ -46,4 +53,4 @@ TEST(IsoTime, ReachesTheLastDayOfCertificatesAndOfTheTicks) {
 }
 
 }  // namespace
-}  // namespace qx::tools
+}  // namespace qx::tools::times_test

@@ -15,7 +15,7 @@
 #include "tests/tools/common/throws.h"
 #include "tools/common/descriptor.h"
 
-namespace qx::tools {
+namespace qx::tools::tool_test {
 namespace {
 
 using ::testing::AllOf;
@@ -49,6 +49,11 @@ TEST_F(AnyTool, RunsItsCommandAndReports) {
   EXPECT_EQ(run([this] { tool_.report.line("done"); }), 0);
   EXPECT_EQ(out_, "done\n");
   EXPECT_EQ(err_, "");
+}
+
+TEST_F(AnyTool, TellsWhereMoreIsToldOfACommandThatWasMisused) {
+  EXPECT_EQ(run([] { throw ToolError(ExitCode::Usage, "not so"); }), 1);
+  EXPECT_EQ(err_, "tool: not so (tool work --help tells more)\n");
 }
 
 TEST_F(AnyTool, EndsWithTheCodeThatTheCommandSets) {
@@ -255,4 +260,4 @@ TEST_F(AnyTool, ReportsOnStandardErrorWhenContentGoesToStandardOutput) {
 }
 
 }  // namespace
-}  // namespace qx::tools
+}  // namespace qx::tools::tool_test

@@ -8,7 +8,7 @@
 #include "tests/support/temp_dir.h"
 #include "tools/lab/pki.h"
 
-namespace qx::lab {
+namespace qx::lab::authority_test {
 namespace {
 
 using ::testing::AllOf;
@@ -205,4 +205,4 @@ TEST(LabSubordinate, CarriesItsPathLength) {
 }
 
 }  // namespace
-}  // namespace qx::lab
+}  // namespace qx::lab::authority_test

@@ -8,7 +8,7 @@
 #include "tests/support/temp_dir.h"
 #include "tools/lab/pki.h"
 
-namespace qx::lab {
+namespace qx::lab::crl_test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -103,4 +103,4 @@ TEST_P(LabCrlFields, LeavesTheKeyIdentifierOutWhenAsked) {
 }
 
 }  // namespace
-}  // namespace qx::lab
+}  // namespace qx::lab::crl_test

@@ -9,7 +9,7 @@
 #include "tests/support/temp_dir.h"
 #include "tools/lab/pki.h"
 
-namespace qx::lab {
+namespace qx::lab::encoding_test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -107,4 +107,4 @@ TEST(LabReadCertificate, ThrowsOnGarbage) {
 }
 
 }  // namespace
-}  // namespace qx::lab
+}  // namespace qx::lab::encoding_test

@@ -8,7 +8,7 @@
 #include "tests/support/temp_dir.h"
 #include "tools/lab/pki.h"
 
-namespace qx::lab {
+namespace qx::lab::key_test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -87,4 +87,4 @@ TEST(LabGostKey, ThrowsForAnUnknownParameterSet) {
 }
 
 }  // namespace
-}  // namespace qx::lab
+}  // namespace qx::lab::key_test

@@ -11,7 +11,7 @@
 #include "tests/support/command.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx::lab {
+namespace qx::lab::ocsp_test {
 namespace {
 
 using ::testing::AllOf;
@@ -213,4 +213,4 @@ TEST_P(Ocsp, JunkThrows) {
 }
 
 }  // namespace
-}  // namespace qx::lab
+}  // namespace qx::lab::ocsp_test

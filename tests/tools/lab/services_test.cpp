@@ -12,7 +12,7 @@
 #include "tests/support/command.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx::lab {
+namespace qx::lab::services_test {
 namespace {
 
 using ::testing::AllOf;
@@ -195,4 +195,4 @@ TEST_F(ServicesTest, TakeThePortThatTheyAreGiven) {
 }
 
 }  // namespace
-}  // namespace qx::lab
+}  // namespace qx::lab::services_test

@@ -10,7 +10,7 @@
 #include "tests/support/command.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx::lab {
+namespace qx::lab::time_stamp_test {
 namespace {
 
 using ::testing::AllOf;
@@ -223,4 +223,4 @@ TEST_F(TimeStamp, UnknownDigestThrows) {
 }
 
 }  // namespace
-}  // namespace qx::lab
+}  // namespace qx::lab::time_stamp_test

@@ -9,6 +9,7 @@
 #include "tests/support/temp_dir.h"
 #include "tools/qxssf/explanations.h"
 
+namespace qx::test::codes_guide_test {
 namespace {
 
 using qx::manual::codesGuide;
@@ -46,3 +47,4 @@ TEST(CodesGuide, IsTheOneAmongTheDocuments) {
 }
 
 }  // namespace
+}  // namespace qx::test::codes_guide_test

@@ -8,6 +8,7 @@
 
 #include "tools/qxssf/explanations.h"
 
+namespace qx::test::codes_page_test {
 namespace {
 
 using qx::manual::asRoff;
@@ -84,3 +85,4 @@ TEST(CodesPage, IsAPageOfItsOwnName) {
 }
 
 }  // namespace
+}  // namespace qx::test::codes_page_test

@@ -10,7 +10,7 @@
 #include "tests/tools/common/throws.h"
 #include "tools/lab/pki.h"
 
-namespace qx::admin {
+namespace qx::admin::certificate_files_test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -98,4 +98,4 @@ TEST_F(CertificateFiles, OfCrlsAreReadFromDer) {
 }
 
 }  // namespace
-}  // namespace qx::admin
+}  // namespace qx::admin::certificate_files_test

@@ -10,7 +10,7 @@
 
 #include "tests/tools/common/throws.h"
 
-namespace qx::admin {
+namespace qx::admin::failure_test {
 namespace {
 
 using ::testing::AllOf;
@@ -71,4 +71,4 @@ TEST(Require, RefusesAFailure) {
 }
 
 }  // namespace
-}  // namespace qx::admin
+}  // namespace qx::admin::failure_test

@@ -13,7 +13,7 @@
 #include "tests/tools/common/throws.h"
 #include "tools/lab/pki.h"
 
-namespace qx::admin {
+namespace qx::admin::key_import_test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -152,4 +152,4 @@ INSTANTIATE_TEST_SUITE_P(Kinds,
                          test::kindOf);
 
 }  // namespace
-}  // namespace qx::admin
+}  // namespace qx::admin::key_import_test

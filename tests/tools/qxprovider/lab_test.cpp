@@ -20,7 +20,7 @@
 #include "tools/qxprovider/lab_writer.h"
 #include "tools/qxprovider/location.h"
 
-namespace qx::admin {
+namespace qx::admin::lab_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -245,4 +245,4 @@ TEST_F(LabWriterTest, NamesAStoreThatCannotBe) {
 }
 
 }  // namespace
-}  // namespace qx::admin
+}  // namespace qx::admin::lab_test

@@ -12,7 +12,7 @@
 #include "tools/qxprovider/landscape_files.h"
 #include "tools/qxprovider/landscape_seal.h"
 
-namespace qx::admin {
+namespace qx::admin::landscape_test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -210,4 +210,4 @@ TEST(LandscapePlaces, AreNowhereElse) {
 }
 
 }  // namespace
-}  // namespace qx::admin
+}  // namespace qx::admin::landscape_test

@@ -5,7 +5,7 @@
 
 #include "tests/tools/common/throws.h"
 
-namespace qx::admin {
+namespace qx::admin::period_test {
 namespace {
 
 using std::chrono::hours;
@@ -35,4 +35,4 @@ TEST(Period, IsNothingElse) {
 }
 
 }  // namespace
-}  // namespace qx::admin
+}  // namespace qx::admin::period_test

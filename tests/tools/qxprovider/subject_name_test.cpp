@@ -9,7 +9,7 @@
 #include "tests/tools/common/throws.h"
 #include "tools/qxprovider/certificate_text.h"
 
-namespace qx::admin {
+namespace qx::admin::subject_name_test {
 namespace {
 
 using ::testing::StartsWith;
@@ -77,4 +77,4 @@ TEST(SubjectName, RefusesWhatIsNoUtf8) {
 }
 
 }  // namespace
-}  // namespace qx::admin
+}  // namespace qx::admin::subject_name_test

@@ -14,7 +14,7 @@
 #include "tools/qxprovider/key_texts.h"
 #include "tools/qxprovider/location.h"
 
-namespace qx::admin {
+namespace qx::admin::texts_test {
 namespace {
 
 using ::testing::Contains;
@@ -162,4 +162,4 @@ TEST(CertificateTexts, OfWhatIsNoNameAreEmpty) {
 }
 
 }  // namespace
-}  // namespace qx::admin
+}  // namespace qx::admin::texts_test

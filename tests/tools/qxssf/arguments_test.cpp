@@ -10,7 +10,7 @@
 #include "tests/support/temp_dir.h"
 #include "tests/tools/common/throws.h"
 
-namespace qx::ssf {
+namespace qx::ssf::arguments_test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -104,4 +104,4 @@ TEST(Delivery, SaysNothingOfAFileThatCannotBeWritten) {
 }
 
 }  // namespace
-}  // namespace qx::ssf
+}  // namespace qx::ssf::arguments_test

@@ -14,7 +14,7 @@
 #include "tests/support/temp_dir.h"
 #include "tools/lab/pki.h"
 
-namespace qx::ssf {
+namespace qx::ssf::certificate_view_test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -129,4 +129,4 @@ TEST(CertificateView, SurvivesEveryChangedBit) {
 }
 
 }  // namespace
-}  // namespace qx::ssf
+}  // namespace qx::ssf::certificate_view_test

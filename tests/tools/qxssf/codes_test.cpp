@@ -10,7 +10,7 @@
 
 #include "tests/support/temp_dir.h"
 
-namespace qx::ssf {
+namespace qx::ssf::codes_test {
 namespace {
 
 using ::testing::IsEmpty;
@@ -129,4 +129,4 @@ TEST(Results, OnlySuccessIsCalledGood) {
 }
 
 }  // namespace
-}  // namespace qx::ssf
+}  // namespace qx::ssf::codes_test

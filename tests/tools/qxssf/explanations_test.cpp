@@ -16,7 +16,7 @@
 #include "qxsapssf/ssf.h"
 #include "tests/support/temp_dir.h"
 
-namespace qx::ssf {
+namespace qx::ssf::explanations_test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -176,4 +176,4 @@ TEST(Explanations, TakeNoNumberThatIsNone) {
 }
 
 }  // namespace
-}  // namespace qx::ssf
+}  // namespace qx::ssf::explanations_test

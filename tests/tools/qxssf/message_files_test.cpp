@@ -8,7 +8,7 @@
 #include "tests/support/temp_dir.h"
 #include "tests/tools/common/throws.h"
 
-namespace qx::ssf {
+namespace qx::ssf::message_files_test {
 namespace {
 
 using ::testing::AllOf;
@@ -66,4 +66,4 @@ TEST_F(MessageFilesTest, TellWhatTheLibraryRefused) {
 }
 
 }  // namespace
-}  // namespace qx::ssf
+}  // namespace qx::ssf::message_files_test

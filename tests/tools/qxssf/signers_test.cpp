@@ -10,7 +10,7 @@
 #include "tests/support/temp_dir.h"
 #include "tests/tools/common/throws.h"
 
-namespace qx::ssf {
+namespace qx::ssf::signers_test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -244,4 +244,4 @@ TEST(RecordText, TakesNoPointerAndNoLengthForNothing) {
 }
 
 }  // namespace
-}  // namespace qx::ssf
+}  // namespace qx::ssf::signers_test

@@ -7,7 +7,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace qx::ssf {
+namespace qx::ssf::verify_report_test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -181,4 +181,4 @@ TEST(VerdictFault, OfGoodSignersIsTrust) {
 }
 
 }  // namespace
-}  // namespace qx::ssf
+}  // namespace qx::ssf::verify_report_test

@@ -96,14 +96,11 @@ bool isBatch(const CLI::App& command, const BatchArguments& batch) {
   if (batch.files.size() < 2 && !isOneFolder && !hasBatchOption(batch)) {
     return false;
   }
-  const std::string hint = " (qxssf " + command.get_name() + " --help tells more)";
   if (hasOutput) {
-    throw ToolError(ExitCode::Usage,
-                    "--output takes the result of one file, --out-dir of many" + hint);
+    throw ToolError(ExitCode::Usage, "--output takes the result of one file, --out-dir of many");
   }
   if (batch.files.empty() || std::ranges::find(batch.files, "-") != batch.files.end()) {
-    throw ToolError(ExitCode::Usage,
-                    "standard input cannot be one of many files; name files" + hint);
+    throw ToolError(ExitCode::Usage, "standard input cannot be one of many files; name files");
   }
   return true;
 }

@@ -55,7 +55,9 @@ void examine(Program& program, const Signer& signer) {
   if (library) {
     examineCertificates(*library, person, findings);
     examineTrust(*library, person, findings);
+    examineLists(*library, findings);
     examineRecipients(*library, findings);
+    examineCryptography(*library, findings);
   }
   doctor::examineEnvironment(findings);
   if (library) {
@@ -69,8 +71,8 @@ void examine(Program& program, const Signer& signer) {
 
 void addDoctor(Program& program) {
   auto signer = std::make_shared<Signer>();
-  CLI::App& command = *program.tool.app.add_subcommand(
-      "doctor", "Find out what is wrong with an installation, and what mends it");
+  CLI::App& command =
+      *program.tool.app.add_subcommand("doctor", "Find out what is wrong here, and what mends it");
   addPerson(command,
             "-s,--signer",
             "Who signs and decrypts a text on trial: a name such as \"CN=Ivan Petrov, C=RU\" or a "

@@ -17,8 +17,15 @@ struct Person {
 
 // Each looks at one family of causes, under a heading of its own.
 
-/// The library that was loaded from `path`, its version and properties, and who provides what lies beneath it.
+/// The library that was loaded from `path`, its version and properties, and who provides the platform.
 void examineLibrary(const Library& library, const Setting& path, Findings& findings);
+
+/// OpenSSL, the GOST engine and nettle, with their versions and files. The engine is in use only once a
+/// certificate was looked at.
+void examineCryptography(const Library& library, Findings& findings);
+
+/// fileOf is the file that an address was loaded from; empty when there is none.
+std::string fileOf(const void* address);
 
 /// The system's user, his and the machine's folders, and their rights.
 void examinePlaces(Findings& findings);
@@ -28,6 +35,9 @@ void examineCertificates(const Library& library, const Person& person, Findings&
 
 /// The chains and revocation lists of these certificates: of the identity's, or of all that have a key.
 void examineTrust(const Library& library, const Person& person, Findings& findings);
+
+/// The revocation lists that chains are checked against: those that ended, or will soon.
+void examineLists(const Library& library, Findings& findings);
 
 /// The address book: certificates that nobody should encrypt for. The library does so all the same.
 void examineRecipients(const Library& library, Findings& findings);

@@ -1,5 +1,4 @@
 #include <dlfcn.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <filesystem>
@@ -72,21 +71,6 @@ constexpr const char* kPlatform[] = {"CadesFreeBlobArray",
                                      "qxsup_trace_unregister",
                                      "qxsup_utf16le_to_charset"};
 
-// What OpenSSL_version and OPENSSL_info are asked for (openssl/crypto.h, OpenSSL 3.0).
-constexpr int kVersionText = 0;
-constexpr int kEnginesFolder = 1002;
-
-// The file that an address was loaded from; empty when there is none.
-std::string fileOf(const void* address) {
-  Dl_info info{};
-  if (address == nullptr || dladdr(address, &info) == 0 || info.dli_fname == nullptr) {
-    return "";
-  }
-  std::error_code error;
-  const fs::path real = fs::canonical(info.dli_fname, error);
-  return error ? info.dli_fname : real.string();
-}
-
 std::string property(const Library& library, std::string_view name) {
   Octets value(library);
   const SAPRETURN code = QX_SSF_FUNCTION(library, SsfQueryProperties)(bytesIn(name),
@@ -145,44 +129,22 @@ void examineBindings(const Library& library, Findings& findings) {
   }
 }
 
-void examineEngine(const Library& library, Findings& findings) {
-  auto* const info = library.find<const char*(int)>("OPENSSL_info");
-  const std::string own = variable("OPENSSL_ENGINES");
-  const char* const built = info == nullptr ? nullptr : info(kEnginesFolder);
-  const std::string file = (own.empty() && built != nullptr ? built : own) + "/gost.so";
-  if (access(file.c_str(), R_OK) == 0) {
-    findings.good("GOST engine", file);
-    return;
-  }
-  findings.fault(ExitCode::Internal,
-                 "GOST engine",
-                 file + " cannot be read: certificates with GOST keys cannot be used",
-                 own.empty() ? "apt-get install libengine-gost-openssl" : "unset OPENSSL_ENGINES");
-}
-
-void examineBelow(const Library& library, Findings& findings) {
-  if (auto* const version = library.find<const char*(int)>("OpenSSL_version")) {
-    findings.good(
-        "libcrypto",
-        std::string(version(kVersionText)) + ", " + fileOf(library.find<void>("OpenSSL_version")));
-    examineEngine(library, findings);
-  }
-  auto* const major = library.find<int()>("nettle_version_major");
-  auto* const minor = library.find<int()>("nettle_version_minor");
-  if (major != nullptr && minor != nullptr) {
-    findings.good("nettle",
-                  std::to_string(major()) + "." + std::to_string(minor()) + ", " +
-                      fileOf(library.find<void>("nettle_version_major")));
-  }
-}
-
 }  // namespace
+
+std::string fileOf(const void* address) {
+  Dl_info info{};
+  if (address == nullptr || dladdr(address, &info) == 0 || info.dli_fname == nullptr) {
+    return "";
+  }
+  std::error_code error;
+  const fs::path real = fs::canonical(info.dli_fname, error);
+  return error ? info.dli_fname : real.string();
+}
 
 void examineLibrary(const Library& library, const Setting& path, Findings& findings) {
   findings.begin("library");
   examineVersion(library, path, findings);
   examineBindings(library, findings);
-  examineBelow(library, findings);
 }
 
 }  // namespace qx::ssf::doctor

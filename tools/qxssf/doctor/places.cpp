@@ -2,11 +2,10 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <array>
-#include <cstdio>
 #include <filesystem>
 #include <set>
 
+#include "tools/common/report.h"
 #include "tools/qxssf/doctor/families.h"
 
 namespace qx::ssf::doctor {
@@ -28,13 +27,6 @@ constexpr Rights kUserRights{
 constexpr Rights kMachineRights{
     .keysForbidden = S_IWGRP | S_IXGRP | S_IRWXO, .keyMode = "640", .groupWritesStores = true};
 constexpr mode_t kOthersWrite = S_IWGRP | S_IWOTH;
-
-std::string octal(mode_t mode) {
-  std::array<char, 16> text{};
-  static_cast<void>(
-      std::snprintf(text.data(), text.size(), "%04o", static_cast<unsigned>(mode & ALLPERMS)));
-  return text.data();
-}
 
 std::string userName() {
   const std::string name = account().name;
@@ -82,7 +74,7 @@ void examineKey(const std::string& path, const Rights& rights, Findings& finding
   if (const mode_t mode = modeOf(path); (mode & rights.keysForbidden) != 0) {
     findings.fault(ExitCode::Key,
                    path,
-                   "others have rights to this key (mode " + octal(mode) + ")",
+                   "others have rights to this key (mode " + tools::modeText(mode) + ")",
                    std::string("chmod ") + rights.keyMode + " " + quoted(path));
   }
 }
@@ -96,7 +88,8 @@ void examineKeys(const std::string& folder, const Rights& rights, Findings& find
     return;
   }
   const std::set<std::string> names = namesIn(folder);
-  findings.good(folder, std::to_string(names.size()) + " files, mode " + octal(modeOf(folder)));
+  findings.good(folder,
+                std::to_string(names.size()) + " files, mode " + tools::modeText(modeOf(folder)));
   for (const std::string& name : names) {
     examineKey(fs::path(folder) / name, rights, findings);
   }
@@ -105,8 +98,9 @@ void examineKeys(const std::string& folder, const Rights& rights, Findings& find
 // Who may write here says what is trusted, and whose certificate is taken.
 void examineWriters(const std::string& path, mode_t forbidden, Findings& findings) {
   if (const mode_t mode = modeOf(path); (mode & forbidden) != 0) {
-    findings.warn(
-        path, "others may write here (mode " + octal(mode) + ")", "chmod go-w " + quoted(path));
+    findings.warn(path,
+                  "others may write here (mode " + tools::modeText(mode) + ")",
+                  "chmod go-w " + quoted(path));
   }
 }
 
@@ -154,7 +148,8 @@ void examineUserFolder(Findings& findings) {
                   "qxprovider cert add --store My CERTIFICATE");
     return;
   }
-  findings.good("user's folder", folder.value + from + ", mode " + octal(modeOf(folder.value)));
+  findings.good("user's folder",
+                folder.value + from + ", mode " + tools::modeText(modeOf(folder.value)));
   examineRoot(folder.value, kUserRights, findings);
 }
 
@@ -166,7 +161,8 @@ void examineMachineFolder(Findings& findings) {
                   folder.value + from + ": none, profiles with m have no store");
     return;
   }
-  findings.good("machine's folder", folder.value + from + ", mode " + octal(modeOf(folder.value)));
+  findings.good("machine's folder",
+                folder.value + from + ", mode " + tools::modeText(modeOf(folder.value)));
   examineRoot(folder.value, kMachineRights, findings);
 }
 

@@ -14,8 +14,6 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 using doctor::CertificatePtr;
 
-constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
-
 struct Words {
   DWORD bit;
   const char* words;

@@ -12,6 +12,8 @@ namespace qx::ssf {
 
 /// What a page about a verification tells.
 struct PageFacts {
+  /// "en" or "ru".
+  std::string language = "en";
   std::string message;
   /// Bytes.
   std::size_t size = 0;

@@ -18,8 +18,6 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 using doctor::CertificatePtr;
 
-constexpr DWORD kEncoding = X509_ASN_ENCODING | PKCS_7_ASN_ENCODING;
-
 struct StampKind {
   std::string_view attribute;
   const char* what;

@@ -31,6 +31,7 @@ ol { list-style: none; margin: 0; padding: 0; }
 .chain li + li { margin-top: 2rem; position: relative; }
 .chain li + li::before { content: "\2193  issued"; position: absolute; top: -1.75rem; left: .75rem;
   color: var(--soft); font-size: .85rem; }
+.chain:lang(ru) li + li::before { content: "\2193  выдал"; }
 .chain p { color: var(--ink); margin: 0; }
 .chain .soft { color: var(--soft); }
 .soft { color: var(--soft); font-size: .85rem; }

@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace qx::ssf {
+namespace qx::ssf::journal_test {
 namespace {
 
 using ::testing::internal::CaptureStderr;
@@ -122,4 +122,4 @@ TEST(Journal, KeepsANameFromSteeringTheTerminal) {
 }
 
 }  // namespace
-}  // namespace qx::ssf
+}  // namespace qx::ssf::journal_test

@@ -12,7 +12,7 @@
 
 #include "tests/support/temp_dir.h"
 
-namespace qx::ssf {
+namespace qx::ssf::plan_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -240,4 +240,4 @@ TEST_F(Plan, OfAnEmptyFolderIsEmpty) {
 }
 
 }  // namespace
-}  // namespace qx::ssf
+}  // namespace qx::ssf::plan_test

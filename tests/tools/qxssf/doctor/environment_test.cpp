@@ -8,7 +8,7 @@
 #include "tests/tools/qxssf/doctor/environment_for_test.h"
 #include "tools/qxssf/doctor/families.h"
 
-namespace qx::ssf::doctor {
+namespace qx::ssf::doctor::environment_test {
 namespace {
 
 using test::ScopedVariable;
@@ -103,4 +103,4 @@ TEST_F(DoctorEnvironment, CannotReadAFolder) {
 }
 
 }  // namespace
-}  // namespace qx::ssf::doctor
+}  // namespace qx::ssf::doctor::environment_test

@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace qx::ssf::doctor {
+namespace qx::ssf::doctor::finding_test {
 namespace {
 
 using tools::ExitCode;
@@ -73,4 +73,4 @@ TEST(DoctorFindings, AreFactsToo) {
 }
 
 }  // namespace
-}  // namespace qx::ssf::doctor
+}  // namespace qx::ssf::doctor::finding_test

@@ -11,7 +11,7 @@
 #include "tests/tools/qxssf/doctor/environment_for_test.h"
 #include "tools/qxssf/doctor/families.h"
 
-namespace qx::ssf::doctor {
+namespace qx::ssf::doctor::places_test {
 namespace {
 
 using test::ScopedVariable;
@@ -123,4 +123,4 @@ TEST_F(DoctorPlaces, NameWhatCannotBeRead) {
 }
 
 }  // namespace
-}  // namespace qx::ssf::doctor
+}  // namespace qx::ssf::doctor::places_test

@@ -9,7 +9,7 @@
 #include "tests/support/temp_dir.h"
 #include "tests/tools/qxssf/doctor/environment_for_test.h"
 
-namespace qx::ssf::doctor {
+namespace qx::ssf::doctor::setting_test {
 namespace {
 
 using test::ScopedVariable;
@@ -75,4 +75,4 @@ TEST(DoctorWords, AreWhatAShellTakesThemFor) {
 }
 
 }  // namespace
-}  // namespace qx::ssf::doctor
+}  // namespace qx::ssf::doctor::setting_test

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-namespace qx::ssf {
+namespace qx::ssf::html_test {
 namespace {
 
 TEST(EscapedText, HasNoMarkup) {
@@ -49,4 +49,4 @@ TEST(Html, EscapesBothSidesOfAField) {
 }
 
 }  // namespace
-}  // namespace qx::ssf
+}  // namespace qx::ssf::html_test

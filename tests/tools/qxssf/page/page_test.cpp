@@ -1,12 +1,17 @@
 #include "tools/qxssf/page/page.h"
 
+#include <array>
+#include <regex>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <openssl/evp.h>
+#include <openssl/sha.h>
 
-namespace qx::ssf {
+namespace qx::ssf::page_test {
 namespace {
 
 using ::testing::AllOf;
@@ -64,6 +69,64 @@ TEST(Page, TellsAGoodVerdict) {
                     HasSubstr("Signer 1: CN=Anna"),
                     HasSubstr("Made by qxssf with libqxsapssf 1.")));
   EXPECT_THAT(page, Not(HasSubstr("\u2718")));
+}
+
+// What stays is what nobody translates: names, files, formats, numbers.
+std::string withoutNames(std::string page) {
+  page.erase(0, page.find("<title>"));
+  page = std::regex_replace(page, std::regex("<[^>]*>"), " ");
+  return std::regex_replace(
+      page,
+      std::regex(
+          "CN=[A-Za-z]+|order\\.p7m|content\\.txt|UTC|CADES|PIN|libqxsapssf|qxssf|0123456789abcdef|"
+          "explain 22 --operation verify|--profile"),
+      "");
+}
+
+void expectNoEnglish(const PageFacts& facts) {
+  const std::string rest = withoutNames(pageOf(facts));
+  std::smatch english;
+  EXPECT_FALSE(std::regex_search(rest, english, std::regex("[A-Za-z]{2,}.{0,40}")))
+      << english.str();
+}
+
+TEST(Page, IsWhollyRussianWhereThatIsAskedFor) {
+  PageFacts facts = goodFacts();
+  facts.language = "ru";
+  facts.content = "content.txt";
+  EXPECT_THAT(pageOf(facts),
+              AllOf(HasSubstr(" lang=\"ru\">"),
+                    HasSubstr("<h1>\u2714 Подпись верна</h1>"),
+                    HasSubstr(".chain:lang(ru) li + li::before { content: \"\\2193  выдал\"; }"),
+                    HasSubstr("Подписавший 1: CN=Anna"),
+                    HasSubstr("штамп времени: подпись, от CN=Stamps")));
+  expectNoEnglish(facts);
+  facts.revocation = false;
+  facts.verdicts[0].stampTime.reset();
+  facts.verdicts[0].signingTime.reset();
+  facts.evidence[0].stamps = {{.time = "", .what = "the archived signature", .authority = ""}};
+  expectNoEnglish(facts);
+}
+
+TEST(Page, TellsFaultsInRussian) {
+  for (const SAPRETURN result : {SSF_RESULT_UNKNOWN,
+                                 SSF_RESULT_INVALID_PROFILE,
+                                 SSF_RESULT_INVALID_PASSWORD,
+                                 SSF_RESULT_NOCERTIFICATE,
+                                 SSF_RESULT_NOT_OK,
+                                 SSF_RESULT_UNDEFINED}) {
+    PageFacts facts = goodFacts();
+    facts.language = "ru";
+    facts.fault = "not verified";
+    facts.verdicts[0].result = result;
+    facts.evidence[0].chain = {link("CN=Anna", {"revoked", "out of its time"}),
+                               link("CN=Root", {"a root that is not trusted here"})};
+    expectNoEnglish(facts);
+  }
+  PageFacts nobody = goodFacts();
+  nobody.language = "ru";
+  nobody.evidence[0].chain.clear();
+  expectNoEnglish(nobody);
 }
 
 TEST(Page, TellsABadVerdictAndItsReason) {
@@ -170,6 +233,19 @@ TEST(Page, HoldsNothingThatRunsOrIsFetched) {
                     Not(HasSubstr("@import"))));
 }
 
+TEST(Page, NamesTheHashOfItsStyle) {
+  const std::string page = pageOf(goodFacts());
+  constexpr std::string_view kBegin = "<style>";
+  const std::size_t begin = page.find(kBegin) + kBegin.size();
+  const std::string style = page.substr(begin, page.find("</style>") - begin);
+  std::array<unsigned char, SHA256_DIGEST_LENGTH> hash{};
+  SHA256(reinterpret_cast<const unsigned char*>(style.data()), style.size(), hash.data());
+  std::array<unsigned char, 45> text{};
+  EVP_EncodeBlock(text.data(), hash.data(), static_cast<int>(hash.size()));
+  EXPECT_THAT(
+      page, HasSubstr("'sha256-" + std::string(reinterpret_cast<const char*>(text.data())) + "'"));
+}
+
 TEST(Page, EscapesWhateverOthersWrote) {
   PageFacts facts = goodFacts();
   for (std::string* text : {&facts.message,
@@ -191,4 +267,4 @@ TEST(Page, EscapesWhateverOthersWrote) {
 }
 
 }  // namespace
-}  // namespace qx::ssf
+}  // namespace qx::ssf::page_test

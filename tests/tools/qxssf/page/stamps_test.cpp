@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace qx::ssf {
+namespace qx::ssf::stamps_test {
 namespace {
 
 using ::testing::IsEmpty;
@@ -76,4 +76,4 @@ TEST(Stamps, OfWhatIsNoMessageAreNone) {
 }
 
 }  // namespace
-}  // namespace qx::ssf
+}  // namespace qx::ssf::stamps_test
