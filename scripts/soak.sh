@@ -1,10 +1,14 @@
 #!/usr/bin/env bash
 # soak.sh MINUTES: builds the library and has it work for so long: 2 processes with 8 threads each sign,
 # verify, add signers, envelope, develope, digest, copy and ask, as people with keys of each kind, with right
-# and wrong PINs, over 100 bytes to 100 KB, while certificates, keys and revocation lists come and go.
-# Each process prints forty times how many operations it made a second, and, with no thread at work, how much
-# memory is resident and how many descriptors are open. Exit 1 when
+# and wrong PINs, with and without time stamps, over 100 bytes to 100 KB, while certificates, keys, revocation
+# lists and answers about certificates come and go. A third process gives these answers and the time stamps,
+# on loopback; a quarter of the time it gives none, or wrong ones.
+# Each process prints forty times how many operations it made a second, how many signatures were given time
+# stamps and how many could not be, and, with no thread at work, how much memory is resident and how many
+# descriptors are open. Exit 1 when
 #   - any answer was wrong (each is told on standard error), or
+#   - a process had only answers of the time-stamp server that were good, or none, or
 #   - the median of open descriptors in the last quarter is above that of the second quarter, or
 #   - the median of resident memory in the last quarter is above that of the second quarter by more than 5 %
 #     and more than 4 MB.

@@ -8,7 +8,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace qx::soak {
+namespace qx::soak::measures_test {
 namespace {
 
 using ::testing::IsEmpty;
@@ -73,4 +73,4 @@ TEST(SoakMeasures, CountWhatThisProcessHolds) {
 }
 
 }  // namespace
-}  // namespace qx::soak
+}  // namespace qx::soak::measures_test

@@ -72,16 +72,21 @@ class Run {
     }
     calls_ += worker.calls();
     wrong_ += worker.wrong();
+    stamped_ += worker.stamped();
+    unstamped_ += worker.unstamped();
   }
 
   void report(Clock::duration passed) {
     measures_.push_back(measureThisProcess());
     const double seconds = std::chrono::duration<double>(passed).count();
     std::printf(
-        "process %zu: %.1f s, %.0f operations a second, %ld KB, %ld descriptors, %llu wrong\n",
+        "process %zu: %.1f s, %.0f operations a second, %llu stamped, %llu unstamped, %ld KB, "
+        "%ld descriptors, %llu wrong\n",
         process_,
         seconds,
         static_cast<double>(calls_) / seconds,
+        static_cast<unsigned long long>(stamped_),
+        static_cast<unsigned long long>(unstamped_),
         measures_.back().residentKb,
         measures_.back().descriptors,
         static_cast<unsigned long long>(wrong_));
@@ -94,6 +99,9 @@ class Run {
     }
     if (wrong_ > 0) {
       faults.push_back(std::to_string(wrong_) + " wrong answers");
+    }
+    if (stamped_ == 0 || unstamped_ == 0) {
+      faults.emplace_back("the time-stamp server was always the same");
     }
     std::erase(faults, std::string());
     for (const std::string& fault : faults) {
@@ -109,6 +117,8 @@ class Run {
   std::uint64_t workers_ = 0;
   std::atomic<std::uint64_t> calls_ = 0;
   std::atomic<std::uint64_t> wrong_ = 0;
+  std::atomic<std::uint64_t> stamped_ = 0;
+  std::atomic<std::uint64_t> unstamped_ = 0;
   std::vector<Measure> measures_;
 };
 

@@ -41,7 +41,7 @@ bool areAllGood(const SsfOutcome& outcome, std::size_t records) {
 }  // namespace
 
 void Worker::work() {
-  constexpr std::array<Task, 14> kTasks = {&Worker::signAttached,
+  constexpr std::array<Task, 18> kTasks = {&Worker::signAttached,
                                            &Worker::signDetached,
                                            &Worker::signWithTwo,
                                            &Worker::signWithWrongPin,
@@ -54,7 +54,11 @@ void Worker::work() {
                                            &Worker::tell,
                                            &Worker::keepRecords,
                                            &Worker::signAsGuest,
-                                           &Worker::writeToGuest};
+                                           &Worker::writeToGuest,
+                                           &Worker::signWithStamps,
+                                           &Worker::addSignerWithStamps,
+                                           &Worker::verifyChangedWithStamps,
+                                           &Worker::verifyKept};
   (this->*kTasks.at(number(kTasks.size())))();
 }
 
@@ -226,8 +230,9 @@ void Worker::expectVerified(const char* what,
                             const std::string& message,
                             const std::string& given,
                             const std::string& content,
-                            std::size_t signers) {
-  const SsfOutcome verified = test::ssfVerify(message, given);
+                            std::size_t signers,
+                            const std::string& format) {
+  const SsfOutcome verified = test::ssfVerify(message, given, {}, format);
   expect(areAllGood(verified, signers) && verified.output == content, what, verified);
 }
 

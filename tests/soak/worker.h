@@ -26,8 +26,22 @@ class Worker {
 
   std::uint64_t wrong() const { return wrong_; }
 
+  /// How many signatures were given time stamps, and how many times a server that failed was the reason
+  /// why there is none.
+  std::uint64_t stamped() const { return stamped_; }
+
+  std::uint64_t unstamped() const { return unstamped_; }
+
  private:
   using Task = void (Worker::*)();
+
+  /// What was signed for years.
+  struct Kept {
+    std::string message;
+    std::string content;
+    std::string given;  ///< with it: the content when it is detached
+    std::size_t signers = 0;
+  };
 
   // The pieces of work.
   void signAttached();
@@ -44,12 +58,19 @@ class Worker {
   void keepRecords();
   void signAsGuest();
   void writeToGuest();
+  void signWithStamps();
+  void addSignerWithStamps();
+  void verifyChangedWithStamps();
+  void verifyKept();
 
+  bool isStamped(const char* what, const test::SsfOutcome& made, std::size_t signers);
+  void keep(Kept kept);
   void expectVerified(const char* what,
                       const std::string& message,
                       const std::string& given,
                       const std::string& content,
-                      std::size_t signers);
+                      std::size_t signers,
+                      const std::string& format = "PKCS7");
   void expectRefused(const char* what,
                      const test::SsfOutcome& got,
                      SAPRETURN code,
@@ -67,6 +88,9 @@ class Worker {
   std::mt19937_64 random_;
   std::uint64_t calls_ = 0;
   std::uint64_t wrong_ = 0;
+  std::uint64_t stamped_ = 0;
+  std::uint64_t unstamped_ = 0;
+  Kept kept_;
 };
 
 }  // namespace qx::soak

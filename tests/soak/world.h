@@ -1,10 +1,12 @@
 #ifndef QX_TESTS_SOAK_WORLD_H_
 #define QX_TESTS_SOAK_WORLD_H_
 
+#include <filesystem>
 #include <mutex>
 #include <string>
 #include <vector>
 
+#include "tests/soak/service_process.h"
 #include "tests/support/provider_folder.h"
 #include "tools/lab/pki.h"
 
@@ -19,7 +21,9 @@ struct Identity {
 };
 
 /// World is a private provider folder with signers of each kind of key, and with guests: their
-/// certificates and keys, which have no PIN, come and go while others work.
+/// certificates and keys, which have no PIN, come and go while others work. Of one signer only a service
+/// tells that he is not revoked; of the others a revocation list does. Since the provider reads where
+/// the services are once, a process has one World, made before its second thread.
 class World {
  public:
   static constexpr std::size_t kGuests = 2;
@@ -40,10 +44,20 @@ class World {
   /// Held around the test's own calls of libcrypto, which a host has to keep apart from its forks.
   std::mutex& ownLibcrypto() const { return ownLibcrypto_; }
 
+  static constexpr unsigned kChanges = 6;
+  static constexpr unsigned kRenews = 2;
+  static constexpr unsigned kForgets = 4;
+
   /// change makes one change after the other for a guest, by their number: the key comes, the
-  /// certificate comes, the revocation list is renewed, the certificate goes, the key goes, and so on.
-  /// One thread a guest.
+  /// certificate comes, the revocation list is renewed, the certificate goes, what the services
+  /// answered is forgotten, the key goes, and so on. One thread a guest.
   void change(std::size_t guest, unsigned number) const;
+
+  /// The signer who is asked about.
+  const Identity& askedAbout() const { return identities_.back(); }
+
+  /// The files of answers about him that are kept now.
+  std::vector<std::filesystem::path> keptAnswers() const;
 
  private:
   /// A file that comes and goes.
@@ -52,14 +66,27 @@ class World {
     std::string content;
   };
 
-  void enrol(lab::KeyKind kind);
+  /// Who certifies, and where answers about it are had; empty: in its list.
+  struct Issuer {
+    const lab::Authority* authority;
+    std::string ocspUrl;
+  };
+
+  void enrol(lab::KeyKind kind, const std::string& name, const Issuer& issuer);
   void prepareGuest(std::size_t number);
-  Identity certify(EVP_PKEY* key, const std::string& name, std::vector<File>& certificates) const;
+  static Identity certify(EVP_PKEY* key,
+                          const std::string& name,
+                          const Issuer& issuer,
+                          std::vector<File>& certificates);
+  void useServices() const;
+  void forgetAnswers() const;
   void put(const File& file, std::size_t guest) const;
   void remove(const File& file) const;
 
   test::ProviderFolder folder_;
   lab::Authority authority_;
+  lab::Authority listless_;  ///< has no revocation list
+  ServiceProcess services_;
   const EVP_MD* oldGostDigest_ = nullptr;
   mutable std::mutex ownLibcrypto_;
   std::string material_;
