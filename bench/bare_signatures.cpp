@@ -107,6 +107,11 @@ BareSignatures::BareSignatures(const std::string& message, X509* root) {
   }
 }
 
+// Those behind the signer's.
+bool BareSignatures::verifyStamps() const {
+  return each_.at(1)() && each_.at(2)();
+}
+
 bool BareSignatures::verify() const {
   return std::ranges::all_of(each_, [](const auto& check) { return check(); });
 }

@@ -18,6 +18,9 @@ class BareSignatures {
   /// `root` signed the CRLs. Throws std::runtime_error for a message that has not all of them.
   BareSignatures(const std::string& message, X509* root);
 
+  /// The same of its two time stamps alone.
+  bool verifyStamps() const;
+
   /// Verifies each of them with libcrypto, one by one.
   bool verify() const;
 
