@@ -1,10 +1,10 @@
 #!/usr/bin/env python3
 """lint_together.py BUILD_FOLDER [CLANG_TIDY_OPTION...]: clang-tidy over the sources named on standard input.
 
-Nearly all the time of a run goes into the headers that a source includes. So the sources of a folder that are
-compiled alike are linted as one translation unit, which takes a fifth of the time; those whose names collide are
-parted until they compile. A source that is given alone is linted alone, with the few checks more that look at main
-files only. The exit code is 1 when clang-tidy found something.
+Nearly all the time of a run goes into the headers that a source includes. So sources of one top folder that are
+compiled alike are linted as one translation unit, which takes a fifth of the time; those whose names collide make
+another one. A source that is given alone is linted alone, with the few checks more that look at main files only. The
+exit code is 1 when clang-tidy found something.
 """
 
 import collections
@@ -12,12 +12,13 @@ import concurrent.futures
 import json
 import os
 import pathlib
+import re
 import shlex
 import shutil
 import subprocess
 import sys
 
-TOGETHER = 8
+TOGETHER = 24
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
 
@@ -31,16 +32,16 @@ def compile_commands(build):
 
 
 def groups_of(sources, commands):
-    """Sources of one folder and one command, at most TOGETHER a group; those without a command stand alone."""
+    """Sources of one top folder and one command, so many a group; those without a command stand alone."""
     alike = collections.defaultdict(list)
     for source in sources:
         command = commands.get(str(ROOT / source))
         together = command is not None and source.endswith(".cpp")
-        alike[os.path.dirname(source) if together else source, tuple(command or ())].append(source)
+        alike[source.split("/")[0] if together else source, tuple(command or ())].append(source)
     for (_, command), members in alike.items():
         count = -(-len(members) // TOGETHER)
-        for first in range(count):
-            yield command, members[first::count]
+        for group in range(count):
+            yield command, members[group * len(members) // count : (group + 1) * len(members) // count]
 
 
 class Linter:
@@ -65,17 +66,38 @@ class Linter:
         file.write_text(f"// NOLINTBEGIN(bugprone-suspicious-include)\n{includes}// NOLINTEND(bugprone-suspicious-include)\n")
         return str(file)
 
+    def colliding(self, command, file, sources):
+        """Those of a file's sources that do not compile behind the others."""
+        checked = subprocess.run(
+            [*command, "-w", "-ferror-limit=0", "-fsyntax-only", file], capture_output=True, text=True, check=False
+        )
+        if checked.returncode == 0:
+            return []
+        wrong = set(re.findall(r"^(\S+?):\d+:\d+: (?:fatal )?error:", checked.stderr, re.MULTILINE))
+        return [source for source in sources if str(ROOT / source) in wrong] or [sources[-1]]
+
+    def compiling(self, command, sources):
+        """Sources that compile together, and the file that includes them."""
+        while len(sources) > 1:
+            file = self.unified(sources)
+            wrong = self.colliding(command, file, sources)
+            if not wrong:
+                return sources, file
+            sources = [source for source in sources if source not in wrong] or sources[:1]
+        return sources, sources[0]
+
     def run(self, command, sources):
         """True when nothing was found."""
-        if len(sources) == 1:
-            return self.tidy([sources[0], "-p", str(self.build)])
-        file = self.unified(sources)
-        checked = subprocess.run([*command, "-w", "-fsyntax-only", file], capture_output=True, check=False)
-        if checked.returncode == 0:
-            # Names of one source may shadow those of another here; within a source the compiler tells.
-            return self.tidy([file, "--", *command[1:], "-Wno-shadow"])
-        half = len(sources) // 2
-        return all([self.run(command, sources[:half]), self.run(command, sources[half:])])
+        good = True
+        while sources:
+            together, file = self.compiling(command, sources)
+            if len(together) == 1:
+                good &= self.tidy([file, "-p", str(self.build)])
+            else:
+                # What the compiler warns of, the builds tell: here one source may hide the names of another.
+                good &= self.tidy([file, "--", *command[1:], "-w"])
+            sources = [source for source in sources if source not in together]
+        return good
 
     def tidy(self, arguments):
         done = subprocess.run(
