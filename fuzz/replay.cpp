@@ -21,7 +21,7 @@ std::size_t replay(const std::filesystem::path& folder) {
     std::ifstream file(path, std::ios::binary);
     const std::vector<char> bytes(std::istreambuf_iterator<char>(file), {});
     // The name comes first, so that it stands last when the run crashes.
-    std::fprintf(stderr, "%s\n", path.c_str());
+    static_cast<void>(std::fprintf(stderr, "%s\n", path.c_str()));
     LLVMFuzzerTestOneInput(reinterpret_cast<const std::uint8_t*>(bytes.data()), bytes.size());
   }
   return paths.size();
@@ -38,7 +38,7 @@ int main(int argc, char** argv) {
     std::printf("%zu files\n", count);
     return count > 0 ? 0 : 1;
   } catch (const std::exception& error) {
-    std::fprintf(stderr, "%s\n", error.what());
+    static_cast<void>(std::fprintf(stderr, "%s\n", error.what()));
     return 1;
   }
 }

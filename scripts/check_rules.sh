@@ -50,6 +50,11 @@ while IFS= read -r file; do
     breach "$file:1: in no target"
 done < <(git ls-files --cached --others --exclude-standard 'tests/**/*.c' 'tests/**/*.cpp' 'tests/*.cpp')
 
+# Tests of a folder are compiled together, where the names of one must not meet those of another.
+while IFS= read -r file; do
+  grep -qE "^namespace ([a-z_0-9]+::)+$(basename "$file" .cpp) \{" "$file" || breach "$file:1: in no namespace of its name"
+done < <(git ls-files --cached --others --exclude-standard 'tests/**/*_test.cpp')
+
 shellcheck quickstart check .ci/run scripts/*.sh bench/*.sh 2>/dev/null || breach "shellcheck: see above"
 
 if [ "$breaches" -gt 0 ]; then

@@ -1,8 +1,8 @@
 #ifndef QX_TESTS_HEADERS_H_
 #define QX_TESTS_HEADERS_H_
 
-// What nearly every test includes, compiled once for all beneath a sanitizer. Each file still names what it
-// needs: the other builds read it without this.
+// What nearly every test includes, compiled once for all. Each file still names what it needs: the lint reads
+// it without this.
 #include <algorithm>
 #include <array>
 #include <filesystem>

@@ -10,7 +10,7 @@
 #include "qxsapssf/ssf.h"
 #include "tests/scripted_provider/scripted_provider.h"
 
-namespace qx {
+namespace qx::load_test {
 namespace {
 
 constexpr const char* kLibrary = QX_LIBRARY_UNDER_TEST;
@@ -125,4 +125,4 @@ TEST_F(LoadTest, DoesNotExportItsInside) {
 }
 
 }  // namespace
-}  // namespace qx
+}  // namespace qx::load_test

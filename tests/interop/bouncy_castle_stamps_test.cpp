@@ -13,7 +13,7 @@
 // Bouncy Castle reads the time stamps, references and values of our signatures that can be checked years
 // later, and proves what they say.
 
-namespace qx::test {
+namespace qx::test::bouncy_castle_stamps_test {
 namespace {
 
 using lab::KeyKind;
@@ -152,4 +152,4 @@ TEST_F(BouncyCastleStamps, AreNotVerifiedOnceTheyAreChanged) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::bouncy_castle_stamps_test

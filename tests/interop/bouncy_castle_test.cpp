@@ -10,7 +10,7 @@
 // Bouncy Castle opens what we envelop and verifies what we sign, and the other way round. A Java machine
 // starts slowly, so each test asks one run for many things and tells every one by its name.
 
-namespace qx::test {
+namespace qx::test::bouncy_castle_test {
 namespace {
 
 using lab::KeyKind;
@@ -194,4 +194,4 @@ TEST_F(BouncyCastleSignatures, AreVerifiedByUsThatItMakes) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::bouncy_castle_test

@@ -6,7 +6,7 @@
 
 // The openssl command accepts the hashed messages that we make, for the algorithms that it knows.
 
-namespace qx::test {
+namespace qx::test::digest_test {
 namespace {
 
 const std::string kContent = "The quick brown fox jumps over the lazy dog\n";
@@ -64,4 +64,4 @@ INSTANTIATE_TEST_SUITE_P(
     caseName);
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::digest_test

@@ -7,7 +7,7 @@
 
 // GnuTLS's certtool accepts what we sign, with keys over the curves that it knows.
 
-namespace qx::test {
+namespace qx::test::gnutls_verifies_test {
 namespace {
 
 using lab::KeyKind;
@@ -106,4 +106,4 @@ TEST(GnutlsVerifiesAllKinds, AsWeAddThemOneByOne) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::gnutls_verifies_test

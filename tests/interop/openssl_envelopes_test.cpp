@@ -9,7 +9,7 @@
 
 // The openssl command opens what we envelop, and we open what it encrypts.
 
-namespace qx::test {
+namespace qx::test::openssl_envelopes_test {
 namespace {
 
 /// Content of this size that is no repetition: key meshing begins behind its first KB.
@@ -202,4 +202,4 @@ TEST(WeOpenForAllKinds, WhatOpensslEncrypts) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::openssl_envelopes_test

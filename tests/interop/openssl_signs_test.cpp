@@ -8,7 +8,7 @@
 
 // We verify what the openssl command signs.
 
-namespace qx::test {
+namespace qx::test::openssl_signs_test {
 namespace {
 
 const std::string kContent = "Pay 100 roubles to the bearer.\nSigned in Moscow.\n";
@@ -103,4 +103,4 @@ INSTANTIATE_TEST_SUITE_P(
     caseName);
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::openssl_signs_test

@@ -7,7 +7,7 @@
 
 // The openssl command accepts what we sign.
 
-namespace qx::test {
+namespace qx::test::openssl_verifies_test {
 namespace {
 
 const std::string kContent = "Pay 100 roubles to the bearer.\r\nSigned in Moscow.\n";
@@ -79,4 +79,4 @@ INSTANTIATE_TEST_SUITE_P(AllKinds,
                          caseName);
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::openssl_verifies_test

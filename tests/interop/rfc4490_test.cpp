@@ -9,7 +9,7 @@
 
 // The sample messages of RFC 4490, 7, through the SSF functions.
 
-namespace qx::test {
+namespace qx::test::rfc4490_test {
 namespace {
 
 const std::string kContent = "sample text\n";
@@ -108,4 +108,4 @@ TEST_F(Rfc4490, SignedMessageIsRefusedOnceItsContentIsChanged) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::rfc4490_test

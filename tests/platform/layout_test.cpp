@@ -18,6 +18,7 @@
 
 extern "C" DWORD qxSizesSeenByC(DWORD index);
 
+namespace qx::test::layout_test {
 namespace {
 
 TEST(PlatformLayout, IsTheSameForCAndForCpp) {
@@ -73,3 +74,4 @@ TEST(PlatformConstants, ThatAreEasilyConfusedStayApart) {
 }
 
 }  // namespace
+}  // namespace qx::test::layout_test

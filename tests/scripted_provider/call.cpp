@@ -32,6 +32,11 @@ void Call::tell(const char* format, ...) {
 Call::~Call() {
   state().journal.push_back(text_ + outcome_);
   state().fullJournal.push_back(text_ + (details_.empty() ? "" : " {" + details_ + "}") + outcome_);
+  std::optional<std::string>& beforeLoss = state().callBeforeLoss;
+  if (beforeLoss && text_.starts_with(*beforeLoss)) {
+    beforeLoss.reset();
+    state().lossOfMemory = std::make_unique<AllocationFailure>(1);
+  }
 }
 
 bool Call::fails() {

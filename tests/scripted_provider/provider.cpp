@@ -127,6 +127,10 @@ void Provider::sizeChanges(std::string_view call, int difference) {
       {.call = std::string(call), .difference = difference, .claim = std::nullopt});
 }
 
+void Provider::loseMemoryAfter(std::string_view call) {
+  state_->callBeforeLoss = call;
+}
+
 void Provider::claimSize(std::string_view call, DWORD size) {
   state_->sizes.push_back({.call = std::string(call), .difference = 0, .claim = size});
 }

@@ -183,6 +183,8 @@ class QX_SCRIPTED_API Provider {
   void missizeAny(unsigned n, int difference);
   /// The call succeeds but gives no output (NULL, 0).
   void giveNothing(std::string_view call);
+  /// There is no memory for the first allocation after the first such call, once. Wants the allocation hook.
+  void loseMemoryAfter(std::string_view call);
   /// The sizes that queries answer are this number, whatever there is.
   void claimSize(std::string_view call, DWORD size);
   /// How many calls that can fail there were since reset().

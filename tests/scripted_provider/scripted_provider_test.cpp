@@ -1,12 +1,15 @@
 #include "tests/scripted_provider/scripted_provider.h"
 
+#include <array>
+#include <cstdlib>
+
 #include "platform/cert_store.h"
 #include "platform/crypt_prov.h"
 #include "platform/support.h"
 
 #include "tests/scripted_provider/ssf_fixture.h"
 
-namespace qx::scripted {
+namespace qx::scripted::scripted_provider_test {
 namespace {
 
 using testing::ElementsAre;
@@ -77,6 +80,24 @@ TEST_F(ScriptedProvider, AllocationFailuresLeaveTheProviderItselfAlone) {
     happened = failure.hasHappened();
   }
   EXPECT_FALSE(happened);
+  ASSERT_NE(store, nullptr);
+  EXPECT_TRUE(CertCloseStore(store, 0));
+}
+
+TEST_F(ScriptedProvider, LosesMemoryOnceAndNotBeforeTheCall) {
+  provider().addCertificate({});
+  provider().loseMemoryAfter("CertOpenStore");
+  std::array<bool, 3> isLost{};
+  const auto tryMemory = [&](std::size_t i) {
+    void* volatile memory = std::malloc(8);
+    isLost.at(i) = memory == nullptr;
+    std::free(memory);
+  };
+  tryMemory(0);
+  HCERTSTORE store = openMy();
+  tryMemory(1);
+  tryMemory(2);
+  EXPECT_THAT(isLost, testing::ElementsAre(false, true, false));
   ASSERT_NE(store, nullptr);
   EXPECT_TRUE(CertCloseStore(store, 0));
 }
@@ -314,4 +335,4 @@ TEST_F(ScriptedProvider, CapturesTraceLinesFormatted) {
 }
 
 }  // namespace
-}  // namespace qx::scripted
+}  // namespace qx::scripted::scripted_provider_test

@@ -113,6 +113,8 @@ struct Provider::State {
   unsigned failableCalls = 0;
   std::vector<std::string> failable;
   unsigned failuresSeen = 0;
+  std::optional<std::string> callBeforeLoss;
+  std::unique_ptr<AllocationFailure> lossOfMemory;
 
   std::map<const void*, std::unique_ptr<Object>> live;
   std::vector<std::string> misuse;

@@ -9,7 +9,7 @@
 
 #include "tests/support/temp_dir.h"
 
-namespace qx::test {
+namespace qx::test::command_test {
 namespace {
 
 using ::testing::HasSubstr;
@@ -102,4 +102,4 @@ TEST(RunCommand, ThrowsWhenThereIsNoSuchProgram) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::command_test

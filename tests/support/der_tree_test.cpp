@@ -5,7 +5,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-namespace qx::test {
+namespace qx::test::der_tree_test {
 namespace {
 
 using ::testing::ElementsAre;
@@ -66,4 +66,4 @@ TEST(DerTree, RefusesWhatIsNotOneElement) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::der_tree_test

@@ -26,14 +26,22 @@ std::string hex(const unsigned char* bytes, std::size_t count) {
 }  // namespace
 
 ProviderFolder::ProviderFolder() {
+  for (const char* variable : kVariables) {
+    const char* before = getenv(variable);
+    before_.emplace_back(before == nullptr ? std::nullopt : std::optional<std::string>(before));
+  }
   setenv("QXPROVIDER_USER_DIR", folder_.path().c_str(), 1);
   setenv("QXPROVIDER_MACHINE_DIR", folder_.file("machine").c_str(), 1);
   setenv("QXPROVIDER_CONF", folder_.file("provider.conf").c_str(), 1);
 }
 
 ProviderFolder::~ProviderFolder() {
-  for (const char* variable : kVariables) {
-    unsetenv(variable);
+  for (std::size_t i = 0; i < before_.size(); ++i) {
+    if (before_[i]) {
+      setenv(kVariables[i], before_[i]->c_str(), 1);
+    } else {
+      unsetenv(kVariables[i]);
+    }
   }
 }
 

@@ -1,7 +1,9 @@
 #ifndef QX_TESTS_SUPPORT_PROVIDER_FOLDER_H_
 #define QX_TESTS_SUPPORT_PROVIDER_FOLDER_H_
 
+#include <optional>
 #include <string>
+#include <vector>
 
 #include "tests/support/temp_dir.h"
 #include "tools/lab/pki.h"
@@ -9,8 +11,8 @@
 namespace qx::test {
 
 /// ProviderFolder is a private folder that the default provider takes for the current user's and the
-/// local machine's ("machine" below it); it points the environment there as long as it lives. Files
-/// are written straight to where the provider looks for them.
+/// local machine's ("machine" below it); it points the environment there as long as it lives, then
+/// back to where it pointed before. Files are written straight to where the provider looks for them.
 class ProviderFolder {
  public:
   /// Rounds of the key derivation: few, because tests are many.
@@ -36,6 +38,7 @@ class ProviderFolder {
 
  private:
   TempDir folder_;
+  std::vector<std::optional<std::string>> before_;  ///< what the variables were
 };
 
 /// keyFileName is the hexadecimal SHA-256 of a key's public bits, with ".pem" behind it.

@@ -6,7 +6,7 @@
 
 #include <gtest/gtest.h>
 
-namespace qx::test {
+namespace qx::test::temp_dir_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -54,4 +54,4 @@ TEST(WriteFile, ThrowsWhenTheFolderIsMissing) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::temp_dir_test

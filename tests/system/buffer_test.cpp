@@ -11,7 +11,7 @@
 // A caller that changes its bytes while the library reads them breaks the rules; the library's own
 // memory stays whole all the same. (That is a race: the thread sanitizer is not asked.)
 
-namespace qx::test {
+namespace qx::test::buffer_test {
 namespace {
 
 constexpr int kCalls = 60;
@@ -106,4 +106,4 @@ TEST_F(SystemBuffer, ThatChangesWhileItIsEnvelopedAndDevelopedDoesNoHarm) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::buffer_test

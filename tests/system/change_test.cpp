@@ -18,7 +18,7 @@
 // Stores and keys that somebody else changes while the library works with them: between its steps, by
 // a program that it asks for the PIN, and at any moment, by another process.
 
-namespace qx::test {
+namespace qx::test::change_test {
 namespace {
 
 namespace fs = std::filesystem;
@@ -169,4 +169,4 @@ TEST(SystemChanges, OfAnotherProcessDoNotDisturbThreadsThatSignAndVerify) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::change_test

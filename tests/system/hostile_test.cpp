@@ -5,7 +5,7 @@
 
 // Messages that somebody damaged or built to do harm are refused with a code.
 
-namespace qx::test {
+namespace qx::test::hostile_test {
 namespace {
 
 const std::string kContent = "a document";
@@ -96,4 +96,4 @@ TEST(SystemHostileShapes, AnythingThatIsNoMessageIsRefused) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::hostile_test

@@ -14,7 +14,7 @@
 #include "qxsapssf/identity/dn.h"
 #include "tests/provider/name/der_name.h"
 
-namespace qx::test {
+namespace qx::test::name_test {
 namespace {
 
 using testing::ElementsAre;
@@ -163,4 +163,4 @@ TEST(NameRoundTrip, IsFoundByTheKeywordsOfAnIdentity) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::name_test

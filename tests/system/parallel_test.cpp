@@ -13,7 +13,7 @@
 
 // Several threads at once, and a process that forks while others sign.
 
-namespace qx::test {
+namespace qx::test::parallel_test {
 namespace {
 
 constexpr int kThreads = 8;
@@ -92,4 +92,4 @@ TEST(SystemFork, AChildSignsAndVerifiesWhileTheParentsThreadsSign) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::parallel_test

@@ -18,7 +18,7 @@
 // A host that loads the library, works with it, and lets it go, again and again, with the default
 // provider beneath. The program itself is not linked with the library.
 
-namespace qx::test {
+namespace qx::test::reload_test {
 namespace {
 
 SAP_B8* bytes(const std::string& text) {
@@ -240,4 +240,4 @@ TEST(SystemReload, FindsTheStoresOfAFolderThatIsNamedAfterItsLoad) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::reload_test

@@ -7,7 +7,7 @@
 
 // Signing through the SSF functions with the default provider beneath.
 
-namespace qx::test {
+namespace qx::test::sign_test {
 namespace {
 
 const std::string kContent = "a document";
@@ -181,4 +181,4 @@ TEST(SystemSign, MakesNoCadesMessageWhenNoServerForTimeStampsIsKnown) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::sign_test

@@ -8,7 +8,7 @@
 // content, whose octets are therefore left alone here: whatever is done to all around them, what comes out
 // is the content that was put in, or nothing.
 
-namespace qx::test {
+namespace qx::test::tamper_envelope_test {
 namespace {
 
 const std::string kContent = "a document for one reader";
@@ -90,4 +90,4 @@ TEST_F(SystemTamperEnvelope, WithAnElementTwiceOrMissingGivesNothingElse) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::tamper_envelope_test

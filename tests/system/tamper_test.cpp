@@ -13,7 +13,7 @@
 // each: whatever is made of both messages, what verifies is one of the two documents, signed by its own
 // signer.
 
-namespace qx::test {
+namespace qx::test::tamper_test {
 namespace {
 
 /// What somebody signed.
@@ -207,4 +207,4 @@ INSTANTIATE_TEST_SUITE_P(
     [](const testing::TestParamInfo<Form>& form) { return std::string(form.param.name); });
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::tamper_test

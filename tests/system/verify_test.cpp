@@ -5,7 +5,7 @@
 
 // Verifying through the SSF functions with the default provider beneath.
 
-namespace qx::test {
+namespace qx::test::verify_test {
 namespace {
 
 const std::string kContent = "a document";
@@ -175,4 +175,4 @@ TEST(SystemVerify, ChecksEachOfSeveralSignersOnItsOwn) {
 }
 
 }  // namespace
-}  // namespace qx::test
+}  // namespace qx::test::verify_test
