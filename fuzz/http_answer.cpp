@@ -13,6 +13,8 @@ class GivenStream : public qx::Stream {
  public:
   GivenStream(std::string bytes, std::size_t step) : bytes_(std::move(bytes)), step_(step) {}
 
+  void askAgain(const qx::Deadline& /*deadline*/) override {}
+
   qx::Result<void> send(std::span<const std::uint8_t> /*bytes*/) override { return {}; }
 
   qx::Result<std::size_t> receive(std::span<std::uint8_t> out) override {

@@ -75,12 +75,13 @@ class HttpTimeStampService final : public TimeStampService {
   }
 
  private:
-  Result<std::vector<std::uint8_t>> ask(const std::vector<std::uint8_t>& request) const {
+  Result<std::vector<std::uint8_t>> ask(const std::vector<std::uint8_t>& request) {
     return exchange({.url = url_,
                      .contentType = "application/timestamp-query",
                      .accept = "application/timestamp-reply",
                      .body = request,
-                     .credentials = &credentials_},
+                     .credentials = &credentials_,
+                     .kept = &connection_},
                     {.time = time_, .bytes = kMaxAnswer},
                     settings_);
   }
@@ -101,6 +102,7 @@ class HttpTimeStampService final : public TimeStampService {
   std::chrono::milliseconds time_;
   HttpSettings settings_;
   HttpCredentials credentials_;
+  KeptConnection connection_;  // an enhanced signature needs two stamps
 };
 
 }  // namespace

@@ -50,11 +50,23 @@ bool isFieldValue(std::string_view value) {
   return std::ranges::all_of(value, [](char c) { return c >= ' ' && c <= '~'; });
 }
 
+std::string serverOf(const Url& url) {
+  return (url.secure ? "https://" : "http://") + url.authority();
+}
+
+// Of other answers the body is not read.
+bool mayBeKept(const HttpHead& head) {
+  return head.status == kOk && !head.closes && (head.chunked || head.length);
+}
+
 std::string requestHead(const HttpRequest& request, const Url& url, bool throughProxy) {
   const bool posts = !request.contentType.empty();
   std::string head = (posts ? "POST " : "GET ") +
                      (throughProxy ? "http://" + url.authority() : "") + url.target +
-                     " HTTP/1.1\r\nHost: " + url.authority() + "\r\nConnection: close\r\n";
+                     " HTTP/1.1\r\nHost: " + url.authority() + "\r\n";
+  if (request.kept == nullptr) {
+    head += "Connection: close\r\n";
+  }
   if (!request.accept.empty()) {
     head += "Accept: " + request.accept + "\r\n";
   }
@@ -200,16 +212,41 @@ class Exchange {
     if (!whole) {
       return whole.failure();
     }
-    const Result<StreamPtr> stream = connect(url, credentials);
-    if (!stream) {
-      return stream.failure();
+    if (StreamPtr kept = takeKept(url)) {
+      Result<Answer> answer = askOver(std::move(kept), *whole, url);
+      if (answer || answer.error() != ERROR_WINHTTP_CONNECTION_ERROR) {
+        return answer;
+      }
     }
-    const Result<void> sent = (*stream)->send(whole->bytes());
-    return sent ? readAnswer(**stream) : sent.failure();
+    Result<StreamPtr> stream = connect(url, credentials);
+    return stream ? askOver(*std::move(stream), *whole, url) : stream.failure();
   }
 
-  Result<Answer> readAnswer(Stream& stream) const {
-    ResponseReader reader(stream);
+  // The connection to this server that is left; null when there is none.
+  StreamPtr takeKept(const Url& url) const {
+    if (request_->kept == nullptr || request_->kept->server != serverOf(url)) {
+      return nullptr;
+    }
+    StreamPtr stream = std::move(request_->kept->stream);
+    if (stream != nullptr) {
+      stream->askAgain(deadline_);
+    }
+    return stream;
+  }
+
+  Result<Answer> askOver(StreamPtr stream, WholeRequest& whole, const Url& url) const {
+    if (const Result<void> sent = stream->send(whole.bytes()); !sent) {
+      return sent.failure();
+    }
+    ResponseReader reader(*stream);
+    Result<Answer> answer = readAnswer(reader);
+    if (request_->kept != nullptr && answer && mayBeKept(answer->head) && !reader.hasRest()) {
+      *request_->kept = {.server = serverOf(url), .stream = std::move(stream)};
+    }
+    return answer;
+  }
+
+  Result<Answer> readAnswer(ResponseReader& reader) const {
     Result<HttpHead> head = reader.readHead();
     if (!head) {
       return head.failure();

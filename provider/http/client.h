@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "provider/http/stream.h"
 #include "provider/result.h"
 
 namespace qx {
@@ -23,6 +24,14 @@ struct HttpCredentials {
   std::string keyFile;
 };
 
+/// KeptConnection is what one exchange leaves open for the next one with the same server, which is spared
+/// the handshakes. For one thread at a time; the connection ends with it.
+struct KeptConnection {
+  /// Scheme, host and port. Credentials and proxy are the same for all exchanges.
+  std::string server;
+  StreamPtr stream;
+};
+
 /// HttpRequest is a GET, or with a content type a POST of the body.
 struct HttpRequest {
   /// http or https, without user and password.
@@ -32,6 +41,9 @@ struct HttpRequest {
   std::vector<std::uint8_t> body;
   /// Borrowed; null: none.
   const HttpCredentials* credentials = nullptr;
+  /// Borrowed; null: a connection for this exchange alone. With one the request must be such that a server may
+  /// be asked twice: it is asked again when a connection that was kept turns out to have ended.
+  KeptConnection* kept = nullptr;
 };
 
 /// HttpLimits bound the whole exchange, redirection included, and the body of the answer.
@@ -48,8 +60,7 @@ struct HttpSettings {
   std::string caFile;
 };
 
-/// exchange asks and gives the body of the answer, which has the status 200. HTTP/1.1, one connection
-/// an exchange; at most one redirection, to the same host and not from https to http.
+/// exchange asks and gives the body of the answer, which has the status 200. HTTP/1.1; at most one redirection, to the same host and not from https to http.
 ///
 /// Errors: ERROR_TIMEOUT; ERROR_WINHTTP_INVALID_URL (other schemes than http and https, user names,
 /// control characters); ERROR_WINHTTP_NAME_NOT_RESOLVED; ERROR_CONNECTION_REFUSED, at once;

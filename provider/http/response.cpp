@@ -13,6 +13,7 @@ constexpr int kHexadecimal = 16;
 constexpr unsigned kFirstFinalStatus = 200;
 constexpr std::string_view kSpaces = " \t";
 constexpr std::size_t kVersionLength = 9;  // "HTTP/1.x "
+constexpr std::string_view kWithoutKeeping = "HTTP/1.0";
 constexpr std::size_t kStatusLength = 3;
 
 Failure notHttp() {
@@ -56,6 +57,17 @@ std::optional<unsigned> readStatus(std::string_view line) {
   return static_cast<unsigned>(*status);
 }
 
+bool isListed(std::string_view wanted, std::string_view list) {
+  while (!list.empty()) {
+    const std::size_t comma = std::min(list.find(','), list.size());
+    if (isSame(trimmed(list.substr(0, comma)), wanted)) {
+      return true;
+    }
+    list.remove_prefix(std::min(comma + 1, list.size()));
+  }
+  return false;
+}
+
 bool isText(char c) {
   return c == '\t' || (static_cast<unsigned char>(c) >= ' ' && c != '\x7F');
 }
@@ -75,6 +87,9 @@ bool take(std::string_view name, std::string_view value, HttpHead& head) {
   }
   if (isSame(name, "Content-Encoding")) {
     return isSame(value, "identity");
+  }
+  if (isSame(name, "Connection")) {
+    head.closes = head.closes || isListed("close", value);
   }
   if (isSame(name, "Location")) {
     head.location = value;
@@ -162,7 +177,7 @@ Result<HttpHead> ResponseReader::readOneHead() {
   if (!status) {
     return notHttp();
   }
-  HttpHead head{.status = *status};
+  HttpHead head{.status = *status, .closes = line->starts_with(kWithoutKeeping)};
   if (const Result<void> fields = readFields(head); !fields) {
     return fields.failure();
   }

@@ -24,6 +24,8 @@ struct HttpHead {
   /// Content-Length; nothing: the body ends with the connection, unless it is chunked.
   std::optional<std::uint64_t> length;
   bool chunked = false;
+  /// The server ends the connection behind the body (RFC 9112, 9.3).
+  bool closes = false;
 };
 
 /// ResponseReader reads an answer (RFC 9112) and believes nothing in it. Errors: those of the stream;

@@ -23,6 +23,9 @@ class Stream {
   Stream(Stream&&) = delete;
   Stream& operator=(Stream&&) = delete;
 
+  /// askAgain begins another question behind an answer that was received whole, with a deadline of its own.
+  virtual void askAgain(const Deadline& deadline) = 0;
+
   /// send sends all bytes.
   virtual Result<void> send(std::span<const std::uint8_t> bytes) = 0;
 

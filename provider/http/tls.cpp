@@ -95,6 +95,8 @@ class TlsStream final : public Stream {
     return shakeHands();
   }
 
+  void askAgain(const Deadline& deadline) override { below_->askAgain(deadline); }
+
   Result<void> send(std::span<const std::uint8_t> bytes) override {
     std::size_t sent = 0;
     const Result<bool> done =

@@ -63,8 +63,9 @@ Services::Services(std::uint16_t port) : server_(std::make_unique<httplib::Serve
   server_->Get(".*", handler);
   server_->Post(".*", handler);
   server_->set_socket_options(reuseAddress);
-  // A connection that stays open for more would hold the end up.
-  server_->set_keep_alive_max_count(1);
+  server_->set_tcp_nodelay(true);
+  // A connection that stays open for more holds the end up.
+  server_->set_keep_alive_timeout(1);
   port_ = port == 0 ? server_->bind_to_any_port(kHost) : port;
   if (port_ < 0 || (port != 0 && !server_->bind_to_port(kHost, port))) {
     throw tools::ToolError(tools::ExitCode::Input,

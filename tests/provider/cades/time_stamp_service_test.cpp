@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "provider/cades/time_stamp_token.h"
+#include "tests/provider/http/scripted_server.h"
 #include "tests/support/command.h"
 #include "tests/support/provider_folder.h"
 #include "tests/support/temp_dir.h"
@@ -102,6 +103,18 @@ TEST_F(TimeStampServiceTest, GivesWhatTheOpensslCommandAccepts) {
            "-CAfile",
            files.write("root.pem", lab::toPem(root_.certificate()))});
   EXPECT_EQ(judged.exitCode, 0) << judged.err;
+}
+
+TEST_F(TimeStampServiceTest, AsksForAllItsStampsOverOneConnection) {
+  ScriptedAnswer noStamp = okAnswer("no stamp");
+  noStamp.keeps = true;
+  const ScriptedServer server({noStamp});
+  const Result<std::unique_ptr<TimeStampService>> service =
+      timeStampServiceAt(server.url(), configuration_);
+  ASSERT_TRUE(service);
+  EXPECT_FALSE((*service)->stamp(HashAlgorithm::Sha256, hash_));
+  EXPECT_FALSE((*service)->stamp(HashAlgorithm::Sha256, hash_));
+  EXPECT_EQ(server.connections(), 1U);
 }
 
 TEST_F(TimeStampServiceTest, AsksTheDefaultServerWithoutAUrl) {

@@ -17,6 +17,8 @@ class TextStream final : public Stream {
   TextStream(std::string text, std::size_t piece, DWORD error = ERROR_SUCCESS)
       : text_(std::move(text)), piece_(piece), error_(error) {}
 
+  void askAgain(const Deadline& /*deadline*/) override {}
+
   Result<void> send(std::span<const std::uint8_t> /*bytes*/) override { return {}; }
 
   Result<std::size_t> receive(std::span<std::uint8_t> out) override {
@@ -103,6 +105,21 @@ TEST(ResponseReader, GivesStatusAndLocation) {
   ASSERT_TRUE(head);
   EXPECT_EQ(head->status, 302U);
   EXPECT_EQ(head->location, "/x");
+}
+
+TEST(ResponseReader, KnowsWhetherTheConnectionEnds) {
+  const auto closes = [](const std::string& head) {
+    TextStream stream(head + "\r\n\r\n", 100);
+    const Result<HttpHead> read = ResponseReader(stream).readHead();
+    return read && read->closes;
+  };
+  EXPECT_FALSE(closes("HTTP/1.1 200 OK"));
+  EXPECT_FALSE(closes("HTTP/1.1 200 OK\r\nConnection: keep-alive"));
+  EXPECT_FALSE(closes("HTTP/1.1 200 OK\r\nConnection: closed, to-close\r\nConnection: ,"));
+  EXPECT_TRUE(closes("HTTP/1.1 200 OK\r\nConnection: close"));
+  EXPECT_TRUE(closes("HTTP/1.1 200 OK\r\nconnection: keep-alive , Close"));
+  EXPECT_TRUE(closes("HTTP/1.1 200 OK\r\nConnection: close\r\nConnection: keep-alive"));
+  EXPECT_TRUE(closes("HTTP/1.0 200 OK"));
 }
 
 TEST(ResponseReader, KnowsWhatItDidNotRead) {

@@ -131,28 +131,38 @@ void ScriptedServer::run() {
   sigemptyset(&pipe);
   sigaddset(&pipe, SIGPIPE);
   pthread_sigmask(SIG_BLOCK, &pipe, nullptr);
-  for (std::size_t i = 0;; ++i) {
+  for (;;) {
     const Fd connection(accept4(listener_.get(), nullptr, nullptr, SOCK_CLOEXEC));
     if (!connection) {
       return;
     }
-    serve(connection.get(), answers_.at(std::min(i, answers_.size() - 1)));
+    ++connections_;
+    serve(connection.get());
   }
 }
 
-void ScriptedServer::serve(int connection, const ScriptedAnswer& answer) {
+const ScriptedAnswer& ScriptedServer::nextAnswer() {
+  return answers_.at(std::min(answered_++, answers_.size() - 1));
+}
+
+void ScriptedServer::serve(int connection) {
   Peer peer(connection, tls_.get());
-  std::string request = answer.speaksFirst ? "" : readRequest(peer);
-  {
-    const std::scoped_lock lock(mutex_);
-    requests_.push_back(std::move(request));
-  }
-  peer.send(answer.text);
-  while (!answer.repeated.empty() && peer.open()) {
-    peer.send(answer.repeated);
-  }
-  while (answer.waits && peer.open()) {
-    peer.receive();
+  bool goesOn = true;
+  while (goesOn) {
+    const ScriptedAnswer& answer = nextAnswer();
+    std::string request = answer.speaksFirst ? "" : readRequest(peer);
+    {
+      const std::scoped_lock lock(mutex_);
+      requests_.push_back(std::move(request));
+    }
+    peer.send(answer.text);
+    while (!answer.repeated.empty() && peer.open()) {
+      peer.send(answer.repeated);
+    }
+    while (answer.waits && peer.open()) {
+      peer.receive();
+    }
+    goesOn = answer.keeps && peer.open();
   }
 }
 

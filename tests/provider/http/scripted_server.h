@@ -1,6 +1,8 @@
 #ifndef QX_TESTS_PROVIDER_HTTP_SCRIPTED_SERVER_H_
 #define QX_TESTS_PROVIDER_HTTP_SCRIPTED_SERVER_H_
 
+#include <atomic>
+#include <cstddef>
 #include <cstdint>
 #include <mutex>
 #include <string>
@@ -14,11 +16,13 @@
 
 namespace qx::test {
 
-/// What one connection is told, word for word, whatever was asked.
+/// What one question is answered, word for word, whatever it was.
 struct ScriptedAnswer {
   std::string text;
   /// Said again and again behind the text, until the client goes.
   std::string repeated;
+  /// Takes another question over the same connection, for the next answer.
+  bool keeps = false;
   /// Waits for the client to go, instead of ending the connection.
   bool waits = false;
   /// Does not wait for a request.
@@ -39,7 +43,7 @@ struct ServerIdentity {
 };
 
 /// ScriptedServer listens on 127.0.0.1 in a thread of its own and takes one connection after the
-/// other: the n-th one gets the n-th answer, all later ones the last.
+/// other: the n-th question gets the n-th answer, all later ones the last.
 class ScriptedServer {
  public:
   explicit ScriptedServer(Answers answers, const ServerIdentity& identity = {});
@@ -57,11 +61,15 @@ class ScriptedServer {
   /// What was asked so far, heads with bodies; a connection that asked nothing is an empty text.
   std::vector<std::string> requests() const;
 
+  /// How many connections there were.
+  std::size_t connections() const { return connections_; }
+
  private:
   using SslContextPtr = OpensslOwner<SSL_CTX, SSL_CTX_free>;
 
   void run();
-  void serve(int connection, const ScriptedAnswer& answer);
+  void serve(int connection);
+  const ScriptedAnswer& nextAnswer();
 
   Answers answers_;
   SslContextPtr tls_;
@@ -69,6 +77,8 @@ class ScriptedServer {
   std::uint16_t port_ = 0;
   mutable std::mutex mutex_;
   std::vector<std::string> requests_;
+  std::atomic<std::size_t> connections_{0};
+  std::size_t answered_ = 0;
   std::thread thread_;
 };
 
