@@ -17,6 +17,10 @@ double median(std::vector<double> values) {
   return *middle;
 }
 
+double ratio(double ours, double peer) {
+  return ours > 0 ? peer / ours : 0;
+}
+
 }  // namespace
 
 bool RatioReporter::ReportContext(const Context& /*context*/) {
@@ -38,21 +42,37 @@ void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
     if (!pairs_.contains(work)) {
       order_.push_back(work);
     }
-    const double time =
-        run.cpu_accumulated_time / static_cast<double>(run.iterations) * kMicrosecondsASecond;
+    const double toMicroseconds = kMicrosecondsASecond / static_cast<double>(run.iterations);
     Pair& pair = pairs_[work];
-    (name.substr(bar + 1) == "ours" ? pair.ours : pair.peer).push_back(time);
+    Times& times = name.substr(bar + 1) == "ours" ? pair.ours : pair.peer;
+    times.processor.push_back(run.cpu_accumulated_time * toMicroseconds);
+    times.clock.push_back(run.real_accumulated_time * toMicroseconds);
   }
 }
 
 void RatioReporter::Finalize() {
-  std::printf("%-44s %12s %12s %8s\n", "work", "ours us", "peer us", "ratio");
+  std::printf("%-44s %10s %10s %6s %16s %10s %6s\n",
+              "work",
+              "ours us",
+              "peer us",
+              "ratio",
+              "by the clock",
+              "peer us",
+              "ratio");
   for (const std::string& work : order_) {
     const Pair& pair = pairs_[work];
-    const double ours = median(pair.ours);
-    const double peer = median(pair.peer);
-    std::printf(
-        "%-44s %12.1f %12.1f %8.2f\n", work.c_str(), ours, peer, ours > 0 ? peer / ours : 0);
+    const double ours = median(pair.ours.processor);
+    const double peer = median(pair.peer.processor);
+    const double oursByClock = median(pair.ours.clock);
+    const double peerByClock = median(pair.peer.clock);
+    std::printf("%-44s %10.1f %10.1f %6.2f %16.1f %10.1f %6.2f\n",
+                work.c_str(),
+                ours,
+                peer,
+                ratio(ours, peer),
+                oursByClock,
+                peerByClock,
+                ratio(oursByClock, peerByClock));
   }
 }
 
