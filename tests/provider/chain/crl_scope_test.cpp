@@ -34,15 +34,27 @@ class CrlScope : public ::testing::Test {
     return dataOf(root.issue(sampleKey(), options).get());
   }
 
-  /// We and the openssl command must agree on whether the CRL covers the certificate.
-  void expectCovered(bool covered, const CrlPtr& crl, const CertificatePtr& certificate) const {
-    const char* const refusal = whyNotAbout(*crl, *certificate);
-    EXPECT_EQ(refusal == nullptr, covered) << refusal;
+  ChainWorld worldWith(const CrlPtr& crl) const {
     ChainWorld world;
     world.trust(root.certificate());
     world.addCrl(crl->crl());
     world.revocation = RevocationScope::EndCertificate;
-    EXPECT_EQ(world.judgeTwice(certificate->x509()).errors, covered ? 0 : kRevocationUnknown);
+    return world;
+  }
+
+  /// We and the openssl command must agree on whether the CRL covers the certificate.
+  void expectCovered(bool covered, const CrlPtr& crl, const CertificatePtr& certificate) const {
+    const char* const refusal = whyNotAbout(*crl, *certificate);
+    EXPECT_EQ(refusal == nullptr, covered) << refusal;
+    EXPECT_EQ(worldWith(crl).judgeTwice(certificate->x509()).errors,
+              covered ? 0 : kRevocationUnknown);
+  }
+
+  // OpenSSL 3.0.19 takes a delta for a whole list: the command is not asked.
+  void expectRefusedDelta(const CrlPtr& crl) const {
+    const CertificatePtr certificate = issue({});
+    EXPECT_STREQ(whyNotAbout(*crl, *certificate), "it is a delta");
+    EXPECT_EQ(worldWith(crl).judge(certificate->x509()).errors, kRevocationUnknown);
   }
 
   const Authority root;
@@ -94,11 +106,11 @@ TEST_F(CrlScope, IsRefusedWhenItIsNotSupported) {
   expectCovered(false, crlOfPoint("onlyAA:TRUE"), issue({}));
   expectCovered(false, crlOfPoint("indirectCRL:TRUE"), issue({}));
   expectCovered(false, crlOfPoint("onlysomereasons:keyCompromise"), issue({}));
-  expectCovered(false, crlWith("2.5.29.27", "critical,DER:020101"), issue({}));
 }
 
-TEST_F(CrlScope, IsRefusedWhenADeltaIsNotEvenMarkedCritical) {
-  expectCovered(false, crlWith("2.5.29.27", "DER:020101"), issue({}));
+TEST_F(CrlScope, IsRefusedWhenItIsADeltaEvenIfThatIsNotMarkedCritical) {
+  expectRefusedDelta(crlWith("2.5.29.27", "critical,DER:020101"));
+  expectRefusedDelta(crlWith("2.5.29.27", "DER:020101"));
 }
 
 TEST_F(CrlScope, IsRefusedWhenItCannotBeRead) {
@@ -109,8 +121,6 @@ TEST_F(CrlScope, IsRefusedWhenItCannotBeRead) {
 TEST_F(CrlScope, TellsWhyInWords) {
   const CertificatePtr certificate = issue({});
   EXPECT_STREQ(whyNotAbout(*crlOfPoint("indirectCRL:TRUE"), *certificate), "it is an indirect one");
-  EXPECT_STREQ(whyNotAbout(*crlWith("2.5.29.27", "critical,DER:020101"), *certificate),
-               "it is a delta");
   EXPECT_STREQ(whyNotAbout(*crlOfPoint("onlysomereasons:keyCompromise"), *certificate),
                "it is about some reasons only");
 }
