@@ -50,7 +50,7 @@ class CrlScope : public ::testing::Test {
               covered ? 0 : kRevocationUnknown);
   }
 
-  // OpenSSL 3.0.19 takes a delta for a whole list: the command is not asked.
+  // OpenSSL before 3.0.22 takes a delta for a whole list: the command is not asked.
   void expectRefusedDelta(const CrlPtr& crl) const {
     const CertificatePtr certificate = issue({});
     EXPECT_STREQ(whyNotAbout(*crl, *certificate), "it is a delta");

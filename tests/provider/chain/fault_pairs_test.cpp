@@ -108,6 +108,9 @@ const std::vector<Fault>& faults() {
        CERT_TRUST_IS_UNTRUSTED_ROOT},
       {"PolicyMissing",
        [](Parts& parts) {
+         // OpenSSL before 3.0.22 leaks constraints that stand there without a policy.
+         parts.options[kMiddle].extensions.push_back(
+             {.name = "certificatePolicies", .value = "1.2.3.4"});
          parts.options[kMiddle].extensions.push_back(
              {.name = "policyConstraints", .value = "critical,requireExplicitPolicy:0"});
        },
