@@ -43,8 +43,7 @@ void RatioReporter::ReportRuns(const std::vector<Run>& runs) {
       order_.push_back(work);
     }
     const double toMicroseconds = kMicrosecondsASecond / static_cast<double>(run.iterations);
-    Pair& pair = pairs_[work];
-    Times& times = name.substr(bar + 1) == "ours" ? pair.ours : pair.peer;
+    Times& times = name.substr(bar + 1) == "ours" ? pairs_[work].ours : pairs_[work].peer;
     times.processor.push_back(run.cpu_accumulated_time * toMicroseconds);
     times.clock.push_back(run.real_accumulated_time * toMicroseconds);
   }
