@@ -6,6 +6,8 @@
 #include <string_view>
 #include <utility>
 
+#include <openssl/x509v3.h>
+
 #include "provider/der/reader.h"
 #include "provider/hash/hash.h"
 #include "provider/openssl/engine.h"
@@ -151,6 +153,8 @@ X509* CertificateData::x509() const {
     X509_free(fresh);  // not every failure frees it
     return nullptr;
   }
+  // Before others see it: libcrypto reads the extensions at the first question about them, whoever asks.
+  static_cast<void>(X509_get_extension_flags(fresh));
   X509* first = nullptr;
   if (!x509_.compare_exchange_strong(first, fresh, std::memory_order_acq_rel)) {
     X509_free(fresh);
