@@ -5,14 +5,10 @@
 
 #include <openssl/x509v3.h>
 
+#include "provider/chain/limits.h"
+
 namespace qx {
 namespace {
-
-// Material may come from a message, made by somebody who wants us to work for ever. Good chains stay
-// far below these; a search that reaches one goes on with what it has.
-constexpr std::size_t kMaxPaths = 16;
-constexpr std::size_t kMaxCandidates = 200;
-constexpr std::size_t kMaxSignatureChecks = 256;
 
 struct Candidate {
   CertificatePtr certificate;

@@ -6,17 +6,13 @@
 
 #include "provider/chain/crl_status.h"
 #include "provider/chain/faults.h"
+#include "provider/chain/limits.h"
 #include "provider/chain/ocsp_signer.h"
 #include "provider/chain/ocsp_status.h"
 #include "provider/chain/proved_signatures.h"
 
 namespace qx {
 namespace {
-
-// An authority has one CRL, a few while it changes them, some dozens when it splits them. Who wants us
-// to work for ever has more.
-constexpr std::size_t kMaxObjects = 100;
-constexpr std::size_t kMaxSignatureChecks = 256;
 
 template <class Pointer>
 std::span<const Pointer> limited(std::span<const Pointer> objects) {
