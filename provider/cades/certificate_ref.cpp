@@ -2,8 +2,8 @@
 
 #include <utility>
 
+#include "provider/der/blob.h"
 #include "provider/der/values.h"
-#include "provider/message/blob.h"
 #include "provider/message/signer_id.h"
 
 namespace qx {

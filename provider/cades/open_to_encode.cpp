@@ -8,7 +8,7 @@
 
 #include "provider/cades/bes_signer.h"
 #include "provider/cades/material.h"
-#include "provider/message/blob.h"
+#include "provider/der/blob.h"
 #include "provider/message/limits.h"
 #include "provider/message/signer_request.h"
 

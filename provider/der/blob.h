@@ -1,5 +1,5 @@
-#ifndef QX_PROVIDER_MESSAGE_BLOB_H_
-#define QX_PROVIDER_MESSAGE_BLOB_H_
+#ifndef QX_PROVIDER_DER_BLOB_H_
+#define QX_PROVIDER_DER_BLOB_H_
 
 #include "platform/types.h"
 

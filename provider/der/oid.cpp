@@ -6,11 +6,11 @@
 namespace qx::der {
 namespace {
 
-constexpr std::uint8_t kMoreOctets = 0x80;
+constexpr std::uint8_t kMoreDigits = 0x80;
 constexpr std::uint64_t kMaxArc = std::numeric_limits<std::uint64_t>::max();
 
 Result<std::uint64_t> readArc(Bytes& rest) {
-  if (rest.front() == kMoreOctets) {
+  if (rest.front() == kMoreDigits) {
     return fail(CRYPT_E_ASN1_CORRUPT);
   }
   std::uint64_t arc = 0;
@@ -21,7 +21,7 @@ Result<std::uint64_t> readArc(Bytes& rest) {
       return fail(CRYPT_E_ASN1_CORRUPT);
     }
     arc = (arc << 7U) | (octet & 0x7FU);
-    if ((octet & kMoreOctets) == 0) {
+    if ((octet & kMoreDigits) == 0) {
       return arc;
     }
   }
@@ -35,7 +35,7 @@ void appendArc(std::vector<std::uint8_t>& content, std::uint64_t arc) {
   }
   while (groups-- > 0) {
     const auto octet = static_cast<std::uint8_t>((arc >> (7U * groups)) & 0x7FU);
-    content.push_back(groups > 0 ? octet | kMoreOctets : octet);
+    content.push_back(groups > 0 ? octet | kMoreDigits : octet);
   }
 }
 

@@ -148,6 +148,11 @@ Result<std::uint64_t> readUnsigned(Reader& reader) {
   return integer ? readUnsigned(*integer) : integer.failure();
 }
 
+Result<std::vector<std::uint8_t>> readOctets(Reader& reader) {
+  const Result<Element> string = reader.next();
+  return string ? readOctets(*string) : string.failure();
+}
+
 Result<bool> readBoolean(const Element& boolean) {
   if (boolean.content.size() != 1) {
     return fail(CRYPT_E_ASN1_CORRUPT);

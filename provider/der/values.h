@@ -18,6 +18,9 @@ Result<std::uint64_t> readUnsigned(const Element& integer);
 /// The same for the reader's next element, which must be an INTEGER.
 Result<std::uint64_t> readUnsigned(Reader& reader);
 
+/// readOctets collects the octets of the reader's next element, which must be an OCTET STRING.
+Result<std::vector<std::uint8_t>> readOctets(Reader& reader);
+
 /// readBoolean reads a BOOLEAN (BER: every value but 0 is true).
 Result<bool> readBoolean(const Element& boolean);
 

@@ -3,7 +3,7 @@
 #include <algorithm>
 #include <iterator>
 
-#include "provider/message/blob.h"
+#include "provider/der/blob.h"
 #include "provider/message/oids.h"
 
 namespace qx {

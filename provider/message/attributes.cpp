@@ -4,8 +4,8 @@
 #include <set>
 #include <utility>
 
+#include "provider/der/blob.h"
 #include "provider/der/values.h"
-#include "provider/message/blob.h"
 #include "provider/message/limits.h"
 
 namespace qx {

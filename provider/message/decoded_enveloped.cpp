@@ -2,9 +2,9 @@
 
 #include <utility>
 
+#include "provider/der/blob.h"
 #include "provider/key/key_context.h"
 #include "provider/message/algorithm.h"
-#include "provider/message/blob.h"
 #include "provider/message/known_certificate.h"
 #include "provider/message/oids.h"
 #include "provider/message/recipient_key.h"

@@ -49,11 +49,7 @@ Result<void> DecodedHashed::readFields(der::Reader& reader) {
   if (!info) {
     return info.failure();
   }
-  const Result<der::Element> string = reader.next();
-  if (!string) {
-    return string.failure();
-  }
-  Result<std::vector<std::uint8_t>> hash = der::readOctets(*string);
+  Result<std::vector<std::uint8_t>> hash = der::readOctets(reader);
   if (!hash) {
     return hash.failure();
   }

@@ -4,7 +4,7 @@
 #include <utility>
 
 #include "provider/cipher/gost28147.h"
-#include "provider/message/blob.h"
+#include "provider/der/blob.h"
 #include "provider/message/enveloped_data.h"
 #include "provider/message/limits.h"
 #include "provider/message/oids.h"

@@ -15,23 +15,17 @@ constexpr std::string_view kDiversifiedWrap = "1.2.643.2.2.13.1";
 
 using Octets = std::vector<std::uint8_t>;
 
-Result<Octets> nextOctets(der::Reader& reader) {
-  const auto string = reader.next(der::kOctetString);
-  return string ? Result<Octets>(Octets(string->content.begin(), string->content.end()))
-                : string.failure();
-}
-
-Result<WrappedKey> readWrappedKey(der::Reader& outer) {
+Result<WrappedKey> nextWrappedKey(der::Reader& outer) {
   const auto sequence = outer.next(der::kSequence);
   if (!sequence) {
     return sequence.failure();
   }
   der::Reader reader(sequence->content);
-  auto encrypted = nextOctets(reader);
+  auto encrypted = der::readOctets(reader);
   if (!encrypted) {
     return encrypted.failure();
   }
-  auto mac = nextOctets(reader);
+  auto mac = der::readOctets(reader);
   if (!mac) {
     return mac.failure();
   }
@@ -51,7 +45,7 @@ Result<void> readTransportParameters(der::Bytes content, GostKeyTransport& trans
   if (!key) {
     return key.failure();
   }
-  auto ukm = nextOctets(reader);
+  auto ukm = der::readOctets(reader);
   if (!ukm) {
     return ukm.failure();
   }
@@ -73,7 +67,7 @@ Result<Gost28147Wrap> wrapByOid(std::string_view oid) {
 
 Result<WrappedKey> readWrappedKey(der::Bytes encoded) {
   der::Reader reader(encoded);
-  auto wrapped = readWrappedKey(reader);
+  auto wrapped = nextWrappedKey(reader);
   if (const auto end = reader.expectEnd(); wrapped && !end) {
     return end.failure();
   }
@@ -86,7 +80,7 @@ Result<GostKeyTransport> readGostKeyTransport(der::Bytes encoded) {
     return sequence.failure();
   }
   der::Reader reader(sequence->content);
-  auto wrapped = readWrappedKey(reader);
+  auto wrapped = nextWrappedKey(reader);
   if (!wrapped) {
     return wrapped.failure();
   }
@@ -129,7 +123,7 @@ Result<ExportedKeyTransport> readExportedKeyTransport(der::Bytes encoded) {
     return sequence.failure();
   }
   der::Reader reader(sequence->content);
-  auto exported = nextOctets(reader);
+  auto exported = der::readOctets(reader);
   if (!exported) {
     return exported.failure();
   }
@@ -137,7 +131,7 @@ Result<ExportedKeyTransport> readExportedKeyTransport(der::Bytes encoded) {
   if (!key) {
     return key.failure();
   }
-  auto ukm = nextOctets(reader);
+  auto ukm = der::readOctets(reader);
   if (!ukm) {
     return ukm.failure();
   }
@@ -171,7 +165,7 @@ Result<KeyWrapParameters> readKeyWrapParameters(der::Bytes encoded) {
   if (!set) {
     return set.failure();
   }
-  auto ukm = reader.atEnd() ? Result<Octets>(Octets()) : nextOctets(reader);
+  auto ukm = reader.atEnd() ? Result<Octets>(Octets()) : der::readOctets(reader);
   if (!ukm) {
     return ukm.failure();
   }

@@ -2,8 +2,8 @@
 
 #include <utility>
 
+#include "provider/der/blob.h"
 #include "provider/message/algorithm.h"
-#include "provider/message/blob.h"
 #include "provider/message/content_info.h"
 #include "provider/message/oids.h"
 

@@ -15,18 +15,13 @@ constexpr std::uint8_t kKeyIdTag = der::contextConstructed(0);
 constexpr std::uint8_t kFirstOtherTag = der::contextConstructed(2);
 constexpr std::uint8_t kLastOtherTag = der::contextConstructed(4);
 
-Result<std::vector<std::uint8_t>> nextOctets(der::Reader& reader) {
-  const auto string = reader.next();
-  return string ? der::readOctets(*string) : string.failure();
-}
-
 Result<Recipient> readTransport(const der::Element& element) {
   der::Reader reader(element.content);
   const auto version = der::readUnsigned(reader);
   const auto name = version ? reader.next() : version.failure();
   const auto id = name ? readSignerId(*name) : name.failure();
   auto algorithm = id ? der::readAlgorithm(reader) : id.failure();
-  auto key = algorithm ? nextOctets(reader) : algorithm.failure();
+  auto key = algorithm ? der::readOctets(reader) : algorithm.failure();
   if (!key) {
     return key.failure();
   }
@@ -58,7 +53,7 @@ Result<Recipient> readAgreed(const der::Element& element,
   der::Reader reader(element.content);
   const auto name = reader.next();
   const auto id = name ? readAgreementId(*name) : name.failure();
-  auto key = id ? nextOctets(reader) : id.failure();
+  auto key = id ? der::readOctets(reader) : id.failure();
   if (!key) {
     return key.failure();
   }

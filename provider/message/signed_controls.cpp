@@ -6,7 +6,7 @@
 #include "platform/cert_chain.h"
 #include "platform/crypt_msg.h"
 
-#include "provider/message/blob.h"
+#include "provider/der/blob.h"
 #include "provider/message/verify.h"
 
 namespace qx {

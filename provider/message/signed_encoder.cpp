@@ -6,7 +6,7 @@
 
 #include "platform/crypt_prov.h"
 
-#include "provider/message/blob.h"
+#include "provider/der/blob.h"
 #include "provider/message/content_info.h"
 #include "provider/message/limits.h"
 #include "provider/message/oids.h"

@@ -2,8 +2,8 @@
 
 #include <algorithm>
 
+#include "provider/der/blob.h"
 #include "provider/der/writer.h"
-#include "provider/message/blob.h"
 #include "provider/message/oids.h"
 
 namespace qx {

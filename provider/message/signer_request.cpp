@@ -4,11 +4,11 @@
 #include <cstddef>
 #include <utility>
 
+#include "provider/der/blob.h"
 #include "provider/key/key_context.h"
 #include "provider/key/public_key.h"
 #include "provider/message/algorithm.h"
 #include "provider/message/attributes.h"
-#include "provider/message/blob.h"
 #include "provider/message/limits.h"
 #include "provider/message/oids.h"
 #include "provider/message/signer_id.h"

@@ -3,8 +3,8 @@
 #include <algorithm>
 #include <utility>
 
+#include "provider/der/blob.h"
 #include "provider/der/writer.h"
-#include "provider/message/blob.h"
 #include "provider/message/oids.h"
 
 namespace qx {

@@ -5,13 +5,10 @@
 #include <span>
 
 #include "provider/api.h"
+#include "provider/der/blob.h"
 
 namespace qx {
 namespace {
-
-std::span<const BYTE> bytesOf(const CRYPT_INTEGER_BLOB& blob) {
-  return {blob.pbData, blob.pbData == nullptr ? 0 : blob.cbData};
-}
 
 // Drops the bytes at the high end that only repeat the sign of the one before.
 std::span<const BYTE> significant(std::span<const BYTE> integer) {

@@ -11,7 +11,7 @@ std::optional<std::wstring> copyOf(LPCWSTR text) {
   return text == nullptr ? std::nullopt : std::optional<std::wstring>(text);
 }
 
-std::size_t bytesOf(const std::optional<std::wstring>& text) {
+std::size_t storedSize(const std::optional<std::wstring>& text) {
   return text ? (text->size() + 1) * sizeof(wchar_t) : 0;
 }
 
@@ -29,8 +29,8 @@ class Pieces {
     if (!text) {
       return nullptr;
     }
-    auto* place = take<wchar_t>(bytesOf(text));
-    std::memcpy(place, text->c_str(), bytesOf(text));
+    auto* place = take<wchar_t>(storedSize(text));
+    std::memcpy(place, text->c_str(), storedSize(text));
     return place;
   }
 
@@ -56,7 +56,7 @@ KeyProvInfo::KeyProvInfo(const CRYPT_KEY_PROV_INFO& info)
 }
 
 std::size_t KeyProvInfo::size() const {
-  std::size_t bytes = sizeof(CRYPT_KEY_PROV_INFO) + bytesOf(container_) + bytesOf(provider_);
+  std::size_t bytes = sizeof(CRYPT_KEY_PROV_INFO) + storedSize(container_) + storedSize(provider_);
   for (const Parameter& parameter : parameters_) {
     bytes += sizeof(CRYPT_KEY_PROV_PARAM) + parameter.data.size();
   }

@@ -8,6 +8,7 @@
 #include <utility>
 #include <vector>
 
+#include "provider/der/blob.h"
 #include "provider/name/name_reader.h"
 #include "provider/store/file_content.h"
 #include "provider/store/folder_store.h"
@@ -22,10 +23,6 @@ constexpr std::size_t kMaxLabel = 40;
 // Writing is refused with one code, whoever refuses.
 Failure refused(DWORD code) {
   return fail(code == ERROR_ACCESS_DENIED ? E_ACCESSDENIED : code);
-}
-
-der::Bytes bytesOf(const CERT_NAME_BLOB& name) {
-  return {name.pbData, name.cbData};
 }
 
 std::string hexOf(std::span<const std::uint8_t> octets) {

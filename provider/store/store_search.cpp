@@ -9,6 +9,7 @@
 #include <string_view>
 #include <utility>
 
+#include "provider/der/blob.h"
 #include "provider/key/key_store.h"
 #include "provider/name/text_cache.h"
 #include "provider/store/compare.h"
@@ -19,10 +20,6 @@ namespace qx {
 namespace {
 
 using Test = std::function<bool(const Candidate&)>;
-
-std::span<const BYTE> bytesOf(const CRYPT_HASH_BLOB& blob) {
-  return {blob.pbData, blob.pbData == nullptr ? 0 : blob.cbData};
-}
 
 bool hasValue(const CertificateData& certificate, DWORD propertyId, const CRYPT_HASH_BLOB& wanted) {
   const Result<std::vector<std::uint8_t>> value = computedValue(certificate, propertyId);

@@ -4,7 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "provider/message/blob.h"
+#include "provider/der/blob.h"
 #include "provider/message/oids.h"
 #include "provider/openssl/owned.h"
 #include "tests/provider/der/hex.h"

@@ -4,8 +4,8 @@
 
 #include <gtest/gtest.h>
 
+#include "provider/der/blob.h"
 #include "provider/der/writer.h"
-#include "provider/message/blob.h"
 #include "tests/provider/der/hex.h"
 #include "tests/provider/message/messages.h"
 
