@@ -8,12 +8,10 @@ function(qx_module name)
 endfunction()
 
 # qx_program_parts(NAME SOURCES files... [DEPS targets...])
-# What a program is made of but for its main, as an archive that its unit tests link too. The sources are
-# compiled eight at a time: CLI11 and the JSON library, which nearly all of them use, cost five seconds each time.
+# What a program is made of but for its main, as an archive that its unit tests link too.
 function(qx_program_parts name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
-  set_target_properties(${name} PROPERTIES UNITY_BUILD ${QX_TOGETHER})
   target_link_libraries(${name} PUBLIC qx_compiler ${ARG_DEPS})
 endfunction()
 
@@ -42,7 +40,6 @@ function(qx_test name)
   cmake_parse_arguments(ARG "REPLACES_NEW;TRACED" "" "SOURCES;DEPS;ENVIRONMENT" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE qx_compiler ${ARG_DEPS} GTest::gmock GTest::gtest_main)
-  set_target_properties(${name} PROPERTIES UNITY_BUILD ${QX_TOGETHER})
   if(TARGET qx_test_headers)
     target_precompile_headers(${name} REUSE_FROM qx_test_headers)
     set(in_c ${ARG_SOURCES})
