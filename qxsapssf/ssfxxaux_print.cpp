@@ -197,7 +197,7 @@ SAPRETURN printList(const SigRcpSsfInformationListStruct* list,
   return SSF_API_OK;
 }
 
-SAPRETURN noMemory() noexcept {
+SAPRETURN noMemoryToPrint() noexcept {
   return SSF_API_INFO_NO_MEMORY;
 }
 
@@ -215,11 +215,12 @@ void requireRoom(std::size_t written, std::size_t size, const char* function) no
 SAPRETURN SsfPRISigRcpSsfInfo(SigRcpSsfInformation* record,
                               SAP_B8** text,
                               SsfOctetlen* textLength) noexcept {
-  return qx::guarded([&] { return qx::printRecord(record, text, textLength); }, qx::noMemory);
+  return qx::guarded([&] { return qx::printRecord(record, text, textLength); },
+                     qx::noMemoryToPrint);
 }
 
 SAPRETURN SsfPRISigRcpSsfInfoList(SigRcpSsfInformationListStruct* list,
                                   SAP_B8** text,
                                   SsfOctetlen* textLength) noexcept {
-  return qx::guarded([&] { return qx::printList(list, text, textLength); }, qx::noMemory);
+  return qx::guarded([&] { return qx::printList(list, text, textLength); }, qx::noMemoryToPrint);
 }

@@ -18,7 +18,7 @@
 namespace qx {
 namespace {
 
-constexpr const char* kName = "SsfAddSign";
+constexpr const char* kSsfAddSign = "SsfAddSign";
 
 struct AddSignArguments {
   const SAP_B8* format;
@@ -32,37 +32,38 @@ struct AddSignArguments {
 };
 
 SAPRETURN checkArguments(const AddSignArguments& arguments, bool& isCades) noexcept {
-  const SAPRETURN code = acceptFormat(kName, arguments.format, arguments.formatLength, isCades);
+  const SAPRETURN code =
+      acceptFormat(kSsfAddSign, arguments.format, arguments.formatLength, isCades);
   if (code != SSF_API_OK) {
     return code;
   }
   if (arguments.signer == nullptr) {
-    QX_TRACE(kName, "#error#: Empty signer structure\n");
+    QX_TRACE(kSsfAddSign, "#error#: Empty signer structure\n");
     return SSF_API_SIGNER_ERROR;
   }
   if (arguments.signedDataLength <= 0) {
-    QX_TRACE(kName, "#error#: ostrSignedDataL <= 0\n");
+    QX_TRACE(kSsfAddSign, "#error#: ostrSignedDataL <= 0\n");
     return SSF_API_INVALID_INPUT;
   }
   if (arguments.inputLength < 0) {
-    QX_TRACE(kName, "#error#: ostrInputDataL < 0\n");
+    QX_TRACE(kSsfAddSign, "#error#: ostrInputDataL < 0\n");
     return SSF_API_INVALID_INPUT;
   }
-  if (!hasInput(kName, arguments.signedData)) {
+  if (!hasInput(kSsfAddSign, arguments.signedData)) {
     return SSF_API_INVALID_INPUT;
   }
-  return hasIdentity(*arguments.signer, kName) ? SSF_API_OK : SSF_API_SIGNER_ERROR;
+  return hasIdentity(*arguments.signer, kSsfAddSign) ? SSF_API_OK : SSF_API_SIGNER_ERROR;
 }
 
 /// The content that the caller gave, if any, must be the message's.
 SAPRETURN compareContent(const AddSignArguments& arguments,
                          const Message& message,
                          DWORD size) noexcept {
-  if (arguments.inputLength > 0 && !hasInput(kName, arguments.input)) {
+  if (arguments.inputLength > 0 && !hasInput(kSsfAddSign, arguments.input)) {
     return SSF_API_INVALID_INPUT;
   }
   OwnedBytes content;
-  const SAPRETURN code = readSizedParam(kName,
+  const SAPRETURN code = readSizedParam(kSsfAddSign,
                                         message.get(),
                                         CMSG_CONTENT_PARAM,
                                         /*index=*/0,
@@ -74,7 +75,7 @@ SAPRETURN compareContent(const AddSignArguments& arguments,
   }
   const auto inputSize = static_cast<std::size_t>(arguments.inputLength);
   if (content.size() != inputSize || std::memcmp(content.data(), arguments.input, inputSize) != 0) {
-    QX_TRACE(kName, "#error#: Input data is different from content data\n");
+    QX_TRACE(kSsfAddSign, "#error#: Input data is different from content data\n");
     return SSF_API_INVALID_INPUT;
   }
   return SSF_API_OK;
@@ -84,15 +85,15 @@ SAPRETURN compareContent(const AddSignArguments& arguments,
 /// with from then on.
 SAPRETURN examineMessage(const AddSignArguments& arguments, DWORD& flags) noexcept {
   Message message;
-  if (!openDecoder(kName, /*flags=*/0, message)) {
+  if (!openDecoder(kSsfAddSign, /*flags=*/0, message)) {
     return SSF_API_NO_PROVIDER;
   }
-  if (!feedMessage(kName, message, arguments.signedData, arguments.signedDataLength)) {
+  if (!feedMessage(kSsfAddSign, message, arguments.signedData, arguments.signedDataLength)) {
     return SSF_API_DECODE_ERROR;
   }
   DWORD size = 0;
   if (CryptMsgGetParam(message.get(), CMSG_CONTENT_PARAM, /*dwIndex=*/0, nullptr, &size) == FALSE) {
-    return failedCall(kName, SSF_API_DECODE_ERROR);
+    return failedCall(kSsfAddSign, SSF_API_DECODE_ERROR);
   }
   if (size != 0) {
     flags = 0;
@@ -100,22 +101,22 @@ SAPRETURN examineMessage(const AddSignArguments& arguments, DWORD& flags) noexce
   }
   flags = CMSG_DETACHED_FLAG;
   if (arguments.input == nullptr || arguments.inputLength == 0) {
-    QX_TRACE(kName, "#error#: No Input data\n");
+    QX_TRACE(kSsfAddSign, "#error#: No Input data\n");
     return SSF_API_INVALID_INPUT;
   }
   return SSF_API_OK;
 }
 
 SAPRETURN reopenMessage(const AddSignArguments& arguments, DWORD flags, Message& message) noexcept {
-  QX_TRACE(kName, "#trace#: trying to add signature to message.\n");
-  if (!openDecoder(kName, flags, message)) {
+  QX_TRACE(kSsfAddSign, "#trace#: trying to add signature to message.\n");
+  if (!openDecoder(kSsfAddSign, flags, message)) {
     return SSF_API_NO_PROVIDER;
   }
-  if (!feedMessage(kName, message, arguments.signedData, arguments.signedDataLength)) {
+  if (!feedMessage(kSsfAddSign, message, arguments.signedData, arguments.signedDataLength)) {
     return SSF_API_INVALID_INPUT;
   }
   if (flags == CMSG_DETACHED_FLAG &&
-      !feedMessage(kName, message, arguments.input, arguments.inputLength)) {
+      !feedMessage(kSsfAddSign, message, arguments.input, arguments.inputLength)) {
     return SSF_API_INVALID_INPUT;
   }
   return SSF_API_OK;
@@ -125,19 +126,19 @@ SAPRETURN addPlainSigner(const Message& message,
                          CMSG_SIGNER_ENCODE_INFO& slot,
                          PCCERT_CONTEXT included) noexcept {
   if (CryptMsgControl(message.get(), /*dwFlags=*/0, CMSG_CTRL_ADD_SIGNER, &slot) == FALSE) {
-    reportFailedCall(kName);
-    QX_TRACE(kName, "#error#: Failed to add signer to message.\n");
+    reportFailedCall(kSsfAddSign);
+    QX_TRACE(kSsfAddSign, "#error#: Failed to add signer to message.\n");
     return SSF_API_ENCODE_ERROR;
   }
   if (included != nullptr) {
     const CERT_BLOB blob{.cbData = included->cbCertEncoded, .pbData = included->pbCertEncoded};
     if (CryptMsgControl(message.get(), /*dwFlags=*/0, CMSG_CTRL_ADD_CERT, &blob) == FALSE) {
-      reportFailedCall(kName);
-      QX_TRACE(kName, "#error#: Failed to add certificate to message.\n");
+      reportFailedCall(kSsfAddSign);
+      QX_TRACE(kSsfAddSign, "#error#: Failed to add certificate to message.\n");
       return SSF_API_ENCODE_ERROR;
     }
   }
-  QX_TRACE(kName, "#info#: Signature is added to message.\n");
+  QX_TRACE(kSsfAddSign, "#info#: Signature is added to message.\n");
   return SSF_API_OK;
 }
 
@@ -154,8 +155,9 @@ bool addEnhanced(const Message& message,
 
 SAPRETURN failedWithListedServer() noexcept {
   // Administrators know the line with this number, which has never told anything.
-  QX_TRACE(kName, "#error#: Failed to add enhanced signature to cades message. res = 0x%x\n", 0U);
-  return failedCall(kName, SSF_API_ENCODE_ERROR);
+  QX_TRACE(
+      kSsfAddSign, "#error#: Failed to add enhanced signature to cades message. res = 0x%x\n", 0U);
+  return failedCall(kSsfAddSign, SSF_API_ENCODE_ERROR);
 }
 
 /// The failed attempt may have changed the message, so the second one works on a new handle. Unlike
@@ -165,13 +167,13 @@ SAPRETURN addWithListedServer(const AddSignArguments& arguments,
                               CMSG_SIGNER_ENCODE_INFO& slot,
                               Message& message) noexcept {
   const std::string& server = gConfig.tspList.front();
-  QX_TRACE(kName,
+  QX_TRACE(kSsfAddSign,
            "#info#: Trying to enhance cades message with additional TSP = %s...\n",
            TraceText(server.data(), static_cast<SsfOctetlen>(server.size())).c_str());
   TspService service;
   SAPRETURN code = service.setAddress(server.c_str());
   if (code == SSF_API_NO_MEMORY) {
-    return failedCall(kName, code);
+    return failedCall(kSsfAddSign, code);
   }
   if (code != SSF_API_OK) {
     return failedWithListedServer();
@@ -188,11 +190,11 @@ SAPRETURN addCadesSigner(const AddSignArguments& arguments,
                          DWORD flags,
                          CMSG_SIGNER_ENCODE_INFO& slot,
                          Message& message) noexcept {
-  QX_TRACE(kName, "#trace#: trying to add cades enhanced signature with default TSP...\n");
+  QX_TRACE(kSsfAddSign, "#trace#: trying to add cades enhanced signature with default TSP...\n");
   if (!addEnhanced(message, slot, /*service=*/nullptr)) {
     if (gConfig.tspList.empty()) {
-      reportFailedCall(kName);
-      QX_TRACE(kName, "#error#: Failed to add enhanced signature to cades message.\n");
+      reportFailedCall(kSsfAddSign);
+      QX_TRACE(kSsfAddSign, "#error#: Failed to add enhanced signature to cades message.\n");
       return SSF_API_ENCODE_ERROR;
     }
     const SAPRETURN code = addWithListedServer(arguments, flags, slot, message);
@@ -200,7 +202,7 @@ SAPRETURN addCadesSigner(const AddSignArguments& arguments,
       return code;
     }
   }
-  QX_TRACE(kName, "#info#: Enhanced signature is added to cades message.\n");
+  QX_TRACE(kSsfAddSign, "#info#: Enhanced signature is added to cades message.\n");
   return SSF_API_OK;
 }
 
@@ -208,11 +210,11 @@ SAPRETURN readEncoded(const Message& message, OwnedBytes& encoded) noexcept {
   DWORD size = 0;
   if (CryptMsgGetParam(message.get(), CMSG_ENCODED_MESSAGE, /*dwIndex=*/0, nullptr, &size) ==
       FALSE) {
-    reportFailedCall(kName);
-    QX_TRACE(kName, "#error#: Failed to extract encoded message size.\n");
+    reportFailedCall(kSsfAddSign);
+    QX_TRACE(kSsfAddSign, "#error#: Failed to extract encoded message size.\n");
     return SSF_API_ENCODE_ERROR;
   }
-  const SAPRETURN code = readSizedParam(kName,
+  const SAPRETURN code = readSizedParam(kSsfAddSign,
                                         message.get(),
                                         CMSG_ENCODED_MESSAGE,
                                         /*index=*/0,
@@ -220,7 +222,7 @@ SAPRETURN readEncoded(const Message& message, OwnedBytes& encoded) noexcept {
                                         SSF_API_ENCODE_ERROR,
                                         encoded);
   if (code == SSF_API_ENCODE_ERROR) {
-    QX_TRACE(kName, "#error#: Failed to extract encoded message.\n");
+    QX_TRACE(kSsfAddSign, "#error#: Failed to extract encoded message.\n");
   }
   return code;
 }
@@ -229,7 +231,7 @@ SAPRETURN readEncoded(const Message& message, OwnedBytes& encoded) noexcept {
 SAPRETURN encodeMessage(Message& message, OwnedBytes& encoded) noexcept {
   const SAPRETURN code = readEncoded(message, encoded);
   const bool isClosed = message.close();
-  return code != SSF_API_OK || isClosed ? code : failedCall(kName, SSF_API_ENCODE_ERROR);
+  return code != SSF_API_OK || isClosed ? code : failedCall(kSsfAddSign, SSF_API_ENCODE_ERROR);
 }
 
 /// Selects the signer and makes the message with him in it. His certificate leaves before a message that
@@ -288,8 +290,8 @@ SAPRETURN SsfAddSign(SAP_B8* format,
                      SigRcpSsfInformation* signer,
                      SAP_B8** ostrOutputData,
                      SsfOctetlen* ostrOutputDataL) noexcept {
-  return qx::runOperation(qx::kName, [&](qx::Frame& /*frame*/) -> SAPRETURN {
-    if (!qx::clearOutput(qx::kName, ostrOutputData, ostrOutputDataL)) {
+  return qx::runOperation(qx::kSsfAddSign, [&](qx::Frame& /*frame*/) -> SAPRETURN {
+    if (!qx::clearOutput(qx::kSsfAddSign, ostrOutputData, ostrOutputDataL)) {
       return SSF_API_INVALID_INPUT;
     }
     return qx::addSign({.format = format,

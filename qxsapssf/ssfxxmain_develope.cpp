@@ -17,7 +17,7 @@
 namespace qx {
 namespace {
 
-constexpr const char* kName = "SsfDevelope";
+constexpr const char* kSsfDevelope = "SsfDevelope";
 constexpr DWORD kNoRecipient = 0xFFFFFFFF;
 
 struct DevelopeArguments {
@@ -34,14 +34,14 @@ SAPRETURN checkArguments(const DevelopeArguments& arguments) noexcept {
     return code;
   }
   if (arguments.recipient == nullptr) {
-    QX_TRACE(kName, "#error#: Empty recipient structire\n");
+    QX_TRACE(kSsfDevelope, "#error#: Empty recipient structire\n");
     return SSF_API_RECIPIENT_ERROR;
   }
   if (arguments.envelopedDataLength < 1) {
-    QX_TRACE(kName, "#error#: ostrEnvelopedDataL <= 0\n");
+    QX_TRACE(kSsfDevelope, "#error#: ostrEnvelopedDataL <= 0\n");
     return SSF_API_INVALID_INPUT;
   }
-  return hasInput(kName, arguments.envelopedData) ? SSF_API_OK : SSF_API_INVALID_INPUT;
+  return hasInput(kSsfDevelope, arguments.envelopedData) ? SSF_API_OK : SSF_API_INVALID_INPUT;
 }
 
 /// The recipient's certificate, with its key in the slot. Unlike a signer's his identity may be blank:
@@ -53,7 +53,7 @@ Certificate selectRecipient(SigRcpSsfInformation& recipient, CMSG_SIGNER_ENCODE_
   }
   if (viewOf(recipient.id, recipient.idLength).empty()) {
     recipient.result = SSF_RESULT_UNKNOWN_PROFILE;
-    QX_TRACE(kName, "#error#: strSigRcpIdL <= 0\n");
+    QX_TRACE(kSsfDevelope, "#error#: strSigRcpIdL <= 0\n");
     return {};
   }
   recipient.result = SSF_RESULT_UNKNOWN;
@@ -78,8 +78,8 @@ SAPRETURN findEntry(const Message& message,
   index = kNoRecipient;
   for (DWORD i = 0; i < count; ++i) {
     OwnedBytes entry;
-    const SAPRETURN code =
-        readParam(kName, message.get(), CMSG_RECIPIENT_INFO_PARAM, i, SSF_API_DECODE_ERROR, entry);
+    const SAPRETURN code = readParam(
+        kSsfDevelope, message.get(), CMSG_RECIPIENT_INFO_PARAM, i, SSF_API_DECODE_ERROR, entry);
     if (code != SSF_API_OK) {
       return code;
     }
@@ -101,12 +101,12 @@ SAPRETURN chooseEntry(const Message& message,
   if (CryptMsgGetParam(message.get(), CMSG_RECIPIENT_COUNT_PARAM, /*dwIndex=*/0, &count, &size) ==
       FALSE) {
     recipient.result = SSF_RESULT_UNDEFINED;
-    return failedCall(kName, SSF_API_INVALID_FORMAT);
+    return failedCall(kSsfDevelope, SSF_API_INVALID_FORMAT);
   }
   const SAPRETURN code = findEntry(message, count, *certificate->pCertInfo, index);
   if (code == SSF_API_OK && index == kNoRecipient) {
     recipient.result = SSF_RESULT_NOT_OK;
-    return failedCall(kName, SSF_API_RECIPIENT_ERROR);
+    return failedCall(kSsfDevelope, SSF_API_RECIPIENT_ERROR);
   }
   return code;
 }
@@ -122,7 +122,7 @@ SAPRETURN decrypt(const Message& message,
   para.dwRecipientIndex = index;
   if (CryptMsgControl(message.get(), /*dwFlags=*/0, CMSG_CTRL_DECRYPT, &para) == FALSE) {
     recipient.result = SSF_RESULT_NOT_OK;
-    return failedCall(kName, SSF_API_RECIPIENT_ERROR);
+    return failedCall(kSsfDevelope, SSF_API_RECIPIENT_ERROR);
   }
   return SSF_API_OK;
 }
@@ -133,10 +133,10 @@ SAPRETURN openEnvelope(const DevelopeArguments& arguments,
                        const CMSG_SIGNER_ENCODE_INFO& slot,
                        OwnedBytes& content) noexcept {
   Message message;
-  if (!openDecoder(kName, /*flags=*/0, message)) {
+  if (!openDecoder(kSsfDevelope, /*flags=*/0, message)) {
     return SSF_API_NO_PROVIDER;
   }
-  if (!feedMessage(kName, message, arguments.envelopedData, arguments.envelopedDataLength)) {
+  if (!feedMessage(kSsfDevelope, message, arguments.envelopedData, arguments.envelopedDataLength)) {
     return SSF_API_INVALID_INPUT;
   }
   DWORD index = kNoRecipient;
@@ -148,7 +148,7 @@ SAPRETURN openEnvelope(const DevelopeArguments& arguments,
     return code;
   }
   return readParam(
-      kName, message.get(), CMSG_CONTENT_PARAM, /*index=*/0, SSF_API_DECODE_ERROR, content);
+      kSsfDevelope, message.get(), CMSG_CONTENT_PARAM, /*index=*/0, SSF_API_DECODE_ERROR, content);
 }
 
 SAPRETURN develope(const DevelopeArguments& arguments, OwnedBytes& content) {
@@ -173,8 +173,8 @@ SAPRETURN SsfDevelope(SAP_B8* format,
                       SigRcpSsfInformation* recipient,
                       SAP_B8** ostrOutputData,
                       SsfOctetlen* ostrOutputDataL) noexcept {
-  return qx::runOperation(qx::kName, [&](qx::Frame& /*frame*/) -> SAPRETURN {
-    if (!qx::clearOutput(qx::kName, ostrOutputData, ostrOutputDataL)) {
+  return qx::runOperation(qx::kSsfDevelope, [&](qx::Frame& /*frame*/) -> SAPRETURN {
+    if (!qx::clearOutput(qx::kSsfDevelope, ostrOutputData, ostrOutputDataL)) {
       return SSF_API_INVALID_INPUT;
     }
     qx::OwnedBytes content;

@@ -17,7 +17,7 @@
 namespace qx {
 namespace {
 
-constexpr const char* kName = "SsfDigest";
+constexpr const char* kSsfDigest = "SsfDigest";
 
 struct HashName {
   std::string_view name;
@@ -69,17 +69,17 @@ SAPRETURN encodeHashed(const char* hashOid,
                            /*szProvider=*/nullptr,
                            PROV_GOST_2001_DH,
                            CRYPT_VERIFYCONTEXT) == FALSE) {
-    return failedCall(kName, SSF_API_NO_PROVIDER);
+    return failedCall(kSsfDigest, SSF_API_NO_PROVIDER);
   }
   const Message message = openMessage(provider.get(), hashOid, isDetached);
   if (!message) {
-    return failedCall(kName, SSF_API_ENCODE_ERROR);
+    return failedCall(kSsfDigest, SSF_API_ENCODE_ERROR);
   }
-  if (!feedMessage(kName, message, input, inputLength)) {
+  if (!feedMessage(kSsfDigest, message, input, inputLength)) {
     return SSF_API_ENCODE_ERROR;
   }
   return readParam(
-      kName, message.get(), CMSG_CONTENT_PARAM, /*index=*/0, SSF_API_ENCODE_ERROR, encoded);
+      kSsfDigest, message.get(), CMSG_CONTENT_PARAM, /*index=*/0, SSF_API_ENCODE_ERROR, encoded);
 }
 
 struct DigestArguments {
@@ -98,14 +98,14 @@ SAPRETURN checkInput(const DigestArguments& arguments) noexcept {
     return code;
   }
   if (arguments.inputLength < 1) {
-    QX_TRACE(kName, "#error#: ostrInputDataL <= 0\n");
+    QX_TRACE(kSsfDigest, "#error#: ostrInputDataL <= 0\n");
     return SSF_API_INVALID_INPUT;
   }
-  if (!hasInput(kName, arguments.input)) {
+  if (!hasInput(kSsfDigest, arguments.input)) {
     return SSF_API_INVALID_INPUT;
   }
   if (arguments.hashNameLength < 1) {
-    QX_TRACE(kName, "#error#: Invalid HashAlg name length\n");
+    QX_TRACE(kSsfDigest, "#error#: Invalid HashAlg name length\n");
     return SSF_API_INVALID_HASH_ALG;
   }
   return SSF_API_OK;
@@ -115,7 +115,7 @@ SAPRETURN digest(Frame& frame,
                  const DigestArguments& arguments,
                  SAP_B8** output,
                  SsfOctetlen* outputLength) noexcept {
-  if (!clearOutputLength(kName, output, outputLength)) {
+  if (!clearOutputLength(kSsfDigest, output, outputLength)) {
     return SSF_API_INVALID_INPUT;
   }
   SAPRETURN code = checkInput(arguments);
@@ -124,7 +124,7 @@ SAPRETURN digest(Frame& frame,
   }
   const char* hashOid = findHashOid(arguments.hashName, arguments.hashNameLength);
   if (hashOid == nullptr) {
-    QX_TRACE(kName, "#error#: Invalid HashAlg name\n");
+    QX_TRACE(kSsfDigest, "#error#: Invalid HashAlg name\n");
     frame.omitEndBanner();
     return SSF_API_INVALID_HASH_ALG;
   }
@@ -150,7 +150,7 @@ SAPRETURN SsfDigest(SAP_B8* format,
                     SsfOctetlen hashAlgNameLength,
                     SAP_B8** ostrDigest,
                     SsfOctetlen* ostrDigestL) noexcept {
-  return qx::runOperation(qx::kName, [&](qx::Frame& frame) {
+  return qx::runOperation(qx::kSsfDigest, [&](qx::Frame& frame) {
     return qx::digest(frame,
                       {.format = format,
                        .formatLength = formatLength,

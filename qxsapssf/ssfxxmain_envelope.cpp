@@ -23,7 +23,7 @@
 namespace qx {
 namespace {
 
-constexpr const char* kName = "SsfEnvelope";
+constexpr const char* kSsfEnvelope = "SsfEnvelope";
 constexpr const char* kGost28147Oid = "1.2.643.2.2.21";
 constexpr int kMessageCreated = 116;
 
@@ -58,18 +58,18 @@ SAPRETURN checkArguments(const EnvelopeArguments& arguments) noexcept {
     return code;
   }
   if (arguments.inputLength < 1) {
-    QX_TRACE(kName, "#error#: ostrInputDataL <= 0\n");
+    QX_TRACE(kSsfEnvelope, "#error#: ostrInputDataL <= 0\n");
     return SSF_API_INVALID_INPUT;
   }
-  if (!hasInput(kName, arguments.input)) {
+  if (!hasInput(kSsfEnvelope, arguments.input)) {
     return SSF_API_INVALID_INPUT;
   }
   if (arguments.recipients == nullptr) {
-    QX_TRACE(kName, "#error#: Empty recipient's list\n");
+    QX_TRACE(kSsfEnvelope, "#error#: Empty recipient's list\n");
     return SSF_API_RECIPIENT_ERROR;
   }
   if (!isKnownCipher(arguments.cipherName, arguments.cipherNameLength)) {
-    QX_TRACE(kName, "#error#: Invalid encryption algorithm name\n");
+    QX_TRACE(kSsfEnvelope, "#error#: Invalid encryption algorithm name\n");
     return SSF_API_INVALID_ENCR_ALG;
   }
   return SSF_API_OK;
@@ -79,15 +79,15 @@ SAPRETURN checkArguments(const EnvelopeArguments& arguments) noexcept {
 bool readIdentity(const SigRcpSsfInformation& recipient, Identity& identity) {
   const std::string_view id = viewOf(recipient.id, recipient.idLength);
   if (id.empty()) {
-    QX_TRACE(kName, "#error#: strSigRcpIdL <= 0\n");
+    QX_TRACE(kSsfEnvelope, "#error#: strSigRcpIdL <= 0\n");
     return false;
   }
   if (isBlank(id)) {
-    QX_TRACE(kName, "#error#: empty strSigRcpId\n");
+    QX_TRACE(kSsfEnvelope, "#error#: empty strSigRcpId\n");
     return false;
   }
   if (!identity.read(id)) {
-    QX_TRACE(kName,
+    QX_TRACE(kSsfEnvelope,
              "#error#: Invalid user's ID (%s)\n",
              TraceText(recipient.id, recipient.idLength).c_str());
     return false;
@@ -103,11 +103,11 @@ Certificate findRecipient(const Store& addressBook, SigRcpSsfInformation& recipi
   if (!readIdentity(recipient, identity)) {
     return {};
   }
-  CertificateWalk walk(addressBook, identity, recipient, kName);
+  CertificateWalk walk(addressBook, identity, recipient, kSsfEnvelope);
   PCCERT_CONTEXT found = walk.next();
   Certificate kept(found == nullptr ? nullptr : CertDuplicateCertificateContext(found));
   if (!kept) {
-    QX_TRACE(kName, "Certificate not found\n");
+    QX_TRACE(kSsfEnvelope, "Certificate not found\n");
     recipient.result = SSF_RESULT_NOCERTIFICATE;
     return {};
   }
@@ -120,14 +120,14 @@ SAPRETURN findRecipients(const EnvelopeArguments& arguments, Recipients& recipie
   const std::size_t count = countNodes(arguments.recipients);
   Store addressBook = openProfileStore(arguments.profile, StoreAB);
   if (!addressBook) {
-    QX_TRACE(kName, "#error#: Invalid PAB store\n");
+    QX_TRACE(kSsfEnvelope, "#error#: Invalid PAB store\n");
     return SSF_API_INVALID_PAB;
   }
   recipients.certificates.reserve(count);
   recipients.infos.reserve(count);
   for (const auto* node = arguments.recipients; node != nullptr; node = node->next) {
     if (node->info == nullptr) {
-      QX_TRACE(kName, "#error#: Unintialized recipient structure\n");
+      QX_TRACE(kSsfEnvelope, "#error#: Unintialized recipient structure\n");
       return SSF_API_NO_PROVIDER;
     }
     Certificate certificate = findRecipient(addressBook, *node->info);
@@ -139,7 +139,7 @@ SAPRETURN findRecipients(const EnvelopeArguments& arguments, Recipients& recipie
   addressBook.close();
   if (recipients.infos.size() != count) {
     recipients.certificates.clear();
-    QX_TRACE(kName, "#error#: Some certificates not found\n");
+    QX_TRACE(kSsfEnvelope, "#error#: Some certificates not found\n");
     return SSF_API_RECIPIENT_ERROR;
   }
   return SSF_API_OK;
@@ -166,13 +166,13 @@ SAPRETURN encodeEnveloped(const EnvelopeArguments& arguments,
                           OwnedBytes& encoded) noexcept {
   const Message message(openMessage(recipients.infos));
   if (!message) {
-    return failedCall(kName, SSF_API_NO_PROVIDER);
+    return failedCall(kSsfEnvelope, SSF_API_NO_PROVIDER);
   }
-  if (!feedMessage(kName, message, arguments.input, arguments.inputLength)) {
+  if (!feedMessage(kSsfEnvelope, message, arguments.input, arguments.inputLength)) {
     return SSF_API_NO_PROVIDER;
   }
   const SAPRETURN code = readParam(
-      kName, message.get(), CMSG_CONTENT_PARAM, /*index=*/0, SSF_API_ENCODE_ERROR, encoded);
+      kSsfEnvelope, message.get(), CMSG_CONTENT_PARAM, /*index=*/0, SSF_API_ENCODE_ERROR, encoded);
   if (code == SSF_API_OK) {
     recipients.certificates.clear();
   }
@@ -205,8 +205,8 @@ SAPRETURN SsfEnvelope(SAP_B8* format,
                       SigRcpSsfInformationListStruct* recipientList,
                       SAP_B8** ostrEnvelopedData,
                       SsfOctetlen* ostrEnvelopedDataL) noexcept {
-  return qx::runOperation(qx::kName, [&](qx::Frame& /*frame*/) -> SAPRETURN {
-    if (!qx::clearOutputLength(qx::kName, ostrEnvelopedData, ostrEnvelopedDataL)) {
+  return qx::runOperation(qx::kSsfEnvelope, [&](qx::Frame& /*frame*/) -> SAPRETURN {
+    if (!qx::clearOutputLength(qx::kSsfEnvelope, ostrEnvelopedData, ostrEnvelopedDataL)) {
       return SSF_API_INVALID_INPUT;
     }
     qx::OwnedBytes encoded;

@@ -12,7 +12,7 @@
 namespace qx {
 namespace {
 
-constexpr const char* kName = "addToSignerResultList";
+constexpr const char* kResultList = "addToSignerResultList";
 
 /// Names a signer of whom nothing is known. Hosts compare with it.
 constexpr std::string_view kUnknownSigner =
@@ -49,13 +49,13 @@ OwnedBytes readHash(PCCERT_CONTEXT certificate) noexcept {
   OwnedBytes hash;
   if (CertGetCertificateContextProperty(certificate, CERT_SHA1_HASH_PROP_ID, nullptr, &size) ==
       FALSE) {
-    reportFailedCall(kName);
+    reportFailedCall(kResultList);
     return hash;
   }
   hash = OwnedBytes::allocate(size);
   if (!hash || CertGetCertificateContextProperty(
                    certificate, CERT_SHA1_HASH_PROP_ID, hash.data(), &size) == FALSE) {
-    reportFailedCall(kName);
+    reportFailedCall(kResultList);
     return {};
   }
   hash.shrinkTo(size);
@@ -129,7 +129,7 @@ SigRcpSsfInformation* appendRecord(SigRcpSsfInformationListStruct** list,
     code = SsfINSSigRcpSsfInfo(record, list);
   }
   if (code != SSF_API_OK) {
-    reportFailedCall(kName);
+    reportFailedCall(kResultList);
     SsfDELSigRcpSsfInfo(&record);
     return nullptr;
   }

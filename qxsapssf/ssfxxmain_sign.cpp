@@ -18,7 +18,7 @@
 namespace qx {
 namespace {
 
-constexpr const char* kName = "SsfSign";
+constexpr const char* kSsfSign = "SsfSign";
 
 struct SignArguments {
   const SAP_B8* format;
@@ -39,24 +39,24 @@ struct Signers {
 };
 
 SAPRETURN checkArguments(const SignArguments& arguments, bool& isCades) noexcept {
-  const SAPRETURN code = acceptFormat(kName, arguments.format, arguments.formatLength, isCades);
+  const SAPRETURN code = acceptFormat(kSsfSign, arguments.format, arguments.formatLength, isCades);
   if (code != SSF_API_OK) {
     return code;
   }
   if (arguments.signers == nullptr) {
-    QX_TRACE(kName, "#error#: Empty signer's list\n");
+    QX_TRACE(kSsfSign, "#error#: Empty signer's list\n");
     return SSF_API_SIGNER_ERROR;
   }
   if (arguments.inputLength <= 0) {
-    QX_TRACE(kName, "#error#: ostrInputDataL <= 0\n");
+    QX_TRACE(kSsfSign, "#error#: ostrInputDataL <= 0\n");
     return SSF_API_INVALID_INPUT;
   }
-  return hasInput(kName, arguments.input) ? SSF_API_OK : SSF_API_INVALID_INPUT;
+  return hasInput(kSsfSign, arguments.input) ? SSF_API_OK : SSF_API_INVALID_INPUT;
 }
 
 /// False when the signer has no usable certificate.
 bool selectSigner(SigRcpSsfInformation& record, int number, bool isIncluded, Signers& signers) {
-  if (!hasIdentity(record, kName)) {
+  if (!hasIdentity(record, kSsfSign)) {
     return false;
   }
   Certificate certificate = selectSignerCertificate(record,
@@ -76,14 +76,14 @@ bool selectSigner(SigRcpSsfInformation& record, int number, bool isIncluded, Sig
 /// Every signer is tried, so that every record gets its result.
 SAPRETURN selectSigners(const SignArguments& arguments, Signers& signers) {
   const std::size_t count = countNodes(arguments.signers);
-  QX_TRACE(kName, "#trace# Count of signers=%d.\n", static_cast<int>(count));
+  QX_TRACE(kSsfSign, "#trace# Count of signers=%d.\n", static_cast<int>(count));
   signers.slots.resize(count);
   int failures = 0;
   int number = 0;
   for (const auto* node = arguments.signers; node != nullptr; node = node->next, ++number) {
-    QX_TRACE(kName, "#trace# Check Signer # = %d.\n", number);
+    QX_TRACE(kSsfSign, "#trace# Check Signer # = %d.\n", number);
     if (node->info == nullptr) {
-      QX_TRACE(kName, "#error#: Unintialized signer structure\n");
+      QX_TRACE(kSsfSign, "#error#: Unintialized signer structure\n");
       return SSF_API_NO_PROVIDER;
     }
     if (!selectSigner(*node->info, number, arguments.includesCertificates, signers)) {
@@ -92,7 +92,7 @@ SAPRETURN selectSigners(const SignArguments& arguments, Signers& signers) {
   }
   if (failures != 0) {
     signers.included.clear();
-    QX_TRACE(kName, "#error#: %d certificates not found\n", failures);
+    QX_TRACE(kSsfSign, "#error#: %d certificates not found\n", failures);
     return SSF_API_SIGNER_ERROR;
   }
   return SSF_API_OK;
@@ -139,20 +139,20 @@ SAPRETURN encodeSigned(const SignArguments& arguments,
   info.rgSigners = signers.slots.data();
   info.cCertEncoded = static_cast<DWORD>(blobs.size());
   info.rgCertEncoded = blobs.empty() ? nullptr : blobs.data();
-  QX_TRACE(kName, "#trace#: trying to sign message...\n");
+  QX_TRACE(kSsfSign, "#trace#: trying to sign message...\n");
   Message message(openMessage(isCades, arguments.isDetached ? CMSG_DETACHED_FLAG : 0, info));
   if (!message) {
-    return failedCall(kName, SSF_API_NO_PROVIDER);
+    return failedCall(kSsfSign, SSF_API_NO_PROVIDER);
   }
-  if (!feedMessage(kName, message, arguments.input, arguments.inputLength)) {
+  if (!feedMessage(kSsfSign, message, arguments.input, arguments.inputLength)) {
     return SSF_API_NO_PROVIDER;
   }
   const SAPRETURN code = readParam(
-      kName, message.get(), CMSG_CONTENT_PARAM, /*index=*/0, SSF_API_ENCODE_ERROR, encoded);
+      kSsfSign, message.get(), CMSG_CONTENT_PARAM, /*index=*/0, SSF_API_ENCODE_ERROR, encoded);
   if (code != SSF_API_OK) {
     return code;
   }
-  return message.close() ? SSF_API_OK : failedCall(kName, SSF_API_ENCODE_ERROR);
+  return message.close() ? SSF_API_OK : failedCall(kSsfSign, SSF_API_ENCODE_ERROR);
 }
 
 /// Selects and encodes; the certificates go back before time stamps are asked for.
@@ -170,7 +170,7 @@ SAPRETURN sign(const SignArguments& arguments, SAP_B8** output, SsfOctetlen* out
     code = makeSigned(arguments, isCades, encoded);
   }
   if (code == SSF_API_OK && isCades) {
-    code = enhanceMessage(kName, encoded);
+    code = enhanceMessage(kSsfSign, encoded);
   }
   if (code == SSF_API_OK) {
     handOver(encoded, output, outputLength);
@@ -193,8 +193,8 @@ SAPRETURN SsfSign(SAP_B8* format,
                   SigRcpSsfInformationListStruct* signerList,
                   SAP_B8** ostrSignedData,
                   SsfOctetlen* ostrSignedDataL) noexcept {
-  return qx::runOperation(qx::kName, [&](qx::Frame& /*frame*/) -> SAPRETURN {
-    if (!qx::clearOutput(qx::kName, ostrSignedData, ostrSignedDataL)) {
+  return qx::runOperation(qx::kSsfSign, [&](qx::Frame& /*frame*/) -> SAPRETURN {
+    if (!qx::clearOutput(qx::kSsfSign, ostrSignedData, ostrSignedDataL)) {
       return SSF_API_INVALID_INPUT;
     }
     return qx::sign({.format = format,

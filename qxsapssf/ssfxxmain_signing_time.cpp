@@ -11,12 +11,11 @@
 namespace qx {
 namespace {
 
-constexpr const char* kName = "addToSignerResultList";
 constexpr std::int64_t kUnitsPerSecond = 10'000'000;
 
 bool toCalendar(const FILETIME& time, SYSTEMTIME& calendar) noexcept {
   if (FileTimeToSystemTime(&time, &calendar) == FALSE) {
-    reportFailedCall(kName);
+    reportFailedCall("addToSignerResultList");
     return false;
   }
   return true;

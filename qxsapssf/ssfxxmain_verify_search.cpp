@@ -8,7 +8,7 @@
 namespace qx {
 namespace {
 
-constexpr const char* kName = "CryptGetSignerCertificateCallback";
+constexpr const char* kSearch = "CryptGetSignerCertificateCallback";
 
 /// SignerSearch looks for the certificate with the issuer and the serial number of one signer.
 class SignerSearch {
@@ -24,7 +24,7 @@ class SignerSearch {
     }
     for (DWORD i = 0; i < count && !found; ++i) {
       OwnedBytes encoded;
-      if (readParam(kName, signer_->message, CMSG_CERT_PARAM, i, SSF_API_DECODE_ERROR, encoded) !=
+      if (readParam(kSearch, signer_->message, CMSG_CERT_PARAM, i, SSF_API_DECODE_ERROR, encoded) !=
               SSF_API_OK ||
           !takeIfWanted(encoded.data(), static_cast<DWORD>(encoded.size()), found)) {
         return false;
@@ -49,7 +49,7 @@ class SignerSearch {
     for (DWORD i = 0; i < count && !found; ++i) {
       CadesBlobs values;
       if (CadesMsgGetCertificateValues(signer_->message, i, values.put()) == FALSE) {
-        reportFailedCall(kName);
+        reportFailedCall(kSearch);
         continue;
       }
       searchValues(values, found);
@@ -60,7 +60,7 @@ class SignerSearch {
   bool readCount(DWORD param, DWORD& count) const noexcept {
     DWORD size = sizeof(count);
     if (CryptMsgGetParam(signer_->message, param, /*dwIndex=*/0, &count, &size) == FALSE) {
-      reportFailedCall(kName);
+      reportFailedCall(kSearch);
       return false;
     }
     return true;
@@ -80,7 +80,7 @@ class SignerSearch {
   bool takeIfWanted(const BYTE* encoded, DWORD size, Certificate& found) const noexcept {
     Certificate certificate(CertCreateCertificateContext(kEncoding, encoded, size));
     if (!certificate) {
-      reportFailedCall(kName);
+      reportFailedCall(kSearch);
       return false;
     }
     if (CertCompareCertificate(kEncoding, certificate.get()->pCertInfo, wanted_) != FALSE) {

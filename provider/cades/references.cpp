@@ -14,8 +14,8 @@ namespace {
 constexpr std::uint8_t kCrlIds = der::contextConstructed(0);
 constexpr std::uint8_t kOcspIds = der::contextConstructed(1);
 constexpr std::uint8_t kOtherRefs = der::contextConstructed(2);
-constexpr std::uint8_t kByName = der::contextConstructed(1);
-constexpr std::uint8_t kByKey = der::contextConstructed(2);
+constexpr std::uint8_t kResponderByName = der::contextConstructed(1);
+constexpr std::uint8_t kResponderByKey = der::contextConstructed(2);
 
 std::chrono::sys_seconds issuedAt(const CrlData& crl) {
   constexpr std::uint64_t kTicksASecond = 10'000'000;
@@ -87,7 +87,9 @@ CrlRef readCrlRef(x509::Fields fields) {
 OcspRef readOcspRef(x509::Fields fields) {
   OcspRef ref;
   x509::Fields identifier = fields.sequence();
-  ref.responder = identifier.next(identifier.nextIs(kByName) ? kByName : kByKey).whole;
+  ref.responder =
+      identifier.next(identifier.nextIs(kResponderByName) ? kResponderByName : kResponderByKey)
+          .whole;
   ref.producedAt = identifier.value(der::readTime(identifier.next(der::kGeneralizedTime)));
   identifier.end();
   if (fields.more()) {

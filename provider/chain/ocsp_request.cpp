@@ -8,13 +8,13 @@
 namespace qx {
 namespace {
 
-constexpr std::size_t kNonceLength = 16;
+constexpr std::size_t kOcspNonceLength = 16;
 constexpr int kOtherNonce = 0;  // as OCSP_check_nonce says it
 
 }  // namespace
 
 Result<OcspQuery> OcspQuery::about(const CertificateData& subject, const CertificateData& issuer) {
-  std::array<std::uint8_t, kNonceLength> nonce{};
+  std::array<std::uint8_t, kOcspNonceLength> nonce{};
   if (const Result<void> filled = fillRandom(nonce); !filled) {
     return filled.failure();
   }
@@ -26,7 +26,7 @@ Result<OcspQuery> OcspQuery::about(const CertificateData& subject, const Certifi
   }
   // NOLINTNEXTLINE(bugprone-unused-return-value): the request owns it now
   static_cast<void>(id.release());
-  if (OCSP_request_add1_nonce(request.get(), nonce.data(), kNonceLength) != 1) {
+  if (OCSP_request_add1_nonce(request.get(), nonce.data(), kOcspNonceLength) != 1) {
     return fail(E_OUTOFMEMORY);
   }
   return OcspQuery(std::move(request));

@@ -13,11 +13,11 @@ namespace {
 constexpr std::size_t kCachedVerdicts = 1000;
 
 template <class Data>
-der::Bytes bytesOf(const Data& object) {
+der::Bytes encodedOf(const Data& object) {
   return object.der();
 }
 
-der::Bytes bytesOf(const OcspData& answer) {
+der::Bytes encodedOf(const OcspData& answer) {
   return answer.basic();
 }
 
@@ -50,7 +50,7 @@ class Digest {
   void addAll(std::span<const Pointer> objects) {
     add(objects.size());
     for (const Pointer& object : objects) {
-      add(bytesOf(*object));
+      add(encodedOf(*object));
     }
   }
 

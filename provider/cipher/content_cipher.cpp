@@ -44,7 +44,7 @@ constexpr std::size_t kSeedSize = 8;
 constexpr std::uint8_t kMacKeyLabel[] = {'k', 'd', 'f', ' ', 't', 'r', 'e', 'e'};
 
 // Small enough that what was decrypted is still near when its MAC is computed.
-constexpr std::size_t kPieceSize = std::size_t{64} << 10U;
+constexpr std::size_t kCipherPiece = std::size_t{64} << 10U;
 
 /// The one OCTET STRING that a reader stands before, of a given size.
 Result<der::Bytes> readFixed(der::Reader& reader, std::size_t size) {
@@ -178,7 +178,7 @@ Result<ContentDecryption> ContentDecryption::openAcpkm(const ContentAlgorithm& a
 Result<std::size_t> ContentDecryption::update(der::Bytes in, std::uint8_t* out) {
   std::size_t written = 0;
   while (!in.empty()) {
-    const der::Bytes step = in.first(std::min(in.size(), kPieceSize));
+    const der::Bytes step = in.first(std::min(in.size(), kCipherPiece));
     const auto length = stream_.update(step, out + written);
     if (!length) {
       return length;

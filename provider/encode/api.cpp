@@ -18,7 +18,7 @@ BOOL CryptDecodeObject(DWORD dwCertEncodingType,
     const bool knownEncoding =
         (dwCertEncodingType & CERT_ENCODING_TYPE_MASK) == X509_ASN_ENCODING ||
         (dwCertEncodingType & CMSG_ENCODING_TYPE_MASK) == PKCS_7_ASN_ENCODING;
-    const qx::Decoder decoder = knownEncoding ? qx::decoderFor(lpszStructType) : nullptr;
+    const qx::ValueDecoder decoder = knownEncoding ? qx::decoderFor(lpszStructType) : nullptr;
     if (decoder == nullptr) {
       return qx::fail(ERROR_FILE_NOT_FOUND);
     }

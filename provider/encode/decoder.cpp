@@ -11,12 +11,12 @@ namespace {
 
 struct Numbered {
   LPCSTR type;
-  Decoder decoder;
+  ValueDecoder decoder;
 };
 
 struct Named {
   std::string_view oid;
-  Decoder decoder;
+  ValueDecoder decoder;
 };
 
 constexpr Named kNamed[] = {
@@ -26,7 +26,7 @@ constexpr Named kNamed[] = {
     {"2.5.29.37", decodeUsages},
 };
 
-Decoder numbered(LPCSTR type) {
+ValueDecoder numbered(LPCSTR type) {
   static const Numbered kNumbered[] = {
       {X509_NAME, decodeName},
       {X509_PUBLIC_KEY_INFO, decodePublicKey},
@@ -56,7 +56,7 @@ Decoder numbered(LPCSTR type) {
 
 }  // namespace
 
-Decoder decoderFor(LPCSTR structType) {
+ValueDecoder decoderFor(LPCSTR structType) {
   // Below this a pointer is a number: no object lives in the first pages.
   constexpr std::uintptr_t kFirstPointer = 0x10000;
   if (reinterpret_cast<std::uintptr_t>(structType) < kFirstPointer) {

@@ -7,12 +7,12 @@
 
 namespace qx {
 
-/// A Decoder reads one element and writes the record that stands for it.
-using Decoder = Result<void> (*)(const der::Element& element, ParamOutput& out);
+/// A ValueDecoder reads one element and writes the record that stands for it.
+using ValueDecoder = Result<void> (*)(const der::Element& element, ParamOutput& out);
 
 /// decoderFor finds the decoder of a type that CryptDecodeObject was given: a small number in the
 /// place of a pointer, or the OID of an attribute or extension. Null when there is none.
-Decoder decoderFor(LPCSTR structType);
+ValueDecoder decoderFor(LPCSTR structType);
 
 // The decoders, by what they write.
 Result<void> decodeUtcTime(const der::Element& element, ParamOutput& out);

@@ -8,7 +8,7 @@ namespace {
 
 using MakeState = std::unique_ptr<HashState> (*)();
 
-struct Row {
+struct HashRow {
   HashInfo info;
   MakeState make = nullptr;
 };
@@ -16,7 +16,7 @@ struct Row {
 // Which library does which algorithm. The rows stand in the order of HashAlgorithm. The engine's own
 // R 34.11-94 is not among them: it hashes the empty message wrongly.
 // clang-format off
-constexpr Row kRows[] = {
+constexpr HashRow kHashRows[] = {
     {{HashAlgorithm::Md2,         "1.2.840.113549.2.2",     0x8001, 16, false}, nettleMd2},
     {{HashAlgorithm::Md5,         "1.2.840.113549.2.5",     0x8003, 16, false}, libcryptoMd5},
     {{HashAlgorithm::Sha1,        "1.3.14.3.2.26",          0x8004, 20, true},  libcryptoSha1},
@@ -51,8 +51,8 @@ constexpr SignatureOid kSignatureOids[] = {
 };
 // clang-format on
 
-const Row& rowOf(HashAlgorithm algorithm) {
-  return kRows[static_cast<std::size_t>(algorithm)];
+const HashRow& rowOf(HashAlgorithm algorithm) {
+  return kHashRows[static_cast<std::size_t>(algorithm)];
 }
 
 }  // namespace
@@ -62,7 +62,7 @@ const HashInfo& hashInfo(HashAlgorithm algorithm) {
 }
 
 const HashInfo* hashByOid(std::string_view dotted) {
-  for (const Row& row : kRows) {
+  for (const HashRow& row : kHashRows) {
     if (row.info.oid == dotted) {
       return &row.info;
     }

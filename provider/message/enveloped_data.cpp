@@ -7,14 +7,14 @@ namespace {
 
 constexpr std::uint8_t kOriginatorInfoTag = der::contextConstructed(0);
 constexpr std::uint8_t kUnprotectedTag = der::contextConstructed(1);
-constexpr std::uint64_t kMaxVersion = 4;
+constexpr std::uint64_t kMaxEnvelopedVersion = 4;
 
 Result<void> readHead(der::Reader& reader, EnvelopedData& data) {
   const auto version = der::readUnsigned(reader);
   if (!version) {
     return version.failure();
   }
-  if (*version > kMaxVersion) {
+  if (*version > kMaxEnvelopedVersion) {
     return fail(CRYPT_E_ASN1_CORRUPT);
   }
   data.version = static_cast<DWORD>(*version);

@@ -14,7 +14,7 @@ namespace {
 
 constexpr std::uint8_t kCertificatesTag = der::contextConstructed(0);
 constexpr std::uint8_t kCrlsTag = der::contextConstructed(1);
-constexpr std::uint64_t kMaxVersion = 5;
+constexpr std::uint64_t kMaxSignedVersion = 5;
 
 der::Slice copyOf(der::Bytes bytes) {
   return der::Slice::owned({bytes.begin(), bytes.end()});
@@ -139,7 +139,7 @@ Result<void> SignedData::check() const {
 }
 
 bool SignedData::isVersionGood() const {
-  const std::uint64_t highest = hasOtherForms() ? kMaxVersion : CMSG_SIGNED_DATA_V3;
+  const std::uint64_t highest = hasOtherForms() ? kMaxSignedVersion : CMSG_SIGNED_DATA_V3;
   return version_ == versionNow() && version_ >= CMSG_SIGNED_DATA_V1 && version_ <= highest;
 }
 

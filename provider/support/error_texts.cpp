@@ -6,13 +6,13 @@
 namespace qx {
 namespace {
 
-struct Row {
+struct TextRow {
   DWORD code;
   const char* text;
 };
 
 // clang-format off
-constexpr Row kTexts[] = {
+constexpr TextRow kTexts[] = {
     // Win32 codes.
     {ERROR_SUCCESS, "The operation succeeded"},
     {ERROR_FILE_NOT_FOUND, "The file or object cannot be found"},
@@ -178,7 +178,7 @@ constexpr DWORD kWin32Result = 0x80070000;
 constexpr DWORD kLowHalf = 0xFFFF;
 
 const char* find(DWORD code) {
-  for (const Row& row : kTexts) {
+  for (const TextRow& row : kTexts) {
     if (row.code == code) {
       return row.text;
     }

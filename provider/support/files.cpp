@@ -83,7 +83,7 @@ Result<std::size_t> readAll(int fd, std::span<std::uint8_t> buffer) {
 
 Result<void> writeAll(int fd, std::span<const std::uint8_t> bytes) {
   while (!bytes.empty()) {
-    const ssize_t count = write(fd, bytes.data(), bytes.size());
+    const ssize_t count = ::write(fd, bytes.data(), bytes.size());
     if (count < 0 && errno != EINTR) {
       return failErrno();
     }

@@ -11,16 +11,16 @@
 namespace qx {
 namespace {
 
-constexpr unsigned kShards = 32;
+constexpr unsigned kGateShards = 32;
 constexpr std::size_t kCacheLine = 64;
 
 /// The calls at work in some of the threads.
-struct alignas(kCacheLine) Shard {
+struct alignas(kCacheLine) GateShard {
   std::atomic<unsigned> calls = 0;
 };
 
 struct Gate {
-  std::array<Shard, kShards> shards;
+  std::array<GateShard, kGateShards> shards;
   std::atomic<unsigned> threads = 0;
   alignas(kCacheLine) std::atomic<bool> closed = false;
   std::mutex forking;  ///< held as long as it is closed
@@ -29,7 +29,7 @@ struct Gate {
 /// What a thread knows of itself. Without constructor and destructor, so that the library can be unloaded
 /// while the thread goes on.
 struct Thread {
-  Shard* shard = nullptr;
+  GateShard* shard = nullptr;
   unsigned depth = 0;
   unsigned depthAtFork = 0;
 };
@@ -41,14 +41,15 @@ constinit thread_local Thread self;
 // NOLINTEND(cppcoreguidelines-avoid-non-const-global-variables)
 
 bool isAnyCallAtWork() {
-  return std::ranges::any_of(gate.shards, [](const Shard& shard) { return shard.calls != 0; });
+  return std::ranges::any_of(gate.shards, [](const GateShard& shard) { return shard.calls != 0; });
 }
 
 // The call is counted before it looks at the gate, the gate is closed before the calls are counted: one of
 // the two sees the other.
 void begin() {
   if (self.shard == nullptr) {
-    self.shard = &gate.shards.at(gate.threads.fetch_add(1, std::memory_order_relaxed) % kShards);
+    self.shard =
+        &gate.shards.at(gate.threads.fetch_add(1, std::memory_order_relaxed) % kGateShards);
   }
   for (;;) {
     ++self.shard->calls;
@@ -108,7 +109,7 @@ void closeForkGate() {
 }
 
 void forgetOtherThreads() {
-  for (Shard& shard : gate.shards) {
+  for (GateShard& shard : gate.shards) {
     shard.calls = 0;
   }
 }

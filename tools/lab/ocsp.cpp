@@ -14,7 +14,7 @@ namespace {
 
 using BasicPtr = OpensslOwner<OCSP_BASICRESP, OCSP_BASICRESP_free>;
 using ResponsePtr = OpensslOwner<OCSP_RESPONSE, OCSP_RESPONSE_free>;
-using RequestPtr = OpensslOwner<OCSP_REQUEST, OCSP_REQUEST_free>;
+using OcspRequestPtr = OpensslOwner<OCSP_REQUEST, OCSP_REQUEST_free>;
 using CertIdPtr = OpensslOwner<OCSP_CERTID, OCSP_CERTID_free>;
 using OctetStringPtr = OpensslOwner<ASN1_OCTET_STRING, ASN1_OCTET_STRING_free>;
 
@@ -147,7 +147,7 @@ Bytes ocspCertId(const X509* certificate, const X509* issuer, int digest) {
 }
 
 OcspQuery readOcspQuery(const Bytes& request) {
-  const auto read = decode<RequestPtr>(d2i_OCSP_REQUEST, request);
+  const auto read = decode<OcspRequestPtr>(d2i_OCSP_REQUEST, request);
   if (read == nullptr) {
     throwError("this is no OCSP request");
   }

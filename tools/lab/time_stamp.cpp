@@ -14,7 +14,7 @@
 namespace qx::lab {
 namespace {
 
-constexpr int kSerialBits = 63;
+constexpr int kTokenSerialBits = 63;
 constexpr unsigned kTokenFlags =
     CMS_BINARY | CMS_PARTIAL | CMS_NOSMIMECAP | CMS_NOCERTS;  // NOLINT(hicpp-signed-bitwise)
 
@@ -22,7 +22,7 @@ using CmsPtr = OpensslOwner<CMS_ContentInfo, CMS_ContentInfo_free>;
 using TstInfoPtr = OpensslOwner<TS_TST_INFO, TS_TST_INFO_free>;
 using ImprintPtr = OpensslOwner<TS_MSG_IMPRINT, TS_MSG_IMPRINT_free>;
 using AccuracyPtr = OpensslOwner<TS_ACCURACY, TS_ACCURACY_free>;
-using RequestPtr = OpensslOwner<TS_REQ, TS_REQ_free>;
+using StampRequestPtr = OpensslOwner<TS_REQ, TS_REQ_free>;
 using EssPtr = OpensslOwner<ESS_SIGNING_CERT, ESS_SIGNING_CERT_free>;
 using EssV2Ptr = OpensslOwner<ESS_SIGNING_CERT_V2, ESS_SIGNING_CERT_V2_free>;
 
@@ -55,7 +55,8 @@ void setImprint(TS_TST_INFO* info, const Imprint& imprint) {
 
 void setSerial(TS_TST_INFO* info) {
   const auto number = owned<BigNumPtr>(BN_new(), "serial number");
-  check(BN_rand(number.get(), kSerialBits, BN_RAND_TOP_ONE, BN_RAND_BOTTOM_ANY), "serial number");
+  check(BN_rand(number.get(), kTokenSerialBits, BN_RAND_TOP_ONE, BN_RAND_BOTTOM_ANY),
+        "serial number");
   const auto serial =
       owned<Asn1IntegerPtr>(BN_to_ASN1_INTEGER(number.get(), nullptr), "serial number");
   check(TS_TST_INFO_set_serial(info, serial.get()), "serial number");
@@ -140,7 +141,7 @@ Imprint imprintOf(int digest, const Bytes& bytes) {
 }
 
 TimeStampQuery readTimeStampQuery(const Bytes& request) {
-  const auto read = decode<RequestPtr>(d2i_TS_REQ, request);
+  const auto read = decode<StampRequestPtr>(d2i_TS_REQ, request);
   if (read == nullptr) {
     throwError("this is no time-stamp request");
   }
@@ -212,7 +213,7 @@ Bytes TimeStampAuthority::token(const Imprint& imprint,
 }
 
 Bytes TimeStampAuthority::answer(const Bytes& request, const TimeStampOptions& options) const {
-  const auto read = decode<RequestPtr>(d2i_TS_REQ, request);
+  const auto read = decode<StampRequestPtr>(d2i_TS_REQ, request);
   if (read == nullptr) {
     return timeStampResponse(TimeStampStatus::Rejection, {});
   }

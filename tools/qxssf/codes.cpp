@@ -61,7 +61,7 @@ constexpr CodeMeaning kCodes[] = {
     {-1, "unknown", ExitCode::Internal, "the library answered an unknown code"},
 };
 
-struct Words {
+struct ResultWords {
   SAPRETURN result;
   const char* signing;
   const char* verifying;
@@ -69,7 +69,7 @@ struct Words {
   const char* developing;
 };
 
-constexpr Words kResults[] = {
+constexpr ResultWords kResults[] = {
     {SSF_RESULT_OK, "good", "good", "good", "good"},
     {SSF_RESULT_UNKNOWN,
      "no certificate of this identity in the store (qxprovider cert list shows whom it holds)",
@@ -104,8 +104,8 @@ constexpr Words kResults[] = {
      "the message tells no recipients"},
 };
 
-const Words& wordsOf(SAPRETURN result) {
-  const auto* row = std::ranges::find(kResults, result, &Words::result);
+const ResultWords& wordsOf(SAPRETURN result) {
+  const auto* row = std::ranges::find(kResults, result, &ResultWords::result);
   return row == std::end(kResults) ? *std::prev(row) : *row;
 }
 

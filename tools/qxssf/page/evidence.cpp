@@ -14,12 +14,12 @@ namespace {
 using Bytes = std::span<const std::uint8_t>;
 using doctor::CertificatePtr;
 
-struct Words {
+struct FaultWords {
   DWORD bit;
   const char* words;
 };
 
-constexpr Words kFaults[] = {
+constexpr FaultWords kFaults[] = {
     {CERT_TRUST_IS_NOT_TIME_VALID, "out of its time"},
     {CERT_TRUST_IS_REVOKED, "revoked"},
     {CERT_TRUST_IS_NOT_SIGNATURE_VALID, "not signed by its issuer"},
@@ -42,7 +42,7 @@ CertificatePtr certificateOf(const Library& library, Bytes der) {
 std::vector<std::string> faultsOf(DWORD bits) {
   std::vector<std::string> faults;
   DWORD told = CERT_TRUST_IS_OFFLINE_REVOCATION;
-  for (const Words& row : kFaults) {
+  for (const FaultWords& row : kFaults) {
     told |= row.bit;
     if ((bits & row.bit) != 0) {
       faults.emplace_back(row.words);
