@@ -18,7 +18,10 @@ import shutil
 import subprocess
 import sys
 
-TOGETHER = 24
+TOGETHER = 48
+# Where in a unified file its sources stand.
+FIRST_INCLUDE = 3
+LINES_OF_SOURCE = 3
 ROOT = pathlib.Path(__file__).resolve().parent.parent
 
 
@@ -62,8 +65,12 @@ class Linter:
         first = pathlib.Path(sources[0])
         file = self.folder / first.parent / f"UnifiedSource-{first.stem}-{len(sources)}.cpp"
         file.parent.mkdir(parents=True, exist_ok=True)
-        includes = "".join(f'#include "{ROOT / source}"\n' for source in sources)
-        file.write_text(f"// NOLINTBEGIN(bugprone-suspicious-include)\n{includes}// NOLINTEND(bugprone-suspicious-include)\n")
+        # All fuzz targets define the one function that libFuzzer calls.
+        lines = ["// NOLINTBEGIN(bugprone-suspicious-include,cppcoreguidelines-macro-usage)"]
+        for number, source in enumerate(sources):
+            lines += [f"#define LLVMFuzzerTestOneInput target{number}", f'#include "{ROOT / source}"', "#undef LLVMFuzzerTestOneInput"]
+        lines += ["// NOLINTEND(bugprone-suspicious-include,cppcoreguidelines-macro-usage)", ""]
+        file.write_text("\n".join(lines))
         return str(file)
 
     def colliding(self, command, file, sources):
@@ -73,8 +80,15 @@ class Linter:
         )
         if checked.returncode == 0:
             return []
-        wrong = set(re.findall(r"^(\S+?):\d+:\d+: (?:fatal )?error:", checked.stderr, re.MULTILINE))
-        return [source for source in sources if str(ROOT / source) in wrong] or [sources[-1]]
+        # An error in a header belongs to the source that the unified file includes at this line.
+        wrong = set()
+        source = sources[-1]
+        for line in checked.stderr.splitlines():
+            if at := re.match(rf"In file included from {re.escape(file)}:(\d+):", line):
+                source = sources[(int(at[1]) - FIRST_INCLUDE) // LINES_OF_SOURCE]
+            elif re.match(r"\S+?:\d+:\d+: (?:fatal )?error:", line):
+                wrong.add(source)
+        return wrong or sources[-1:]
 
     def compiling(self, command, sources):
         """Sources that compile together, and the file that includes them."""
