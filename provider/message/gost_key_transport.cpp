@@ -15,17 +15,24 @@ constexpr std::string_view kDiversifiedWrap = "1.2.643.2.2.13.1";
 
 using Octets = std::vector<std::uint8_t>;
 
+// Of one piece: there is no BER within the OCTET STRING that holds these structures.
+Result<Octets> nextOctets(der::Reader& reader) {
+  const auto string = reader.next(der::kOctetString);
+  return string ? Result<Octets>(Octets(string->content.begin(), string->content.end()))
+                : string.failure();
+}
+
 Result<WrappedKey> nextWrappedKey(der::Reader& outer) {
   const auto sequence = outer.next(der::kSequence);
   if (!sequence) {
     return sequence.failure();
   }
   der::Reader reader(sequence->content);
-  auto encrypted = der::readOctets(reader);
+  auto encrypted = nextOctets(reader);
   if (!encrypted) {
     return encrypted.failure();
   }
-  auto mac = der::readOctets(reader);
+  auto mac = nextOctets(reader);
   if (!mac) {
     return mac.failure();
   }
@@ -45,7 +52,7 @@ Result<void> readTransportParameters(der::Bytes content, GostKeyTransport& trans
   if (!key) {
     return key.failure();
   }
-  auto ukm = der::readOctets(reader);
+  auto ukm = nextOctets(reader);
   if (!ukm) {
     return ukm.failure();
   }
@@ -123,7 +130,7 @@ Result<ExportedKeyTransport> readExportedKeyTransport(der::Bytes encoded) {
     return sequence.failure();
   }
   der::Reader reader(sequence->content);
-  auto exported = der::readOctets(reader);
+  auto exported = nextOctets(reader);
   if (!exported) {
     return exported.failure();
   }
@@ -131,7 +138,7 @@ Result<ExportedKeyTransport> readExportedKeyTransport(der::Bytes encoded) {
   if (!key) {
     return key.failure();
   }
-  auto ukm = der::readOctets(reader);
+  auto ukm = nextOctets(reader);
   if (!ukm) {
     return ukm.failure();
   }
@@ -165,7 +172,7 @@ Result<KeyWrapParameters> readKeyWrapParameters(der::Bytes encoded) {
   if (!set) {
     return set.failure();
   }
-  auto ukm = reader.atEnd() ? Result<Octets>(Octets()) : der::readOctets(reader);
+  auto ukm = reader.atEnd() ? Result<Octets>(Octets()) : nextOctets(reader);
   if (!ukm) {
     return ukm.failure();
   }

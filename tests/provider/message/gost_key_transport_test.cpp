@@ -151,6 +151,11 @@ TEST(WrappedKeyForm, IsRefusedWithAMask) {
   EXPECT_EQ(readWrappedKey(fromHex("300a 0402 0102 8002 0304 0400")).error(), kBadTag);
 }
 
+TEST(WrappedKeyForm, IsRefusedInPieces) {
+  EXPECT_EQ(readWrappedKey(fromHex("3008 2404 0402 0102 0400")).error(), kBadTag);
+  EXPECT_EQ(readWrappedKey(fromHex("3008 0402 0102 2402 0400")).error(), kBadTag);
+}
+
 TEST(WrappedKeyForm, IsRefusedWithSomethingMissingOrBehind) {
   EXPECT_EQ(readWrappedKey(fromHex("")).error(), kEnd);
   EXPECT_EQ(readWrappedKey(fromHex("3000")).error(), kEnd);
