@@ -10,7 +10,7 @@ namespace qx {
 
 /// guarded runs `body`; when an exception ends it, `onException` gives the answer. Nothing is thrown in
 /// this library but by the standard library for want of memory, and nothing may leave it: every export
-/// is one call of this function or of runOperation.
+/// is one call of this function, of runRecordFunction or of runOperation.
 template <class Body, class OnException>
 auto guarded(Body&& body, OnException&& onException) noexcept -> decltype(body()) {
   try {
@@ -18,6 +18,12 @@ auto guarded(Body&& body, OnException&& onException) noexcept -> decltype(body()
   } catch (...) {
     return std::forward<OnException>(onException)();
   }
+}
+
+/// runRecordFunction runs the body of a function of records and lists, which has no frame.
+template <class Body>
+SAPRETURN runRecordFunction(Body&& body) noexcept {
+  return guarded(std::forward<Body>(body), []() -> SAPRETURN { return SSF_API_INFO_NO_MEMORY; });
 }
 
 /// Frame is the frame of one SSF operation in the trace: the start banner when it is made, exactly one

@@ -134,10 +134,6 @@ SAPRETURN deleteOctetstring(SAP_B8** data, SsfOctetlen* length) noexcept {
   return SSF_API_OK;
 }
 
-SAPRETURN noMemory() noexcept {
-  return SSF_API_INFO_NO_MEMORY;
-}
-
 }  // namespace
 }  // namespace qx
 
@@ -155,22 +151,22 @@ SAPRETURN SsfNEWSigRcpSsfInfo(const SAP_B8* id,
                                       {.bytes = reserved, .length = reservedLength},
                                       {.bytes = profile, .length = profileLength},
                                       {.bytes = password, .length = passwordLength}}};
-  return qx::guarded([&] { return qx::newRecord(strings, result, record); }, qx::noMemory);
+  return qx::runRecordFunction([&] { return qx::newRecord(strings, result, record); });
 }
 
 SAPRETURN SsfDELSigRcpSsfInfo(SigRcpSsfInformation** record) noexcept {
-  return qx::guarded([&] { return qx::deleteRecord(record); }, qx::noMemory);
+  return qx::runRecordFunction([&] { return qx::deleteRecord(record); });
 }
 
 SAPRETURN SsfINSSigRcpSsfInfo(SigRcpSsfInformation* record,
                               SigRcpSsfInformationListStruct** list) noexcept {
-  return qx::guarded([&] { return qx::insertRecord(record, list); }, qx::noMemory);
+  return qx::runRecordFunction([&] { return qx::insertRecord(record, list); });
 }
 
 SAPRETURN SsfDELSigRcpSsfInfoList(SigRcpSsfInformationListStruct** list) noexcept {
-  return qx::guarded([&] { return qx::deleteList(list); }, qx::noMemory);
+  return qx::runRecordFunction([&] { return qx::deleteList(list); });
 }
 
 SAPRETURN SsfDELSsfOctetstring(SAP_B8** data, SsfOctetlen* length) noexcept {
-  return qx::guarded([&] { return qx::deleteOctetstring(data, length); }, qx::noMemory);
+  return qx::runRecordFunction([&] { return qx::deleteOctetstring(data, length); });
 }

@@ -197,10 +197,6 @@ SAPRETURN printList(const SigRcpSsfInformationListStruct* list,
   return SSF_API_OK;
 }
 
-SAPRETURN noMemoryToPrint() noexcept {
-  return SSF_API_INFO_NO_MEMORY;
-}
-
 }  // namespace
 
 void requireRoom(std::size_t written, std::size_t size, const char* function) noexcept {
@@ -215,12 +211,11 @@ void requireRoom(std::size_t written, std::size_t size, const char* function) no
 SAPRETURN SsfPRISigRcpSsfInfo(SigRcpSsfInformation* record,
                               SAP_B8** text,
                               SsfOctetlen* textLength) noexcept {
-  return qx::guarded([&] { return qx::printRecord(record, text, textLength); },
-                     qx::noMemoryToPrint);
+  return qx::runRecordFunction([&] { return qx::printRecord(record, text, textLength); });
 }
 
 SAPRETURN SsfPRISigRcpSsfInfoList(SigRcpSsfInformationListStruct* list,
                                   SAP_B8** text,
                                   SsfOctetlen* textLength) noexcept {
-  return qx::guarded([&] { return qx::printList(list, text, textLength); }, qx::noMemoryToPrint);
+  return qx::runRecordFunction([&] { return qx::printList(list, text, textLength); });
 }
