@@ -35,13 +35,13 @@ class EachOnce {
   der::Encoding list_;
 };
 
-std::vector<der::Bytes> readCertificateList(x509::Fields& list) {
+std::vector<der::Bytes> readValueList(x509::Fields& list) {
   return readEach(list, [](const der::Element& value) { return value.whole; });
 }
 
 std::vector<der::Bytes> readTagged(x509::Fields& fields, std::uint8_t tag) {
   std::optional<x509::Fields> list = fields.optionalSequence(tag);
-  return list ? readCertificateList(*list) : std::vector<der::Bytes>();
+  return list ? readValueList(*list) : std::vector<der::Bytes>();
 }
 
 }  // namespace
@@ -55,7 +55,7 @@ std::vector<std::uint8_t> encodeCertificateValues(std::span<const CertificatePtr
 }
 
 Result<std::vector<der::Bytes>> readCertificateValues(const Attribute& attribute) {
-  return readSole(attribute, readCertificateList);
+  return readSole(attribute, readValueList);
 }
 
 std::vector<std::uint8_t> encodeRevocationValues(std::span<const RevocationEvidence> evidence) {

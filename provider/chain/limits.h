@@ -9,8 +9,8 @@ namespace qx {
 /// for ever. Good chains stay far below these; what reaches one goes on with what it has.
 inline constexpr std::size_t kMaxPaths = 16;
 inline constexpr std::size_t kMaxCandidates = 200;
-inline constexpr std::size_t kMaxSignatureChecks =
-    256;  ///< of certificates, and as many of CRLs and answers
+/// Of certificates, and as many of CRLs and answers.
+inline constexpr std::size_t kMaxSignatureChecks = 256;
 
 /// CRLs and OCSP answers of one authority: it has one CRL, a few while it changes them, some dozens when
 /// it splits them.
