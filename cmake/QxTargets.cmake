@@ -8,11 +8,15 @@ function(qx_module name)
 endfunction()
 
 # qx_program_parts(NAME SOURCES files... [DEPS targets...])
-# What a program is made of but for its main, as an archive that its unit tests link too.
+# What a program is made of but for its main, as an archive that its unit tests link too. What the tools share
+# brings the headers that were compiled once for it.
 function(qx_program_parts name)
   cmake_parse_arguments(ARG "" "" "SOURCES;DEPS" ${ARGN})
   add_library(${name} STATIC ${ARG_SOURCES})
   target_link_libraries(${name} PUBLIC qx_compiler ${ARG_DEPS})
+  if(qx_tools IN_LIST ARG_DEPS)
+    target_precompile_headers(${name} REUSE_FROM qx_tools)
+  endif()
 endfunction()
 
 # qx_test_headers()
@@ -32,12 +36,13 @@ endfunction()
 # Where tests that are TRACED write their lines, to be searched for PINs.
 set(QX_TRACES ${PROJECT_BINARY_DIR}/traces)
 
-# qx_test(NAME SOURCES files... [DEPS targets...] [ENVIRONMENT variable] [REPLACES_NEW] [TRACED])
+# qx_test(NAME SOURCES files... [DEPS targets...] [ENVIRONMENT variable] [REPLACES_NEW] [TRACED] [LONG])
 # A GoogleTest program; CTest knows each of its tests by its own name, or with QX_EACH_TEST off the program
 # alone. Its sources are compiled eight at a time, so each has a namespace of its own name. One that replaces
-# operator new cannot be linked with the thread sanitizer, which brings its own.
+# operator new cannot be linked with the thread sanitizer, which brings its own. One that is LONG is begun before
+# the others, so that it does not run alone in the end.
 function(qx_test name)
-  cmake_parse_arguments(ARG "REPLACES_NEW;TRACED" "" "SOURCES;DEPS;ENVIRONMENT" ${ARGN})
+  cmake_parse_arguments(ARG "REPLACES_NEW;TRACED;LONG" "" "SOURCES;DEPS;ENVIRONMENT" ${ARGN})
   add_executable(${name} ${ARG_SOURCES})
   target_link_libraries(${name} PRIVATE qx_compiler ${ARG_DEPS} GTest::gmock GTest::gtest_main)
   if(TARGET qx_test_headers)
@@ -63,6 +68,9 @@ function(qx_test name)
   else()
     add_test(NAME ${name} COMMAND ${name} --gtest_brief=1)
     set_tests_properties(${name} PROPERTIES TIMEOUT 900 ${traced} ENVIRONMENT "${ARG_ENVIRONMENT}")
+    if(ARG_LONG)
+      set_tests_properties(${name} PROPERTIES COST 1)
+    endif()
   endif()
 endfunction()
 
