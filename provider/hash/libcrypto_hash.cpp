@@ -1,11 +1,14 @@
 #include "provider/hash/libcrypto_hash.h"
 
+#include <memory>
 #include <new>
+#include <utility>
 
 #include <openssl/evp.h>
 
 #include "provider/openssl/library_context.h"
 #include "provider/openssl/owned.h"
+#include "provider/support/until_unload.h"
 
 namespace qx {
 namespace {
@@ -17,12 +20,17 @@ void require(bool done) {
   }
 }
 
+// For the process: fetching takes longer than hashing a certificate.
+const EVP_MD* fetched(const char* name) {
+  auto digest = std::make_unique<EvpMdPtr>(EVP_MD_fetch(libraryContext(), name, nullptr));
+  require(*digest != nullptr);
+  return untilUnload(std::move(digest)).get();
+}
+
 class LibcryptoHash final : public HashState {
  public:
-  explicit LibcryptoHash(const char* name)
-      : digest_(EVP_MD_fetch(libraryContext(), name, nullptr)), context_(EVP_MD_CTX_new()) {
-    require(digest_ != nullptr && context_ != nullptr);
-    require(EVP_DigestInit_ex2(context_.get(), digest_.get(), nullptr) == 1);
+  explicit LibcryptoHash(const EVP_MD* digest) : context_(EVP_MD_CTX_new()) {
+    require(context_ != nullptr && EVP_DigestInit_ex2(context_.get(), digest, nullptr) == 1);
   }
 
   void update(der::Bytes bytes) override {
@@ -34,30 +42,34 @@ class LibcryptoHash final : public HashState {
   }
 
  private:
-  EvpMdPtr digest_;
   EvpMdCtxPtr context_;
 };
 
 }  // namespace
 
 std::unique_ptr<HashState> libcryptoMd5() {
-  return std::make_unique<LibcryptoHash>("MD5");
+  static const EVP_MD* const digest = fetched("MD5");
+  return std::make_unique<LibcryptoHash>(digest);
 }
 
 std::unique_ptr<HashState> libcryptoSha1() {
-  return std::make_unique<LibcryptoHash>("SHA1");
+  static const EVP_MD* const digest = fetched("SHA1");
+  return std::make_unique<LibcryptoHash>(digest);
 }
 
 std::unique_ptr<HashState> libcryptoSha256() {
-  return std::make_unique<LibcryptoHash>("SHA256");
+  static const EVP_MD* const digest = fetched("SHA256");
+  return std::make_unique<LibcryptoHash>(digest);
 }
 
 std::unique_ptr<HashState> libcryptoSha384() {
-  return std::make_unique<LibcryptoHash>("SHA384");
+  static const EVP_MD* const digest = fetched("SHA384");
+  return std::make_unique<LibcryptoHash>(digest);
 }
 
 std::unique_ptr<HashState> libcryptoSha512() {
-  return std::make_unique<LibcryptoHash>("SHA512");
+  static const EVP_MD* const digest = fetched("SHA512");
+  return std::make_unique<LibcryptoHash>(digest);
 }
 
 }  // namespace qx
