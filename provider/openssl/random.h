@@ -10,7 +10,7 @@
 
 namespace qx {
 
-/// fillRandom writes what nobody can foretell, and may be shown (initial values). NTE_FAIL.
+/// fillRandom writes what nobody can foretell, and may be shown (initial values); at most 256 octets. NTE_FAIL.
 Result<void> fillRandom(std::span<std::uint8_t> out);
 
 /// randomKey makes a secret of the length. NTE_FAIL.
