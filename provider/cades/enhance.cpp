@@ -47,7 +47,11 @@ class Enhancement {
     if (!chain) {
       return chain.failure();
     }
-    const Result<TimeStamp> stamp = stampOver(stampedBySignatureStamp(signer));
+    Evidence references;
+    const Result<TimeStamp> stamp = stampOver(stampedBySignatureStamp(signer), [&] {
+      references = referencesTo(*chain);
+      return Result<void>();
+    });
     if (!stamp) {
       return stamp.failure();
     }
@@ -55,11 +59,17 @@ class Enhancement {
     if (!authority) {
       return authority.failure();
     }
-    const Result<SignerInfo> complete = withReferences(signer, stamp->token, *chain);
-    return complete ? withValues(*complete, *chain, *authority) : complete.failure();
+    const Result<SignerInfo> complete = withReferences(signer, *stamp, references);
+    return complete ? withValues(*complete, *stamp, *chain, *authority) : complete.failure();
   }
 
  private:
+  // References or values: the attribute about certificates and the one about revocation.
+  struct Evidence {
+    Octets certificates;
+    Octets revocation;
+  };
+
   Result<JudgedChain> judge(CertificatePtr certificate) const {
     return judgeChain({.certificate = std::move(certificate),
                        .certificates = certificates_,
@@ -69,50 +79,69 @@ class Enhancement {
 
   // The service has judged already. What it did not know, the message may hold.
   Result<JudgedChain> judgeAuthority(const TimeStamp& stamp) {
-    if (stamp.verdict != nullptr) {
-      if (Result<JudgedChain> judged = judgedChain(*stamp.verdict)) {
+    if (stamp.verdict() != nullptr) {
+      if (Result<JudgedChain> judged = judgedChain(*stamp.verdict())) {
         return judged;
       }
     }
-    certificates_.insert(certificates_.end(), stamp.certificates.begin(), stamp.certificates.end());
-    return judge(stamp.authority);
+    const std::vector<CertificatePtr>& others = stamp.token().certificates();
+    certificates_.insert(certificates_.end(), others.begin(), others.end());
+    return judge(stamp.authority());
   }
 
-  Result<TimeStamp> stampOver(const Stamped& stamped) {
-    return service_->stamp(hash_, imprintOf(hash_, stamped).bytes());
+  Result<TimeStamp> stampOver(const Stamped& stamped, const Meanwhile& work) {
+    return service_->stamp(hash_, imprintOf(hash_, stamped).bytes(), work);
+  }
+
+  Evidence referencesTo(const JudgedChain& chain) const {
+    const std::span<const CertificatePtr> authorities = std::span(chain.certificates).subspan(1);
+    return {.certificates = encodeCertificateRefs(hash_, authorities),
+            .revocation = encodeRevocationRefs(hash_, chain.evidence)};
   }
 
   // CAdES-C (RFC 5126, 4.4.2).
-  Result<SignerInfo> withReferences(const SignerInfo& signer,
-                                    der::Bytes stamp,
-                                    const JudgedChain& chain) const {
-    const Octets stampAttribute = *encodeAttribute(oids::kSignatureTimeStamp, {stamp});
-    const std::span<const CertificatePtr> authorities = std::span(chain.certificates).subspan(1);
-    const Octets certificates = encodeCertificateRefs(hash_, authorities);
-    const Octets revocation = encodeRevocationRefs(hash_, chain.evidence);
-    return signer.withAdded({stampAttribute, certificates, revocation});
+  static Result<SignerInfo> withReferences(const SignerInfo& signer,
+                                           const TimeStamp& stamp,
+                                           const Evidence& references) {
+    const Octets stampAttribute =
+        *encodeAttribute(oids::kSignatureTimeStamp, {stamp.token().encoded()});
+    return signer.withAdded({stampAttribute, references.certificates, references.revocation});
   }
 
+  // The first stamp's signature is verified while the second one is on its way. A hash of it has left by then, to
+  // the authority that made it; when it is bad nothing else does.
   Result<SignerInfo> withValues(const SignerInfo& signer,
+                                const TimeStamp& first,
                                 const JudgedChain& chain,
                                 const JudgedChain& authority) {
     const Result<Stamped> stamped = stampedByCadesCStamp(signer);
     if (!stamped) {
       return stamped.failure();
     }
-    const Result<TimeStamp> stamp = stampOver(*stamped);
-    if (!stamp) {
-      return stamp.failure();
+    Evidence values;
+    const Result<TimeStamp> second = stampOver(*stamped, [&] {
+      values = valuesOf(chain, authority);
+      return first.verifySignature();
+    });
+    if (!second) {
+      return second.failure();
     }
+    if (const Result<void> good = second->verifySignature(); !good) {
+      return good.failure();
+    }
+    const Octets stampAttribute =
+        *encodeAttribute(oids::kCadesCTimeStamp, {second->token().encoded()});
+    return signer.withAdded({values.certificates, values.revocation, stampAttribute});
+  }
+
+  static Evidence valuesOf(const JudgedChain& chain, const JudgedChain& authority) {
     std::vector<CertificatePtr> certificates = chain.certificates;
     certificates.insert(
         certificates.end(), authority.certificates.begin(), authority.certificates.end());
     std::vector<RevocationEvidence> evidence = chain.evidence;
     evidence.insert(evidence.end(), authority.evidence.begin(), authority.evidence.end());
-    const Octets certificateValues = encodeCertificateValues(certificates);
-    const Octets revocationValues = encodeRevocationValues(evidence);
-    const Octets stampAttribute = *encodeAttribute(oids::kCadesCTimeStamp, {stamp->token});
-    return signer.withAdded({certificateValues, revocationValues, stampAttribute});
+    return {.certificates = encodeCertificateValues(certificates),
+            .revocation = encodeRevocationValues(evidence)};
   }
 
   std::vector<CertificatePtr> certificates_;

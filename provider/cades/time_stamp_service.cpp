@@ -5,8 +5,6 @@
 
 #include "provider/cades/time_stamp_authority.h"
 #include "provider/cades/time_stamp_request.h"
-#include "provider/cades/time_stamp_token.h"
-#include "provider/http/client.h"
 #include "provider/support/trace.h"
 
 namespace qx {
@@ -25,25 +23,6 @@ bool isAnswerTo(const TimeStampRequest& request,
          !isFromTheFuture(info, std::time(nullptr));
 }
 
-// The token with what its check brought to light.
-Result<TimeStamp> withTrustedAuthority(const TimeStampToken& token) {
-  Result<CertificatePtr> authority = token.verifySignature();
-  if (!authority) {
-    return authority.failure();
-  }
-  ChainQuestion question;
-  question.certificate = *authority;
-  question.certificates = token.certificates();
-  Result<VerdictPtr> verdict = trustAuthority(question);
-  if (!verdict) {
-    return verdict.failure();
-  }
-  return TimeStamp{.token = {token.encoded().begin(), token.encoded().end()},
-                   .authority = *std::move(authority),
-                   .certificates = token.certificates(),
-                   .verdict = *std::move(verdict)};
-}
-
 class HttpTimeStampService final : public TimeStampService {
  public:
   HttpTimeStampService(std::string url, const Configuration& configuration)
@@ -56,32 +35,33 @@ class HttpTimeStampService final : public TimeStampService {
                      .certificateFile = configuration.tsp.certificateFile,
                      .keyFile = configuration.tsp.keyFile} {}
 
-  Result<TimeStamp> stamp(HashAlgorithm algorithm, der::Bytes imprint) override {
+  Result<TimeStamp> stamp(HashAlgorithm algorithm,
+                          der::Bytes imprint,
+                          const Meanwhile& work) override {
     Result<TimeStampRequest> request = makeTimeStampRequest(algorithm, imprint);
     if (!request) {
       return request.failure();
     }
-    const Result<std::vector<std::uint8_t>> answer = ask(request->der);
+    Result<std::vector<std::uint8_t>> answer = ask(request->der, work);
     if (!answer) {
       return answer.failure();
     }
-    const Result<der::Bytes> token = readTimeStampResponse(*answer);
-    if (!token) {
-      return token.failure();
-    }
-    Result<TimeStamp> stamp = check(*request, algorithm, imprint, *token);
-    QX_TRACE("a time stamp of %zu bytes: %08x", token->size(), stamp.error());
+    const std::size_t size = answer->size();
+    Result<TimeStamp> stamp = check(*request, algorithm, imprint, *std::move(answer));
+    QX_TRACE("a time stamp in an answer of %zu bytes: %08x", size, stamp.error());
     return stamp;
   }
 
  private:
-  Result<std::vector<std::uint8_t>> ask(const std::vector<std::uint8_t>& request) {
+  Result<std::vector<std::uint8_t>> ask(const std::vector<std::uint8_t>& request,
+                                        const Meanwhile& work) {
     return exchange({.url = url_,
                      .contentType = "application/timestamp-query",
                      .accept = "application/timestamp-reply",
                      .body = request,
                      .credentials = &credentials_,
-                     .kept = &connection_},
+                     .kept = &connection_,
+                     .meanwhile = work},
                     {.time = time_, .bytes = kMaxAnswer},
                     settings_);
   }
@@ -89,13 +69,31 @@ class HttpTimeStampService final : public TimeStampService {
   static Result<TimeStamp> check(const TimeStampRequest& request,
                                  HashAlgorithm algorithm,
                                  der::Bytes imprint,
-                                 der::Bytes encoded) {
-    const Result<TimeStampToken> token = TimeStampToken::read(encoded);
+                                 std::vector<std::uint8_t> answer) {
+    const Result<der::Bytes> encoded = readTimeStampResponse(answer);
+    if (!encoded) {
+      return encoded.failure();
+    }
+    Result<TimeStampToken> token = TimeStampToken::read(*encoded);
     if (!token) {
       return token.failure();
     }
-    return isAnswerTo(request, algorithm, imprint, token->info()) ? withTrustedAuthority(*token)
-                                                                  : fail(TRUST_E_TIME_STAMP);
+    if (!isAnswerTo(request, algorithm, imprint, token->info())) {
+      return fail(TRUST_E_TIME_STAMP);
+    }
+    Result<CertificatePtr> authority = token->findAuthority();
+    if (!authority) {
+      return authority.failure();
+    }
+    ChainQuestion question;
+    question.certificate = *authority;
+    question.certificates = token->certificates();
+    Result<VerdictPtr> verdict = trustAuthority(question);
+    if (!verdict) {
+      return verdict.failure();
+    }
+    return TimeStamp(
+        std::move(answer), *std::move(token), *std::move(authority), *std::move(verdict));
   }
 
   std::string url_;

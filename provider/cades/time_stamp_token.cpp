@@ -69,25 +69,33 @@ std::time_t TimeStampToken::seconds() const {
   return secondsOf(info_.time);
 }
 
-Result<CertificatePtr> TimeStampToken::verifySignature(
-    std::span<const CertificatePtr> others) const {
+Result<CertificatePtr> TimeStampToken::findAuthority(std::span<const CertificatePtr> others) const {
   if (data_.signers().size() != 1) {
     return fail(CRYPT_E_NO_SIGNER);
   }
-  const SignerInfo& signer = data_.signers().front();
   // What others have comes first: there it is one object for all stamps, which is decoded once.
   std::vector<CertificatePtr> candidates(others.begin(), others.end());
   candidates.insert(candidates.end(), certificates_.begin(), certificates_.end());
-  Result<CertificatePtr> authority = findNamedSigner(signer, candidates);
-  if (!authority) {
-    return authority;
-  }
+  return findNamedSigner(data_.signers().front(), candidates);
+}
+
+Result<void> TimeStampToken::verifySignatureOf(const CertificateData& authority) const {
+  const SignerInfo& signer = data_.signers().front();
   if (const Result<void> type = checkContentType(signer, oids::kTstInfo); !type) {
-    return type.failure();
+    return type;
   }
   MessageContent content;
   content.setOctets(content_.bytes());
-  const Result<void> good = verifyByCertificate(signer, oids::kTstInfo, content, **authority);
+  return verifyByCertificate(signer, oids::kTstInfo, content, authority);
+}
+
+Result<CertificatePtr> TimeStampToken::verifySignature(
+    std::span<const CertificatePtr> others) const {
+  Result<CertificatePtr> authority = findAuthority(others);
+  if (!authority) {
+    return authority;
+  }
+  const Result<void> good = verifySignatureOf(**authority);
   return good ? std::move(authority) : good.failure();
 }
 

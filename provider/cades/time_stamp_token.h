@@ -35,11 +35,17 @@ class TimeStampToken {
   /// The certificates inside; what we cannot read is left out.
   const std::vector<CertificatePtr>& certificates() const { return certificates_; }
 
-  /// verifySignature proves the authority's signature and gives its certificate, which is found inside or
-  /// in `others`. There must be exactly one signer, who names his certificate in a signed
-  /// signing-certificate attribute. CRYPT_E_SIGNER_NOT_FOUND: there is no such certificate;
-  /// CRYPT_E_ATTRIBUTES_MISSING: no such attribute; CRYPT_E_NO_SIGNER: not exactly one signer;
-  /// CRYPT_E_AUTH_ATTR_MISSING: no contentType; else as verifySigner.
+  /// findAuthority gives the certificate of who says to have signed this, inside or in `others`. There must
+  /// be exactly one signer, who names his certificate in a signed signing-certificate attribute.
+  /// CRYPT_E_SIGNER_NOT_FOUND: there is no such certificate; CRYPT_E_ATTRIBUTES_MISSING: no such attribute;
+  /// CRYPT_E_NO_SIGNER: not exactly one signer.
+  Result<CertificatePtr> findAuthority(std::span<const CertificatePtr> others = {}) const;
+
+  /// verifySignatureOf proves that the authority that was found has signed this. CRYPT_E_AUTH_ATTR_MISSING: no
+  /// contentType; else as verifySigner.
+  Result<void> verifySignatureOf(const CertificateData& authority) const;
+
+  /// verifySignature does both.
   Result<CertificatePtr> verifySignature(std::span<const CertificatePtr> others = {}) const;
 
  private:

@@ -180,9 +180,13 @@ auto inThread(const Work& work) {
 class Exchange {
  public:
   Exchange(const HttpRequest& request, const HttpLimits& limits, const HttpSettings& settings)
-      : request_(&request), settings_(&settings), bytes_(limits.bytes), deadline_(limits.time) {}
+      : request_(&request),
+        settings_(&settings),
+        bytes_(limits.bytes),
+        deadline_(limits.time),
+        meanwhile_(request.meanwhile) {}
 
-  Result<std::vector<std::uint8_t>> run() const {
+  Result<std::vector<std::uint8_t>> run() {
     Result<Url> url = parseUrl(request_->url);
     if (!url) {
       // It may be one with a password inside.
@@ -198,14 +202,14 @@ class Exchange {
   }
 
  private:
-  Result<Answer> ask(const Url& url) const {
+  Result<Answer> ask(const Url& url) {
     Result<Answer> answer = url.secure ? inThread([&] { return askNow(url); }) : askNow(url);
     const unsigned status = answer ? answer->head.status : 0;
     QX_TRACE("http: %s: status %u, error %08x", url.shown().c_str(), status, answer.error());
     return answer;
   }
 
-  Result<Answer> askNow(const Url& url) const {
+  Result<Answer> askNow(const Url& url) {
     const HttpCredentials* credentials = credentialsFor(url, request_->credentials);
     const bool throughProxy = !settings_->proxy.empty() && !url.secure;
     Result<WholeRequest> whole = wholeRequest(*request_, url, credentials, throughProxy);
@@ -234,9 +238,12 @@ class Exchange {
     return stream;
   }
 
-  Result<Answer> askOver(StreamPtr stream, WholeRequest& whole, const Url& url) const {
+  Result<Answer> askOver(StreamPtr stream, WholeRequest& whole, const Url& url) {
     if (const Result<void> sent = stream->send(whole.bytes()); !sent) {
       return sent.failure();
+    }
+    if (const Result<void> done = workMeanwhile(); !done) {
+      return done.failure();
     }
     ResponseReader reader(*stream);
     Result<Answer> answer = readAnswer(reader);
@@ -244,6 +251,12 @@ class Exchange {
       *request_->kept = {.server = serverOf(url), .stream = std::move(stream)};
     }
     return answer;
+  }
+
+  // Once, however often the request is sent.
+  Result<void> workMeanwhile() {
+    const Meanwhile work = std::exchange(meanwhile_, nullptr);
+    return work ? work() : Result<void>();
   }
 
   Result<Answer> readAnswer(ResponseReader& reader) const {
@@ -306,6 +319,7 @@ class Exchange {
   const HttpSettings* settings_;
   std::size_t bytes_;
   Deadline deadline_;
+  Meanwhile meanwhile_;  // empty when it has been done
 };
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -32,6 +33,9 @@ struct KeptConnection {
   StreamPtr stream;
 };
 
+/// Meanwhile is work for the time in which an answer is on its way.
+using Meanwhile = std::function<Result<void>()>;
+
 /// HttpRequest is a GET, or with a content type a POST of the body.
 struct HttpRequest {
   /// http or https, without user and password.
@@ -44,6 +48,9 @@ struct HttpRequest {
   /// Borrowed; null: a connection for this exchange alone. With one the request must be such that a server may
   /// be asked twice: it is asked again when a connection that was kept turns out to have ended.
   KeptConnection* kept = nullptr;
+  /// Done once the request has been sent, by the thread that asks, which is another one for https; a failure
+  /// ends the exchange. Not done when nothing could be sent.
+  Meanwhile meanwhile;
 };
 
 /// HttpLimits bound the whole exchange, redirection included, and the body of the answer.
@@ -62,7 +69,7 @@ struct HttpSettings {
 
 /// exchange asks and gives the body of the answer, which has the status 200. HTTP/1.1; at most one redirection, to the same host and not from https to http.
 ///
-/// Errors: ERROR_TIMEOUT; ERROR_WINHTTP_INVALID_URL (other schemes than http and https, user names,
+/// Errors: those of request.meanwhile; ERROR_TIMEOUT; ERROR_WINHTTP_INVALID_URL (other schemes than http and https, user names,
 /// control characters); ERROR_WINHTTP_NAME_NOT_RESOLVED; ERROR_CONNECTION_REFUSED, at once;
 /// ERROR_HOST_UNREACHABLE for every other reason not to get a connection;
 /// ERROR_WINHTTP_SECURE_FAILURE (TLS, a certificate that is not trusted or of another host);

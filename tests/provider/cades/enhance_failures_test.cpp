@@ -68,6 +68,19 @@ TEST_F(EnhanceFailure, ARevocationThatNobodyKnows) {
   EXPECT_EQ(errorIn(world, service, 0), CRYPT_E_REVOCATION_OFFLINE) << "the issuer's own";
 }
 
+TEST_F(EnhanceFailure, AStampThatItsAuthorityDidNotSign) {
+  EnhanceWorld& world = sharedWorld();
+  for (const std::size_t request : {0U, 1U}) {
+    const Octets plain = signBes({&world.signer()}, kContent);
+    LabTimeStamps service(world.authority());
+    service.spoil(request);
+    const MessageHandle message = decode(plain);
+    EXPECT_EQ(enhance(dataOf(message), 0, service).error(), NTE_BAD_SIGNATURE) << request;
+    EXPECT_EQ(service.requests(), 2U) << "the first one is verified while the second is asked for";
+    EXPECT_EQ(changedMessage(message), plain);
+  }
+}
+
 TEST_F(EnhanceFailure, ARevokedSigner) {
   EnhanceWorld world;
   world.storeCrl(world.issuer(), {{.serial = lab::serialOf(world.signer().certificate())}});

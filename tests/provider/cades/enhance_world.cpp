@@ -20,29 +20,26 @@ int nextNumber() {
 
 }  // namespace
 
-Result<TimeStamp> timeStampOf(Octets token) {
-  const Result<TimeStampToken> read = TimeStampToken::read(token);
-  const Result<CertificatePtr> authority = read ? read->verifySignature() : read.failure();
-  if (!authority) {
-    return authority.failure();
-  }
-  TimeStamp stamp{.token = {},
-                  .authority = *authority,
-                  .certificates = read->certificates(),
-                  .verdict = nullptr};
-  stamp.token = std::move(token);
-  return stamp;
-}
-
-Result<TimeStamp> LabTimeStamps::stamp(HashAlgorithm algorithm, der::Bytes imprint) {
+Result<TimeStamp> LabTimeStamps::stamp(HashAlgorithm algorithm,
+                                       der::Bytes imprint,
+                                       const Meanwhile& work) {
   imprints_.emplace_back(imprint.begin(), imprint.end());
   algorithms_.push_back(algorithm);
   if (imprints_.size() > failure_.first) {
     return fail(failure_.second);
   }
   const std::string oid(hashInfo(algorithm).oid);
-  return timeStampOf(
-      authority_->token({.digest = OBJ_txt2nid(oid.c_str()), .hash = imprints_.back()}));
+  Octets octets = authority_->token({.digest = OBJ_txt2nid(oid.c_str()), .hash = imprints_.back()});
+  if (requests() == spoiled_ + 1) {
+    octets.back() ^= 1U;  // of the signature, which is last
+  }
+  if (const Result<void> done = work(); !done) {
+    return done.failure();
+  }
+  Result<TimeStampToken> token = TimeStampToken::read(octets);
+  Result<CertificatePtr> authority = token ? token->findAuthority() : token.failure();
+  return authority ? TimeStamp(std::move(octets), *std::move(token), *std::move(authority), nullptr)
+                   : Result<TimeStamp>(authority.failure());
 }
 
 EnhanceWorld::EnhanceWorld(const EnhanceOptions& options)

@@ -16,18 +16,20 @@
 
 namespace qx::test {
 
-/// timeStampOf is a token with who made it, when it is one.
-Result<TimeStamp> timeStampOf(Octets token);
-
 /// LabTimeStamps is a service that stamps with an authority of the lab, and remembers what it was asked.
 class LabTimeStamps final : public TimeStampService {
  public:
   explicit LabTimeStamps(const lab::TimeStampAuthority& authority) : authority_(&authority) {}
 
-  Result<TimeStamp> stamp(HashAlgorithm algorithm, der::Bytes imprint) override;
+  Result<TimeStamp> stamp(HashAlgorithm algorithm,
+                          der::Bytes imprint,
+                          const Meanwhile& work) override;
 
   /// failFrom lets every request from this one on, counted from 0, fail with the error.
   void failFrom(std::size_t request, DWORD error) { failure_ = {request, error}; }
+
+  /// spoil lets the stamp for this request, counted from 0, have a bad signature.
+  void spoil(std::size_t request) { spoiled_ = request; }
 
   std::size_t requests() const { return imprints_.size(); }
 
@@ -40,6 +42,7 @@ class LabTimeStamps final : public TimeStampService {
   std::vector<Octets> imprints_;
   std::vector<HashAlgorithm> algorithms_;
   std::pair<std::size_t, DWORD> failure_{SIZE_MAX, ERROR_SUCCESS};
+  std::size_t spoiled_ = SIZE_MAX;
 };
 
 struct EnhanceOptions {

@@ -26,6 +26,7 @@ using lab::TimeStampAuthority;
 using lab::TimeStampOptions;
 
 constexpr const char* kPath = "/tsa";
+const Meanwhile kNothingElse;
 
 lab::Name named(const std::string& commonName) {
   return {{.type = "CN", .value = commonName}};
@@ -58,7 +59,8 @@ class TimeStampServiceTest : public ::testing::Test {
   Result<TimeStamp> stampAt(const std::string& url) const {
     const Result<std::unique_ptr<TimeStampService>> service =
         timeStampServiceAt(url, configuration_);
-    return service ? (*service)->stamp(HashAlgorithm::Sha256, hash_) : service.failure();
+    return service ? (*service)->stamp(HashAlgorithm::Sha256, hash_, kNothingElse)
+                   : service.failure();
   }
 
   DWORD errorOfStamp() const { return stampAt(services_.url(kPath)).error(); }
@@ -75,21 +77,22 @@ class TimeStampServiceTest : public ::testing::Test {
 TEST_F(TimeStampServiceTest, GivesATokenOverTheHash) {
   const Result<TimeStamp> stamp = stampAt(services_.url(kPath));
   ASSERT_TRUE(stamp) << stamp.error();
-  const Result<TimeStampToken> token = TimeStampToken::read(stamp->token);
-  ASSERT_TRUE(token);
-  EXPECT_EQ(Bytes(token->info().imprint.begin(), token->info().imprint.end()), hash_);
-  const Result<CertificatePtr> authority = token->verifySignature();
-  ASSERT_TRUE(authority);
-  EXPECT_TRUE(sameCertificate(*stamp->authority, **authority));
-  ASSERT_NE(stamp->verdict, nullptr);
-  EXPECT_EQ(stamp->verdict->errors, 0U);
-  EXPECT_TRUE(sameCertificate(*stamp->verdict->elements.front().certificate, **authority));
+  const TimeStampInfo& info = stamp->token().info();
+  EXPECT_EQ(Bytes(info.imprint.begin(), info.imprint.end()), hash_);
+  EXPECT_TRUE(stamp->verifySignature());
+  EXPECT_EQ(Bytes(stamp->authority()->der().begin(), stamp->authority()->der().end()),
+            lab::toDer(tsa_->certificate()));
+  ASSERT_NE(stamp->verdict(), nullptr);
+  EXPECT_EQ(stamp->verdict()->errors, 0U);
+  EXPECT_TRUE(
+      sameCertificate(*stamp->verdict()->elements.front().certificate, *stamp->authority()));
   EXPECT_EQ(services_.count(kPath), 1U);
 }
 
 TEST_F(TimeStampServiceTest, GivesWhatTheOpensslCommandAccepts) {
   const Result<TimeStamp> stamp = stampAt(services_.url(kPath));
   ASSERT_TRUE(stamp);
+  const der::Bytes token = stamp->token().encoded();
   const TempDir files;
   const CommandResult judged =
       run({"openssl",
@@ -97,7 +100,7 @@ TEST_F(TimeStampServiceTest, GivesWhatTheOpensslCommandAccepts) {
            "-verify",
            "-token_in",
            "-in",
-           files.write("token", std::string(stamp->token.begin(), stamp->token.end())),
+           files.write("token", std::string(token.begin(), token.end())),
            "-digest",
            "5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a5a",
            "-CAfile",
@@ -112,8 +115,8 @@ TEST_F(TimeStampServiceTest, AsksForAllItsStampsOverOneConnection) {
   const Result<std::unique_ptr<TimeStampService>> service =
       timeStampServiceAt(server.url(), configuration_);
   ASSERT_TRUE(service);
-  EXPECT_FALSE((*service)->stamp(HashAlgorithm::Sha256, hash_));
-  EXPECT_FALSE((*service)->stamp(HashAlgorithm::Sha256, hash_));
+  EXPECT_FALSE((*service)->stamp(HashAlgorithm::Sha256, hash_, kNothingElse));
+  EXPECT_FALSE((*service)->stamp(HashAlgorithm::Sha256, hash_, kNothingElse));
   EXPECT_EQ(server.connections(), 1U);
 }
 
@@ -264,9 +267,10 @@ TEST_P(TimeStampServiceKinds, StampHashesOfAllKinds) {
   const Result<std::unique_ptr<TimeStampService>> service =
       timeStampServiceAt(services_.url(kPath), configuration_);
   ASSERT_TRUE(service);
-  const Result<TimeStamp> stamp =
-      (*service)->stamp(GetParam().algorithm, Bytes(hashInfo(GetParam().algorithm).length, 0x5A));
-  EXPECT_TRUE(stamp) << stamp.error();
+  const Result<TimeStamp> stamp = (*service)->stamp(
+      GetParam().algorithm, Bytes(hashInfo(GetParam().algorithm).length, 0x5A), kNothingElse);
+  ASSERT_TRUE(stamp) << stamp.error();
+  EXPECT_TRUE(stamp->verifySignature());
 }
 
 }  // namespace
