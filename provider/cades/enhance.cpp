@@ -119,15 +119,20 @@ class Enhancement {
       return stamped.failure();
     }
     Evidence values;
+    Result<void> isSigned = fail(TRUST_E_TIME_STAMP);
     const Result<TimeStamp> second = stampOver(*stamped, [&] {
       values = valuesOf(chain, authority);
-      return first.verifySignature();
+      isSigned = first.verifySignature();
+      return isSigned;
     });
     if (!second) {
       return second.failure();
     }
-    if (const Result<void> good = second->verifySignature(); !good) {
-      return good.failure();
+    if (isSigned) {
+      isSigned = second->verifySignature();
+    }
+    if (!isSigned) {
+      return isSigned.failure();
     }
     const Octets stampAttribute =
         *encodeAttribute(oids::kCadesCTimeStamp, {second->token().encoded()});

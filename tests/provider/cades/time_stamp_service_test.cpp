@@ -120,6 +120,24 @@ TEST_F(TimeStampServiceTest, AsksForAllItsStampsOverOneConnection) {
   EXPECT_EQ(server.connections(), 1U);
 }
 
+TEST_F(TimeStampServiceTest, HasTimeForOtherWork) {
+  const Result<std::unique_ptr<TimeStampService>> service =
+      timeStampServiceAt(services_.url(kPath), configuration_);
+  ASSERT_TRUE(service);
+  int count = 0;
+  const auto work = [&count](const Result<void>& result) {
+    return [&count, result] {
+      ++count;
+      return result;
+    };
+  };
+  EXPECT_TRUE((*service)->stamp(HashAlgorithm::Sha256, hash_, work({})));
+  EXPECT_EQ(count, 1);
+  EXPECT_EQ((*service)->stamp(HashAlgorithm::Sha256, hash_, work(fail(NTE_BAD_SIGNATURE))).error(),
+            NTE_BAD_SIGNATURE);
+  EXPECT_EQ(count, 2);
+}
+
 TEST_F(TimeStampServiceTest, AsksTheDefaultServerWithoutAUrl) {
   EXPECT_EQ(timeStampServiceAt("", configuration_).error(), ERROR_SERVICE_NOT_FOUND);
   configuration_.tsp.defaultUrl = services_.url(kPath);
