@@ -9,6 +9,7 @@
 #include <gtest/gtest.h>
 
 #include "provider/cades/time_stamp_token.h"
+#include "tests/provider/http/http_calls.h"
 #include "tests/provider/http/scripted_server.h"
 #include "tests/support/command.h"
 #include "tests/support/provider_folder.h"
@@ -125,16 +126,10 @@ TEST_F(TimeStampServiceTest, HasTimeForOtherWork) {
       timeStampServiceAt(services_.url(kPath), configuration_);
   ASSERT_TRUE(service);
   int count = 0;
-  const auto work = [&count](const Result<void>& result) {
-    return [&count, result] {
-      ++count;
-      return result;
-    };
-  };
-  EXPECT_TRUE((*service)->stamp(HashAlgorithm::Sha256, hash_, work({})));
+  EXPECT_TRUE((*service)->stamp(HashAlgorithm::Sha256, hash_, counting(count)));
   EXPECT_EQ(count, 1);
-  EXPECT_EQ((*service)->stamp(HashAlgorithm::Sha256, hash_, work(fail(NTE_BAD_SIGNATURE))).error(),
-            NTE_BAD_SIGNATURE);
+  const Meanwhile failing = counting(count, fail(NTE_BAD_SIGNATURE));
+  EXPECT_EQ((*service)->stamp(HashAlgorithm::Sha256, hash_, failing).error(), NTE_BAD_SIGNATURE);
   EXPECT_EQ(count, 2);
 }
 

@@ -30,6 +30,14 @@ inline std::string get(const std::string& url, const HttpLimits& limits = kAmple
   return ask({.url = url}, limits);
 }
 
+/// counting is work that counts how often it is done, and ends so.
+inline Meanwhile counting(int& count, Result<void> result = {}) {
+  return [&count, result] {
+    ++count;
+    return result;
+  };
+}
+
 }  // namespace qx::test
 
 #endif

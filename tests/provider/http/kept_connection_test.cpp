@@ -7,8 +7,7 @@
 #include "provider/http/client.h"
 #include "tests/provider/http/http_calls.h"
 #include "tests/provider/http/scripted_server.h"
-#include "tests/support/temp_dir.h"
-#include "tools/lab/pki.h"
+#include "tests/provider/http/tls_world.h"
 
 namespace qx::test::kept_connection_test {
 namespace {
@@ -99,23 +98,15 @@ TEST_F(KeptConnectionTest, IsNoneAfterAnotherAnswerThanAGoodOne) {
 }
 
 TEST_F(KeptConnectionTest, IsKeptSecure) {
-  const lab::Authority root = lab::Authority::selfSigned(
-      lab::KeyKind::EcP256, {.subject = {{.type = "CN", .value = "Root"}}});
-  const EvpPkeyPtr key = lab::generateKey(lab::KeyKind::EcP256);
-  const X509Ptr certificate = root.issue(
-      key.get(),
-      {.subject = {{.type = "CN", .value = "localhost"}}, .subjectAltName = "IP:127.0.0.1"});
-  const TempDir folder;
-  const HttpSettings settings{.proxy = {},
-                              .caFile = folder.write("ca.pem", lab::toPem(root.certificate()))};
+  const TlsWorld world;
   const ScriptedServer server(
       {keeping(okAnswer("one")), keeping(okAnswer("two")), okAnswer("three"), okAnswer("four")},
-      {.key = key.get(), .certificate = certificate.get()});
-  EXPECT_EQ(get(server.url(), settings), "one");
-  EXPECT_EQ(get(server.url(), settings), "two");
-  EXPECT_EQ(get(server.url(), settings), "three");
+      world.identity());
+  EXPECT_EQ(get(server.url(), world.settings()), "one");
+  EXPECT_EQ(get(server.url(), world.settings()), "two");
+  EXPECT_EQ(get(server.url(), world.settings()), "three");
   EXPECT_EQ(server.connections(), 1U);
-  EXPECT_EQ(get(server.url(), settings), "four");
+  EXPECT_EQ(get(server.url(), world.settings()), "four");
   EXPECT_EQ(server.connections(), 2U);
 }
 

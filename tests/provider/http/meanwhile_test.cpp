@@ -7,8 +7,7 @@
 #include "provider/http/client.h"
 #include "tests/provider/http/http_calls.h"
 #include "tests/provider/http/scripted_server.h"
-#include "tests/support/temp_dir.h"
-#include "tools/lab/pki.h"
+#include "tests/provider/http/tls_world.h"
 
 namespace qx::test::meanwhile_test {
 namespace {
@@ -17,12 +16,7 @@ using ::testing::SizeIs;
 
 class MeanwhileTest : public ::testing::Test {
  protected:
-  Meanwhile counted(Result<void> result = {}) {
-    return [this, result] {
-      ++count_;
-      return result;
-    };
-  }
+  Meanwhile counted(Result<void> result = {}) { return counting(count_, result); }
 
   int count_ = 0;
 };
@@ -82,22 +76,14 @@ TEST_F(MeanwhileTest, IsDoneOnceForAQuestionThatIsRepeated) {
 }
 
 TEST_F(MeanwhileTest, IsDoneForASecureQuestionToo) {
-  const lab::Authority root = lab::Authority::selfSigned(
-      lab::KeyKind::EcP256, {.subject = {{.type = "CN", .value = "Root"}}});
-  const EvpPkeyPtr key = lab::generateKey(lab::KeyKind::EcP256);
-  const X509Ptr certificate = root.issue(
-      key.get(),
-      {.subject = {{.type = "CN", .value = "localhost"}}, .subjectAltName = "IP:127.0.0.1"});
-  const TempDir folder;
-  const HttpSettings settings{.proxy = {},
-                              .caFile = folder.write("ca.pem", lab::toPem(root.certificate()))};
-  const ScriptedServer server({okAnswer("hello")},
-                              {.key = key.get(), .certificate = certificate.get()});
-  EXPECT_EQ(ask({.url = server.url(), .meanwhile = counted()}, kAmple, settings), "hello");
+  const TlsWorld world;
+  const ScriptedServer server({okAnswer("hello")}, world.identity());
+  EXPECT_EQ(ask({.url = server.url(), .meanwhile = counted()}, kAmple, world.settings()), "hello");
   EXPECT_EQ(count_, 1);
-  EXPECT_EQ(
-      ask({.url = server.url(), .meanwhile = counted(fail(NTE_BAD_SIGNATURE))}, kAmple, settings),
-      failed(NTE_BAD_SIGNATURE));
+  EXPECT_EQ(ask({.url = server.url(), .meanwhile = counted(fail(NTE_BAD_SIGNATURE))},
+                kAmple,
+                world.settings()),
+            failed(NTE_BAD_SIGNATURE));
 }
 
 }  // namespace
