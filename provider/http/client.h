@@ -67,10 +67,12 @@ struct HttpSettings {
   std::string caFile;
 };
 
-/// exchange asks and gives the body of the answer, which has the status 200. HTTP/1.1; at most one redirection, to the same host and not from https to http.
+/// exchange asks and gives the body of the answer, which has the status 200. HTTP/1.1; at most one
+/// redirection, to the same host and not from https to http.
 ///
-/// Errors: those of request.meanwhile; ERROR_TIMEOUT; ERROR_WINHTTP_INVALID_URL (other schemes than http and https, user names,
-/// control characters); ERROR_WINHTTP_NAME_NOT_RESOLVED; ERROR_CONNECTION_REFUSED, at once;
+/// Errors: those of request.meanwhile; ERROR_TIMEOUT; ERROR_WINHTTP_INVALID_URL (other schemes than http
+/// and https, user names, control characters); ERROR_WINHTTP_NAME_NOT_RESOLVED;
+/// ERROR_CONNECTION_REFUSED, at once;
 /// ERROR_HOST_UNREACHABLE for every other reason not to get a connection;
 /// ERROR_WINHTTP_SECURE_FAILURE (TLS, a certificate that is not trusted or of another host);
 /// ERROR_WINHTTP_LOGIN_FAILURE (status 401 or 407, or credentials that cannot be read);
